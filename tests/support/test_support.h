@@ -1,0 +1,45 @@
+#pragma once
+// Helpers shared by every test program.
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "foundation/log.h"
+
+namespace marqen::test {
+
+// Captures log lines for the lifetime of the object.
+class LogCapture : public CoreMarqenLogDelegate {
+public:
+    LogCapture();
+    ~LogCapture() override;
+    void marqenLog(CoreMarqenLog &log, const std::string &message) override;
+    std::vector<std::string> lines() const;
+    bool contains(const std::string &fragment) const;
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::string> lines_;
+};
+
+// A fresh directory under the system temp folder, removed on destruction.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    const std::filesystem::path &path() const { return path_; }
+    std::filesystem::path operator/(const std::string &name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+std::filesystem::path sourceDir();  // the repository root
+std::string readFile(const std::filesystem::path &path);
+void writeFile(const std::filesystem::path &path, const std::string &bytes);
+
+// Runs the marqen command line with the given arguments; returns the exit status and fills output.
+int runCli(const std::string &arguments, std::string *stdoutText = nullptr, std::string *stderrText = nullptr);
+
+}  // namespace marqen::test

@@ -1,0 +1,63 @@
+// marqen: the library's main job from a shell.
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "foundation/log.h"
+
+namespace {
+
+// Library warnings go to stderr prefixed so that scripts can tell them from our own errors.
+class StderrLog : public marqen::CoreMarqenLogDelegate {
+public:
+    void marqenLog(marqen::CoreMarqenLog &, const std::string &message) override {
+        std::cerr << "marqen: warning: " << message << '\n';
+    }
+};
+
+void printOverview(std::ostream &out) {
+    out << "usage: marqen COMMAND [ARGS]\n\ncommands:\n";
+    for (const auto &[name, command] : marqen::cli::commandTable())
+        out << "  " << name << std::string(name.size() < 14 ? 14 - name.size() : 1, ' ') << command.summary << '\n';
+    out << "\n'marqen COMMAND --help' describes one command.\n";
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    using namespace marqen::cli;
+    StderrLog log;
+    marqen::CoreMarqenLog::sharedCoreMarqenLog().setDelegate(&log);
+    std::vector<std::string> args(argv + 1, argv + argc);
+    int status = kExitSuccess;
+    try {
+        if (args.empty()) {
+            printOverview(std::cerr);
+            status = kExitUsage;
+        } else if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+            printOverview(std::cout);
+        } else {
+            auto found = commandTable().find(args[0]);
+            if (found == commandTable().end()) usageError("unknown command '" + args[0] + "' (see marqen --help)");
+            std::vector<std::string> rest(args.begin() + 1, args.end());
+            bool help = false;
+            for (const auto &arg : rest) help = help || arg == "--help" || arg == "-h";
+            if (help) {
+                std::cout << found->second.usage;
+            } else {
+                status = found->second.run(rest);
+            }
+        }
+    } catch (const CommandError &error) {
+        std::cerr << "marqen: " << error.what() << '\n';
+        status = error.exitCode;
+    } catch (const std::exception &error) {
+        std::cerr << "marqen: " << error.what() << '\n';
+        status = kExitFailure;
+    }
+    marqen::CoreMarqenLog::sharedCoreMarqenLog().setDelegate(nullptr);
+    return status;
+}
