@@ -1,0 +1,80 @@
+#include "foundation/json.h"
+
+namespace marqen {
+
+const MarqenJSON *marqen_objectForKey(const MarqenJSON &dictionary, const std::string &key) {
+    if (!dictionary.is_object()) return nullptr;
+    auto it = dictionary.find(key);
+    if (it == dictionary.end() || it->is_null()) return nullptr;
+    return &*it;
+}
+
+const MarqenJSON *marqen_valueForKeyPath(const MarqenJSON &dictionary, const std::string &keyPath) {
+    const MarqenJSON *current = &dictionary;
+    size_t start = 0;
+    while (current) {
+        size_t dot = keyPath.find('.', start);
+        current = marqen_objectForKey(*current, keyPath.substr(start, dot == std::string::npos ? dot : dot - start));
+        if (dot == std::string::npos) break;
+        start = dot + 1;
+    }
+    return current;
+}
+
+std::optional<std::string> marqen_stringForKey(const MarqenJSON &dictionary, const std::string &key) {
+    const MarqenJSON *value = marqen_objectForKey(dictionary, key);
+    if (!value || !value->is_string()) return std::nullopt;
+    return value->get<std::string>();
+}
+
+bool marqen_isNumber(const MarqenJSON &value) { return value.is_number(); }
+
+double marqen_doubleValue(const MarqenJSON &value) {
+    if (value.is_number_float()) return value.get<double>();
+    if (value.is_number_unsigned()) return static_cast<double>(value.get<uint64_t>());
+    if (value.is_number_integer()) return static_cast<double>(value.get<int64_t>());
+    return 0;
+}
+
+std::optional<double> marqen_numberForKey(const MarqenJSON &dictionary, const std::string &key) {
+    const MarqenJSON *value = marqen_objectForKey(dictionary, key);
+    if (!value || !value->is_number()) return std::nullopt;
+    return marqen_doubleValue(*value);
+}
+
+std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, const std::string &key) {
+    const MarqenJSON *value = marqen_objectForKey(dictionary, key);
+    if (!value) return std::nullopt;
+    if (value->is_boolean()) return value->get<bool>();
+    if (value->is_number()) return marqen_doubleValue(*value) != 0;
+    return std::nullopt;
+}
+
+std::optional<MarqenJSON> marqen_parseJSON(const std::string &text, std::string *message) {
+    try {
+        // Deep nesting is refused by a depth check in the callback so hostile input cannot exhaust the stack.
+        constexpr int kMaximumDepth = 512;
+        int depth = 0;
+        bool tooDeep = false;
+        auto guard = [&](int, MarqenJSON::parse_event_t event, MarqenJSON &) {
+            if (event == MarqenJSON::parse_event_t::object_start || event == MarqenJSON::parse_event_t::array_start) {
+                if (++depth > kMaximumDepth) tooDeep = true;
+            } else if (event == MarqenJSON::parse_event_t::object_end ||
+                       event == MarqenJSON::parse_event_t::array_end) {
+                --depth;
+            }
+            return !tooDeep;
+        };
+        MarqenJSON value = MarqenJSON::parse(text, guard, true, false);
+        if (tooDeep) {
+            if (message) *message = "JSON nested more than 512 levels deep";
+            return std::nullopt;
+        }
+        return value;
+    } catch (const MarqenJSON::exception &error) {
+        if (message) *message = error.what();
+        return std::nullopt;
+    }
+}
+
+}  // namespace marqen
