@@ -1,0 +1,45 @@
+#pragma once
+// Writes a path as SVG path data: absolute "M", "L", "Q", "C" and "Z" commands, three decimals, no spaces.
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "foundation/bezier_path.h"
+
+namespace marqen {
+
+// One command of the data being written: its letter and the "%.3f,%.3f" text of each of its points.
+struct SVGPathCommand {
+    std::string command;
+    std::vector<std::string> points;
+    bool isValidForOutput = false;
+
+    static SVGPathCommand commandWithElement(const MarqenPathElement &element);
+};
+
+struct SVGPath {
+    std::vector<SVGPathCommand> commands;
+    bool isValidForOutput = true;
+
+    // Adds the element's command; the path's validity follows the element added last.
+    void addElement(const MarqenPathElement &element);
+    std::string pathData() const;
+};
+
+// Raised for a path element of a type the writer does not know.
+class BezierToSvgException : public std::runtime_error {
+public:
+    BezierToSvgException();
+    static constexpr const char *kName = "BezierToSvg Error";
+    static constexpr const char *kReason = "could not export svg from cgpath";
+    const char *name() const { return kName; }
+};
+
+class BezierToSvg {
+public:
+    // The path's elements as SVG path data; an empty path gives "". Throws BezierToSvgException.
+    static std::string pathDataFromCGPath(const MarqenBezierPath &path);
+    static std::string pathDataFromElements(const std::vector<MarqenPathElement> &elements);
+};
+
+}  // namespace marqen
