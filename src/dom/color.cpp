@@ -1,0 +1,41 @@
+#include "dom/color.h"
+
+#include <cmath>
+#include <cstdint>
+
+namespace marqen {
+
+namespace {
+
+// Truncated toward zero and kept within what an unsigned component can hold, so hostile values
+// (negative, NaN, enormous) still write a valid number.
+uint64_t writtenComponent(double value) {
+    if (!(value > 0)) return 0;
+    if (value >= 18446744073709551615.0) return UINT64_MAX;
+    return static_cast<uint64_t>(std::trunc(value));
+}
+
+double readComponent(const MarqenJSON &dictionary, const char *key) {
+    auto value = marqen_numberForKey(dictionary, key);
+    return value ? *value : 0.0;
+}
+
+}  // namespace
+
+MarqenDOMColor MarqenDOMColor::colorWithMarqenColor(double red, double green, double blue, double alpha) {
+    return {red * 255, green * 255, blue * 255, alpha};
+}
+
+MarqenJSON MarqenDOMColor::dictionaryRepresentation() const {
+    return {{"red", writtenComponent(red_)},
+            {"green", writtenComponent(green_)},
+            {"blue", writtenComponent(blue_)},
+            {"alpha", std::isfinite(alpha_) ? alpha_ : 0.0}};
+}
+
+MarqenDOMColor MarqenDOMColor::fromDictionary(const MarqenJSON &dictionary) {
+    return {readComponent(dictionary, "red"), readComponent(dictionary, "green"), readComponent(dictionary, "blue"),
+            readComponent(dictionary, "alpha")};
+}
+
+}  // namespace marqen

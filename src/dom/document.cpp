@@ -1,0 +1,484 @@
+#include "dom/document.h"
+
+#include <algorithm>
+
+#include "dom/exceptions.h"
+#include "dom/node_class.h"
+#include "dom/notifications.h"
+#include "dom/resource_coordinator.h"
+#include "foundation/notification_center.h"
+#include "foundation/queues.h"
+#include "foundation/undo_manager.h"
+#include "foundation/uuid.h"
+#include "foundation/value_encoding.h"
+
+namespace marqen {
+
+namespace {
+
+constexpr CGFloat kMinimumFrameSide = 8;
+constexpr const char *kLegacyTitleKey = "com.brondale.marqen.composition.title";
+
+std::mutex &hostSettingsMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+std::string &creatorVersionStorage() {
+    static std::string version = "0.1.0";
+    return version;
+}
+CGFloat &mainScreenScaleStorage() {
+    static CGFloat scale = 1.0;
+    return scale;
+}
+
+// Loading and copying build quietly: no undo actions and no dirtiness announced.
+class QuietBuild {
+public:
+    explicit QuietBuild(MarqenDOMDocument &document) : document_(document) {
+        document_.setBroadcastSetNeedsSave(false);
+        if (auto *undo = document_.undoManager()) undo->disableUndoRegistration();
+    }
+    ~QuietBuild() {
+        if (auto *undo = document_.undoManager()) undo->enableUndoRegistration();
+    }
+
+private:
+    MarqenDOMDocument &document_;
+};
+
+}  // namespace
+
+const MarqenDOMNodeClass &MarqenDOMDocument::classDescriptor() {
+    static const MarqenDOMNodeClass descriptor{"MarqenDOMDocument", "Document", [] { return create(); }, nullptr,
+                                               nullptr};
+    return descriptor;
+}
+
+MarqenDOMDocument::MarqenDOMDocument()
+    : undoManager_(std::make_shared<UndoManager>()), operationsQueue_(std::make_unique<SerialQueue>(true)) {}
+
+MarqenDOMDocument::~MarqenDOMDocument() {
+    // Queued work may refer to this document's nodes: let it finish first.
+    operationsQueue_.reset();
+}
+
+std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::create() {
+    auto document = MarqenMakeNode<MarqenDOMDocument>();
+    {
+        QuietBuild quiet(*document);
+        document->documentCommonInit();
+    }
+    document->finishCreation();
+    return document;
+}
+
+std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::createWithSize(CGSize size, CGFloat deviceScale) {
+    auto document = MarqenMakeNode<MarqenDOMDocument>();
+    {
+        QuietBuild quiet(*document);
+        document->documentCommonInit();
+        document->setFrame(CGRectMake(0, 0, size.width, size.height));
+        document->deviceScale_ = deviceScale;
+    }
+    document->finishCreation();
+    return document;
+}
+
+std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::fromDictionary(const MarqenJSON &dictionary) {
+    auto document = MarqenMakeNode<MarqenDOMDocument>();
+    document->initWithDictionary(dictionary);
+    return document;
+}
+
+std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::fromDictionary(const MarqenJSON &dictionary,
+                                                                     const std::shared_ptr<MarqenPDFPage> &page) {
+    auto document = MarqenMakeNode<MarqenDOMDocument>();
+    document->pdfPage_ = page;
+    document->initWithDictionary(dictionary);
+    if (!marqen_numberForKey(dictionary, "pageNumber")) document->pageNumber_.reset();
+    return document;
+}
+
+void MarqenDOMDocument::finishCreation() {
+    broadcastSetNeedsSave_ = true;
+    resumeOperations();
+    needsSave_ = false;
+}
+
+std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::document() const {
+    return std::const_pointer_cast<MarqenDOMDocument>(
+        std::static_pointer_cast<const MarqenDOMDocument>(shared_from_this()));
+}
+
+void MarqenDOMDocument::documentCommonInit() {
+    while (childCount() < 3) addChild(MarqenDOMLayer::create());
+    auto current = children();
+    auto wanted = current;
+    auto moveTo = [&](const std::shared_ptr<MarqenDOMLayer> &layer, size_t index) {
+        if (!layer) return;
+        auto found = std::find(wanted.begin(), wanted.end(), layer);
+        if (found == wanted.end()) return;
+        wanted.erase(found);
+        wanted.insert(wanted.begin() + static_cast<std::ptrdiff_t>(std::min(index, wanted.size())), layer);
+    };
+    moveTo(backgroundLayer(), 0);
+    moveTo(annotationLayer(), 1);
+    moveTo(textLayer(), 2);
+    if (wanted != current) {
+        for (const auto &child : current) removeChild(child);
+        for (const auto &child : wanted) addChild(child);
+    }
+    coordinateSystem_ = 1;
+    deviceScale_ = mainScreenBackingScaleFactor();
+    MarqenJSON stamped = metadata();
+    stamped["version"] = "1.2";
+    stamped["creator"] = "marqen-mac";
+    stamped["creatorVersion"] = creatorVersion();
+    MarqenDOMNode::setMetadata(stamped);
+    needsSave_ = false;
+}
+
+void MarqenDOMDocument::initWithDictionary(const MarqenJSON &dictionary) {
+    {
+        QuietBuild quiet(*this);
+        MarqenDOMNode::initWithDictionary(dictionary);
+        documentCommonInit();
+        const MarqenJSON *frame = marqen_objectForKey(dictionary, "frame");
+        setFrame(frame ? CGRectFromNSDictionary(*frame) : CGRectZero);
+        if (auto scale = marqen_numberForKey(dictionary, "deviceScale"))
+            deviceScale_ = *scale > 2.220446049250313e-16 ? *scale : 1.0;
+        if (auto factor = marqen_numberForKey(dictionary, "contentScaleFactor")) contentScaleFactor_ = *factor;
+        const MarqenJSON *version = marqen_valueForKeyPath(dictionary, "metadata.version");
+        if (version && (*version == "1.0" || *version == "1.1")) {
+            MarqenJSON upgraded = metadata();
+            upgraded["version"] = "1.2";
+            MarqenDOMNode::setMetadata(upgraded);
+            upgradeParagraphTextNodesToRespectColorAndFont();
+        }
+        if (auto number = marqen_numberForKey(dictionary, "pageNumber")) pageNumber_ = *number;
+        if (auto title = marqen_stringForKey(dictionary, "title")) setTitle(*title);
+    }
+    needsSave_ = false;
+    broadcastSetNeedsSave_ = true;
+    resumeOperations();
+    waitForOperationsToFinish();
+}
+
+MarqenJSON MarqenDOMDocument::dictionaryRepresentation() const {
+    if (coordinateSystem_ != 1)
+        throw MarqenGenericException("Unsupported coordinateSystem: " + std::to_string(coordinateSystem_));
+    MarqenJSON dictionary = MarqenDOMNode::dictionaryRepresentation();
+    dictionary["frame"] = NSDictionaryFromCGRect(frame_);
+    dictionary["deviceScale"] = deviceScale_;
+    if (auto title = this->title()) dictionary["title"] = *title;
+    if (contentScaleFactor_ && !(std::isinf(*contentScaleFactor_) && *contentScaleFactor_ > 0))
+        dictionary["contentScaleFactor"] = *contentScaleFactor_;
+    if (pageNumber_) dictionary["pageNumber"] = *pageNumber_;
+    return dictionary;
+}
+
+MarqenDOMNodePtr MarqenDOMDocument::copy() const { return copyDocument(); }
+
+std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::copyDocument() const {
+    auto copy = create();
+    copy->suspendOperations();
+    {
+        QuietBuild quiet(*copy);
+        copyStateTo(*copy);
+    }
+    copy->broadcastSetNeedsSave_ = true;
+    copy->resumeOperations();
+    copy->waitForOperationsToFinish();
+    return copy;
+}
+
+void MarqenDOMDocument::copyStateTo(MarqenDOMNode &target) const {
+    auto &copy = static_cast<MarqenDOMDocument &>(target);
+    MarqenDOMNode::copyStateTo(copy);
+    copy.setGuid(guid());
+    for (const auto &child : children()) {
+        if (child->isKindOfClass("MarqenDOMLayer")) {
+            for (const auto &grandchild : child->children()) copy.addNode(grandchild->copy());
+        } else {
+            copy.addNode(child->copy());
+        }
+    }
+    copy.frame_ = frame_;
+    copy.deviceScale_ = deviceScale_;
+    copy.contentScaleFactor_ = contentScaleFactor_;
+    copy.referenceViewSize_ = referenceViewSize_;
+    copy.coordinateSystem_ = coordinateSystem_;
+    copy.needsSave_ = needsSave_;
+    copy.resourceCoordinator_ = resourceCoordinator_;
+    copy.lastModified_ = lastModified_;
+    copy.pdfPage_ = pdfPage_;
+    copy.forcesOpaqueBackground_ = forcesOpaqueBackground_;
+    copy.pageNumber_ = pageNumber_;
+}
+
+void MarqenDOMDocument::addChild(const MarqenDOMNodePtr &child) {
+    MarqenDOMNode::addChild(child);
+    if (child) child->setDocument(document());
+    updateLayerIds();
+}
+
+void MarqenDOMDocument::addChild(const MarqenDOMNodePtr &child, const MarqenDOMNodePtr &insertBefore) {
+    MarqenDOMNode::addChild(child, insertBefore);
+    if (child) child->setDocument(document());
+    updateLayerIds();
+}
+
+void MarqenDOMDocument::removeChild(const MarqenDOMNodePtr &child) {
+    MarqenDOMNode::removeChild(child);
+    if (child && !child->parent()) child->setDocument(nullptr);
+    updateLayerIds();
+}
+
+const std::vector<std::string> &MarqenDOMDocument::reservedLayerIds() {
+    static const std::vector<std::string> ids{MarqenDOMLayerIdBackground, MarqenDOMLayerIdAnnotation,
+                                              MarqenDOMLayerIdText, MarqenDOMLayerIdBackgroundImage,
+                                              MarqenDOMLayerIdRoot};
+    return ids;
+}
+
+void MarqenDOMDocument::updateLayerIds() {
+    backgroundLayer_.reset();
+    annotationLayer_.reset();
+    textLayer_.reset();
+    int unnamed = 0;
+    for (const auto &child : children()) {
+        auto layer = std::dynamic_pointer_cast<MarqenDOMLayer>(child);
+        if (!layer) continue;
+        const std::string &id = layer->layerId();
+        if (id == MarqenDOMLayerIdBackground) {
+            backgroundLayer_ = layer;
+            continue;
+        }
+        if (id == MarqenDOMLayerIdAnnotation) {
+            annotationLayer_ = layer;
+            continue;
+        }
+        if (id == MarqenDOMLayerIdText) {
+            textLayer_ = layer;
+            continue;
+        }
+        if (unnamed == 0 && backgroundLayer_.expired()) {
+            layer->setLayerId(MarqenDOMLayerIdBackground);
+            backgroundLayer_ = layer;
+        } else if (unnamed <= 1 && annotationLayer_.expired()) {
+            layer->setLayerId(MarqenDOMLayerIdAnnotation);
+            annotationLayer_ = layer;
+        } else if (unnamed <= 2 && textLayer_.expired()) {
+            layer->setLayerId(MarqenDOMLayerIdText);
+            textLayer_ = layer;
+        } else if (std::find(reservedLayerIds().begin(), reservedLayerIds().end(), id) != reservedLayerIds().end()) {
+            layer->setLayerId(marqen_stringWithNewUUID());
+        }
+        ++unnamed;
+    }
+}
+
+std::shared_ptr<MarqenDOMLayer> MarqenDOMDocument::layerForNode(const MarqenDOMNode &node) const {
+    if (node.isKindOfClass("MarqenDOMText") || node.isKindOfClass("MarqenDOMStamp")) return textLayer();
+    if (node.className() == "MarqenDOMBitmap") return backgroundLayer();
+    return annotationLayer();
+}
+
+void MarqenDOMDocument::addNode(const MarqenDOMNodePtr &node) {
+    if (!node) return;
+    if (auto layer = layerForNode(*node)) layer->addChild(node);
+}
+
+void MarqenDOMDocument::addLabel(const MarqenDOMNodePtr &label, const MarqenDOMNodePtr &forNode) {
+    if (!label || !forNode) return;
+    auto layer = forNode->parent();
+    if (!layer) return;
+    layer->addChild(label, forNode);
+}
+
+MarqenDOMNodePtr MarqenDOMDocument::findNode(const std::string &guid) const {
+    std::lock_guard lock(nodeMapMutex_);
+    auto found = nodeMap_.find(guid);
+    return found == nodeMap_.end() ? nullptr : found->second.lock();
+}
+
+void MarqenDOMDocument::addToNodeMap(const MarqenDOMNode &node) {
+    std::lock_guard lock(nodeMapMutex_);
+    nodeMap_[node.guid()] = std::const_pointer_cast<MarqenDOMNode>(node.shared_from_this());
+}
+
+void MarqenDOMDocument::removeFromNodeMap(const MarqenDOMNode &node) {
+    std::lock_guard lock(nodeMapMutex_);
+    auto found = nodeMap_.find(node.guid());
+    if (found == nodeMap_.end()) return;
+    // Only this node's own entry: another node with the same guid (a copy) keeps its place.
+    auto registered = found->second.lock();
+    if (!registered || registered.get() == &node) nodeMap_.erase(found);
+}
+
+void MarqenDOMDocument::setFrame(CGRect frame) {
+    CGRect old = frame_;
+    postWillChange();
+    // NaN stays NaN: the comparison with 8 is false for it.
+    if (frame.size.width < kMinimumFrameSide) frame.size.width = kMinimumFrameSide;
+    if (frame.size.height < kMinimumFrameSide) frame.size.height = kMinimumFrameSide;
+    frame_ = frame;
+    postDidChange();
+    setNeedsSave(true);
+    registerUndo<MarqenDOMDocument>([old](MarqenDOMDocument &document) { document.setFrame(old); });
+}
+
+void MarqenDOMDocument::setDeviceScale(CGFloat scale) {
+    postWillChange();
+    deviceScale_ = scale;
+    postDidChange();
+}
+
+void MarqenDOMDocument::setContentScaleFactor(std::optional<CGFloat> factor) {
+    postWillChange();
+    contentScaleFactor_ = factor;
+    postDidChange();
+}
+
+void MarqenDOMDocument::setReferenceViewSize(CGSize size) {
+    if (size == referenceViewSize_) return;
+    referenceViewSize_ = size;
+    if (!contentScaleFactor_)
+        NotificationCenter::defaultCenter().post(MarqenDOMDocumentDidUpdateContentScaleFactor, this);
+}
+
+CGFloat MarqenDOMDocument::proposedContentScaleFactor() const {
+    if (contentScaleFactor_) return *contentScaleFactor_;
+    if (pdfPage_) return 2.0 / 3.0;
+    bool bitmapWithoutProfile = false;
+    const_cast<MarqenDOMDocument *>(this)->acceptVisitor([&](MarqenDOMNode &node) {
+        if (node.isKindOfClass("MarqenDOMBitmap") && !node.hasImageProfile()) bitmapWithoutProfile = true;
+        return !bitmapWithoutProfile;
+    });
+    if (bitmapWithoutProfile) return deviceScale_;
+    if (referenceViewSize_.width != 0 && referenceViewSize_.height != 0) {
+        CGFloat frameSide = std::max(frame_.size.width, frame_.size.height);
+        CGFloat viewSide = std::max(referenceViewSize_.width, referenceViewSize_.height);
+        return frameSide / viewSide * deviceScale_;
+    }
+    return deviceScale_;
+}
+
+CGFloat MarqenDOMDocument::contentScaleFactor() const {
+    if (contentScaleFactor_) return *contentScaleFactor_;
+    CGFloat proposed = proposedContentScaleFactor();
+    bool viewKnown = referenceViewSize_.width != 0 && referenceViewSize_.height != 0;
+    if (viewKnown || pdfPage_) {
+        contentScaleFactor_ = proposed;
+        NotificationCenter::defaultCenter().post(MarqenDOMDocumentDidUpdateContentScaleFactor, this);
+    }
+    return proposed;
+}
+
+std::optional<std::string> MarqenDOMDocument::title() const {
+    if (auto title = marqen_stringForKey(metadata(), "title")) return title;
+    return marqen_stringForKey(metadata(), kLegacyTitleKey);
+}
+
+void MarqenDOMDocument::setTitle(const std::optional<std::string> &title) {
+    MarqenJSON updated = metadata();
+    if (!title) {
+        updated.erase("title");
+        updated.erase(kLegacyTitleKey);
+    } else {
+        updated["title"] = *title;
+    }
+    postWillChange();
+    setMetadata(updated);
+    postDidChange();
+}
+
+std::vector<std::string> MarqenDOMDocument::userAgentHistory() const {
+    std::vector<std::string> history;
+    if (const MarqenJSON *list = marqen_objectForKey(metadata(), "userAgentHistory"); list && list->is_array())
+        for (const auto &entry : *list)
+            if (entry.is_string()) history.push_back(entry.get<std::string>());
+    return history;
+}
+
+void MarqenDOMDocument::appendUserAgentString(const std::string &userAgent) {
+    auto history = userAgentHistory();
+    if (userAgent.empty() || (!history.empty() && history.back() == userAgent)) return;
+    history.push_back(userAgent);
+    postWillChange();
+    setMetadataObject(MarqenJSON(history), "userAgentHistory");
+    postDidChange();
+}
+
+void MarqenDOMDocument::setMetadata(const MarqenJSON &metadata) {
+    bool previous = broadcastSetNeedsSave_;
+    broadcastSetNeedsSave_ = false;
+    MarqenDOMNode::setMetadata(metadata);
+    broadcastSetNeedsSave_ = previous;
+}
+
+void MarqenDOMDocument::setNeedsSave(bool flag) {
+    if (broadcastSetNeedsSave_) postWillChange();
+    needsSave_ = flag;
+    if (flag) lastModified_ = std::chrono::system_clock::now();
+    if (broadcastSetNeedsSave_) postDidChange();
+    if (flag && broadcastSetNeedsSave_) NotificationCenter::defaultCenter().post(MarqenDOMDocumentDidBecomeDirty, this);
+}
+
+void MarqenDOMDocument::setUndoManager(std::shared_ptr<UndoManager> undoManager) {
+    undoManager_ = undoManager ? std::move(undoManager) : std::make_shared<UndoManager>();
+}
+
+MarqenDOMDocumentResourceCoordinator *MarqenDOMDocument::resourceCoordinator() const {
+    return resourceCoordinator_.lock().get();
+}
+
+void MarqenDOMDocument::setResourceCoordinator(
+    const std::shared_ptr<MarqenDOMDocumentResourceCoordinator> &coordinator) {
+    resourceCoordinator_ = coordinator;
+    NotificationCenter::defaultCenter().post(MarqenDOMDocumentResourceCoordinatorDidChange, this);
+}
+
+void MarqenDOMDocument::addOperation(std::function<void()> operation) { operationsQueue_->addOperation(std::move(operation)); }
+void MarqenDOMDocument::suspendOperations() { operationsQueue_->suspend(); }
+void MarqenDOMDocument::resumeOperations() { operationsQueue_->resume(); }
+void MarqenDOMDocument::waitForOperationsToFinish() { operationsQueue_->waitUntilAllOperationsAreFinished(); }
+
+std::vector<MarqenDOMNodePtr> MarqenDOMDocument::allNodesOfClass(const std::string &className) const {
+    std::vector<MarqenDOMNodePtr> found;
+    const_cast<MarqenDOMDocument *>(this)->acceptVisitor([&](MarqenDOMNode &node) {
+        if (node.isKindOfClass(className)) found.push_back(node.shared_from_this());
+        return true;
+    });
+    return found;
+}
+
+void MarqenDOMDocument::upgradeParagraphTextNodesToRespectColorAndFont() {
+    acceptVisitor([](MarqenDOMNode &node) {
+        node.upgradeParagraphTextToRespectColorAndFont();
+        return true;
+    });
+}
+
+void MarqenDOMDocument::setCreatorVersion(const std::string &version) {
+    std::lock_guard lock(hostSettingsMutex());
+    creatorVersionStorage() = version;
+}
+
+std::string MarqenDOMDocument::creatorVersion() {
+    std::lock_guard lock(hostSettingsMutex());
+    return creatorVersionStorage();
+}
+
+void MarqenDOMDocument::setMainScreenBackingScaleFactor(CGFloat scale) {
+    std::lock_guard lock(hostSettingsMutex());
+    mainScreenScaleStorage() = scale;
+}
+
+CGFloat MarqenDOMDocument::mainScreenBackingScaleFactor() {
+    std::lock_guard lock(hostSettingsMutex());
+    return mainScreenScaleStorage();
+}
+
+}  // namespace marqen

@@ -1,0 +1,58 @@
+#include "dom/element.h"
+
+#include "dom/node_class.h"
+#include "foundation/undo_manager.h"
+
+namespace marqen {
+
+const MarqenDOMNodeClass &MarqenDOMElement::classDescriptor() {
+    static const MarqenDOMNodeClass descriptor{"MarqenDOMElement", "", [] { return create(); }, nullptr, nullptr};
+    return descriptor;
+}
+
+std::shared_ptr<MarqenDOMElement> MarqenDOMElement::create() { return MarqenMakeNode<MarqenDOMElement>(); }
+
+void MarqenDOMElement::setStyle(const std::shared_ptr<MarqenDOMStyle> &style) {
+    if (style == style_) return;
+    auto old = style_;
+    postWillChange();
+    style_ = style ? style : std::make_shared<MarqenDOMStyle>();
+    postDidChange();
+    registerUndo<MarqenDOMElement>([old](MarqenDOMElement &element) { element.setStyle(old); });
+    markDocumentNeedsSave();
+}
+
+void MarqenDOMElement::setToolColor(const std::optional<MarqenDOMColor> &color) {
+    if (color == toolColor_) return;
+    auto old = toolColor_;
+    postWillChange();
+    toolColor_ = color;
+    postDidChange();
+    registerUndo<MarqenDOMElement>([old](MarqenDOMElement &element) { element.setToolColor(old); });
+    markDocumentNeedsSave();
+    postNeedsDisplay();
+}
+
+void MarqenDOMElement::initWithDictionary(const MarqenJSON &dictionary) {
+    MarqenDOMNode::initWithDictionary(dictionary);
+    // Older files call the style "inkStyle"; both are merged with "style" winning.
+    MarqenJSON merged = MarqenJSON::object();
+    for (const char *key : {"inkStyle", "style"})
+        if (const MarqenJSON *part = marqen_objectForKey(dictionary, key); part && part->is_object())
+            for (const auto &[name, value] : part->items()) merged[name] = value;
+    style_ = MarqenDOMStyle::fromDictionary(merged);
+}
+
+MarqenJSON MarqenDOMElement::dictionaryRepresentation() const {
+    MarqenJSON dictionary = MarqenDOMNode::dictionaryRepresentation();
+    MarqenJSON style = style_->dictionaryRepresentation();
+    if (!style.empty()) dictionary["style"] = std::move(style);
+    return dictionary;
+}
+
+void MarqenDOMElement::copyStateTo(MarqenDOMNode &target) const {
+    MarqenDOMNode::copyStateTo(target);
+    static_cast<MarqenDOMElement &>(target).style_ = style_;
+}
+
+}  // namespace marqen

@@ -1,0 +1,23 @@
+#include "dom/font.h"
+
+#include <cstring>
+#include <functional>
+#include <string_view>
+
+namespace marqen {
+
+MarqenJSON MarqenDOMFont::dictionaryRepresentation() const { return {{"name", name_}, {"size", size_}}; }
+
+MarqenDOMFont MarqenDOMFont::fromDictionary(const MarqenJSON &dictionary) {
+    auto name = marqen_stringForKey(dictionary, "name");
+    auto size = marqen_numberForKey(dictionary, "size");
+    return {name ? *name : defaultFontName(), size && *size > 0 ? *size : 36.0};
+}
+
+size_t MarqenDOMFont::hash() const {
+    char bytes[sizeof(double)];
+    std::memcpy(bytes, &size_, sizeof bytes);
+    return std::hash<std::string>{}(name_) ^ std::hash<std::string_view>{}(std::string_view(bytes, sizeof bytes));
+}
+
+}  // namespace marqen

@@ -1,0 +1,59 @@
+#include "dom/layer.h"
+
+#include "dom/node_class.h"
+
+namespace marqen {
+
+const MarqenDOMNodeClass &MarqenDOMLayer::classDescriptor() {
+    static const MarqenDOMNodeClass descriptor{"MarqenDOMLayer", "Layer", [] { return create(); }, nullptr,
+                                               &MarqenDOMElement::classDescriptor};
+    return descriptor;
+}
+
+std::shared_ptr<MarqenDOMLayer> MarqenDOMLayer::create() { return MarqenMakeNode<MarqenDOMLayer>(); }
+
+void MarqenDOMLayer::applyResizeTransform(const CGAffineTransform &t, CGSize integralDocumentSize) {
+    if (layerId_ != MarqenDOMLayerIdBackground && layerId_ != MarqenDOMLayerIdBackgroundImage) {
+        applyTransform(t);
+        return;
+    }
+    for (const auto &child : children()) {
+        if (child->className() == "MarqenDOMBitmap")
+            child->applyResizeTransform(t, integralDocumentSize);
+        else
+            child->applyTransform(t);
+    }
+}
+
+std::vector<MarqenDOMNodePtr> MarqenDOMLayer::allAdjustmentElements() {
+    std::vector<MarqenDOMNodePtr> found;
+    acceptVisitor([&](MarqenDOMNode &node) {
+        if (node.isAdjustment()) found.push_back(node.shared_from_this());
+        return true;
+    });
+    return found;
+}
+
+void MarqenDOMLayer::initWithDictionary(const MarqenJSON &dictionary) {
+    MarqenDOMElement::initWithDictionary(dictionary);
+    if (auto layerId = marqen_stringForKey(dictionary, "layerId"))
+        layerId_ = *layerId;
+    else if (auto older = marqen_stringForKey(metadata(), MarqenDOMLayerIdMetadataKey))
+        layerId_ = *older;
+    if (metadata().contains(MarqenDOMLayerIdMetadataKey)) setMetadataObject(nullptr, MarqenDOMLayerIdMetadataKey);
+}
+
+MarqenJSON MarqenDOMLayer::dictionaryRepresentation() const {
+    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
+    if (!layerId_.empty()) dictionary["layerId"] = layerId_;
+    return dictionary;
+}
+
+void MarqenDOMLayer::copyStateTo(MarqenDOMNode &target) const {
+    MarqenDOMElement::copyStateTo(target);
+    auto &layer = static_cast<MarqenDOMLayer &>(target);
+    layer.layerId_ = layerId_;
+    for (const auto &child : children()) layer.addChild(child->copy());
+}
+
+}  // namespace marqen

@@ -1,0 +1,26 @@
+#pragma once
+// Names of the DOM's notifications and their user-info keys.
+namespace marqen {
+
+inline constexpr const char *MarqenDOMNodeWillChange = "MarqenDOMNodeWillChange";
+inline constexpr const char *MarqenDOMNodeDidChange = "MarqenDOMNodeDidChange";
+inline constexpr const char *MarqenDOMNodeDidAddChild = "MarqenDOMNodeDidAddChild";
+inline constexpr const char *MarqenDOMNodeWillRemoveChild = "MarqenDOMNodeWillRemoveChild";
+inline constexpr const char *MarqenDOMNodeDidRemoveChild = "MarqenDOMNodeDidRemoveChild";
+inline constexpr const char *MarqenDOMNodeNeedsDisplay = "MarqenDOMNodeNeedsDisplay";
+inline constexpr const char *MarqenDOMNodeContentBoundsDidChange = "MarqenDOMNodeContentBoundsDidChange";
+inline constexpr const char *MarqenDOMNodeDidBecomeActive = "MarqenDOMNodeDidBecomeActive";
+inline constexpr const char *MarqenDOMNodeDidBecomeInactive = "MarqenDOMNodeDidBecomeInactive";
+inline constexpr const char *MarqenDOMDocumentDidBecomeDirty = "MarqenDOMDocumentDidBecomeDirty";
+inline constexpr const char *MarqenDOMDocumentDidUpdateContentScaleFactor = "MarqenDOMDocumentDidUpdateContentScaleFactor";
+inline constexpr const char *MarqenDOMDocumentResourceCoordinatorDidChange =
+    "MarqenDOMDocumentResourceCoordinatorDidChange";
+
+// User-info keys.
+inline constexpr const char *MarqenDOMNodeUserInfoChildKey = "child";  // std::shared_ptr<MarqenDOMNode>
+inline constexpr const char *MarqenDOMNodeUserInfoIndexKey = "index";  // size_t
+// The content-bounds change record: CGRect values under "old" and "new".
+inline constexpr const char *MarqenKeyValueChangeOldKey = "old";
+inline constexpr const char *MarqenKeyValueChangeNewKey = "new";
+
+}  // namespace marqen

@@ -1,0 +1,78 @@
+#pragma once
+// Named notifications posted synchronously on the calling thread. Observers hold a token;
+// destroying the token unregisters the observer.
+#include <any>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace marqen {
+
+using NotificationUserInfo = std::map<std::string, std::any>;
+
+struct Notification {
+    std::string name;
+    const void *object = nullptr;  // the sender
+    NotificationUserInfo userInfo;
+
+    // The user-info value of the given type, or null when absent or of another type.
+    template <typename T>
+    const T *value(const std::string &key) const {
+        auto it = userInfo.find(key);
+        return it == userInfo.end() ? nullptr : std::any_cast<T>(&it->second);
+    }
+};
+
+using NotificationHandler = std::function<void(const Notification &)>;
+
+class NotificationCenter;
+
+// Unregisters its observer when destroyed (or when reset()).
+class NotificationToken {
+public:
+    NotificationToken() = default;
+    NotificationToken(NotificationToken &&) noexcept = default;
+    NotificationToken &operator=(NotificationToken &&other) noexcept;
+    NotificationToken(const NotificationToken &) = delete;
+    NotificationToken &operator=(const NotificationToken &) = delete;
+    ~NotificationToken();
+    void reset();
+    explicit operator bool() const { return static_cast<bool>(entry_); }
+
+private:
+    friend class NotificationCenter;
+    struct Entry;
+    NotificationToken(NotificationCenter *center, std::shared_ptr<Entry> entry) : center_(center), entry_(std::move(entry)) {}
+    NotificationCenter *center_ = nullptr;
+    std::shared_ptr<Entry> entry_;
+};
+
+class NotificationCenter {
+public:
+    NotificationCenter() = default;
+    static NotificationCenter &defaultCenter();
+
+    // An empty name matches every name; a null object matches every sender.
+    [[nodiscard]] NotificationToken addObserver(const std::string &name, const void *object, NotificationHandler handler);
+    void post(const std::string &name, const void *object, NotificationUserInfo userInfo = {});
+    void post(const Notification &notification);
+
+private:
+    friend class NotificationToken;
+    void remove(const std::shared_ptr<NotificationToken::Entry> &entry);
+
+    std::mutex mutex_;
+    std::vector<std::shared_ptr<NotificationToken::Entry>> entries_;
+};
+
+struct NotificationToken::Entry {
+    std::string name;
+    const void *object;
+    NotificationHandler handler;
+    bool removed = false;
+};
+
+}  // namespace marqen

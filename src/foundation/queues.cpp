@@ -1,0 +1,181 @@
+#include "foundation/queues.h"
+
+#include <chrono>
+
+#include "foundation/log.h"
+
+namespace marqen {
+
+namespace {
+
+// A task that throws must not take the queue's thread down with it.
+void runGuarded(const MarqenTask &task) {
+    try {
+        task();
+    } catch (const std::exception &error) {
+        marqenLog(std::string("Uncaught exception in queued task: ") + error.what());
+    } catch (...) {
+        marqenLog("Uncaught exception in queued task");
+    }
+}
+
+}  // namespace
+
+MainQueue &MainQueue::shared() {
+    static MainQueue queue;
+    return queue;
+}
+
+void MainQueue::async(MarqenTask task) {
+    {
+        std::lock_guard lock(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+    arrived_.notify_all();
+}
+
+size_t MainQueue::drain() {
+    size_t count = 0;
+    for (;;) {
+        MarqenTask task;
+        {
+            std::lock_guard lock(mutex_);
+            if (tasks_.empty()) return count;
+            task = std::move(tasks_.front());
+            tasks_.pop_front();
+        }
+        task();
+        ++count;
+    }
+}
+
+bool MainQueue::drainUntil(const std::function<bool()> &done, double timeoutSeconds) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
+    for (;;) {
+        drain();
+        if (done()) return true;
+        std::unique_lock lock(mutex_);
+        if (!arrived_.wait_until(lock, deadline, [&] { return !tasks_.empty(); })) {
+            lock.unlock();
+            drain();
+            return done();
+        }
+    }
+}
+
+size_t MainQueue::pendingCount() const {
+    std::lock_guard lock(mutex_);
+    return tasks_.size();
+}
+
+SerialQueue::SerialQueue(bool startSuspended) : suspended_(startSuspended), worker_([this] { run(); }) {}
+
+SerialQueue::~SerialQueue() {
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+        suspended_ = false;
+    }
+    changed_.notify_all();
+    worker_.join();
+}
+
+void SerialQueue::addOperation(MarqenTask task) {
+    {
+        std::lock_guard lock(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+    changed_.notify_all();
+}
+
+void SerialQueue::suspend() {
+    std::lock_guard lock(mutex_);
+    suspended_ = true;
+}
+
+void SerialQueue::resume() {
+    {
+        std::lock_guard lock(mutex_);
+        suspended_ = false;
+    }
+    changed_.notify_all();
+}
+
+bool SerialQueue::isSuspended() const {
+    std::lock_guard lock(mutex_);
+    return suspended_;
+}
+
+void SerialQueue::waitUntilAllOperationsAreFinished() {
+    if (isCurrentThread()) return;  // a task waiting on its own queue would never wake
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return (tasks_.empty() && !busy_) || (suspended_ && !busy_); });
+}
+
+void SerialQueue::run() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        changed_.wait(lock, [&] { return stopping_ || (!suspended_ && !tasks_.empty()); });
+        if (tasks_.empty() || (suspended_ && !stopping_)) {
+            if (stopping_) return;
+            continue;
+        }
+        MarqenTask task = std::move(tasks_.front());
+        tasks_.pop_front();
+        busy_ = true;
+        lock.unlock();
+        runGuarded(task);
+        lock.lock();
+        busy_ = false;
+        changed_.notify_all();
+    }
+}
+
+ThreadPool &ThreadPool::shared() {
+    static ThreadPool pool(std::max(2u, std::thread::hardware_concurrency()));
+    return pool;
+}
+
+ThreadPool::ThreadPool(unsigned threads) {
+    for (unsigned i = 0; i < threads; ++i) workers_.emplace_back([this] { run(); });
+}
+
+ThreadPool::~ThreadPool() {
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    changed_.notify_all();
+    for (auto &worker : workers_) worker.join();
+}
+
+void ThreadPool::async(MarqenTask task) {
+    {
+        std::lock_guard lock(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+    changed_.notify_all();
+}
+
+void ThreadPool::waitIdle() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return tasks_.empty() && active_ == 0; });
+}
+
+void ThreadPool::run() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        changed_.wait(lock, [&] { return stopping_ || !tasks_.empty(); });
+        if (tasks_.empty()) return;  // stopping with nothing left
+        MarqenTask task = std::move(tasks_.front());
+        tasks_.pop_front();
+        ++active_;
+        lock.unlock();
+        runGuarded(task);
+        lock.lock();
+        --active_;
+        changed_.notify_all();
+    }
+}
+
+}  // namespace marqen
