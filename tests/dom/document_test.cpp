@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "dom/document.h"
+#include "dom/multi_page_document.h"
+#include "dom/node_class.h"
+#include "dom/notifications.h"
+#include "foundation/notification_center.h"
+#include "foundation/undo_manager.h"
+#include "support/test_support.h"
+
+using namespace marqen;
+
+namespace {
+
+std::vector<std::string> layerIds(const MarqenDOMDocument &document) {
+    std::vector<std::string> ids;
+    for (const auto &child : document.children())
+        if (auto layer = std::dynamic_pointer_cast<MarqenDOMLayer>(child)) ids.push_back(layer->layerId());
+    return ids;
+}
+
+MarqenJSON layerDictionary(const std::string &id, const std::string &guid = "") {
+    MarqenJSON layer{{"type", "Layer"}};
+    if (!guid.empty()) layer["guid"] = guid;
+    if (!id.empty()) layer["layerId"] = id;
+    return layer;
+}
+
+}  // namespace
+
+TEST(MarqenDOMDocument, EmptyDictionaryGetsTheThreeFixedLayers) {
+    auto document = MarqenDOMDocument::fromDictionary(MarqenJSON::object());
+    EXPECT_EQ(layerIds(*document), (std::vector<std::string>{"__background__", "__annotation__", "__text__"}));
+    EXPECT_EQ(document->backgroundLayer(), document->childAtIndex(0));
+    EXPECT_EQ(document->textLayer(), document->childAtIndex(2));
+    EXPECT_FALSE(document->needsSave());
+    EXPECT_FALSE(document->undoManager()->canUndo());  // loading leaves no undo history
+    EXPECT_EQ(document->frame(), CGRectMake(0, 0, 8, 8));
+    EXPECT_EQ(document->metadata()["version"], "1.2");
+    EXPECT_EQ(document->metadata()["creator"], "marqen-mac");
+}
+
+TEST(MarqenDOMDocument, FixedLayersAreReorderedAndKeepTheirIds) {
+    MarqenJSON dictionary{{"type", "Document"},
+                          {"children", {layerDictionary("__text__", "T"), layerDictionary("__background__", "B"),
+                                        layerDictionary("__annotation__", "A")}}};
+    auto document = MarqenDOMDocument::fromDictionary(dictionary);
+    EXPECT_EQ(layerIds(*document), (std::vector<std::string>{"__background__", "__annotation__", "__text__"}));
+    EXPECT_EQ(document->childAtIndex(0)->guid(), "B");
+    EXPECT_EQ(document->childAtIndex(2)->guid(), "T");
+}
+
+TEST(MarqenDOMDocument, LaterLayersCannotClaimReservedIds) {
+    MarqenJSON dictionary{{"children", {layerDictionary(""), layerDictionary(""), layerDictionary(""),
+                                        layerDictionary("__root__"), layerDictionary("custom")}}};
+    auto document = MarqenDOMDocument::fromDictionary(dictionary);
+    auto ids = layerIds(*document);
+    ASSERT_EQ(ids.size(), 5u);
+    EXPECT_EQ(std::vector<std::string>(ids.begin(), ids.begin() + 3),
+              (std::vector<std::string>{"__background__", "__annotation__", "__text__"}));
+    EXPECT_NE(ids[3], "__root__");
+    EXPECT_EQ(ids[3].size(), 36u);
+    EXPECT_EQ(ids[4], "custom");
+}
+
+TEST(MarqenDOMDocument, OlderLayerIdInMetadataMovesToLayerId) {
+    MarqenJSON dictionary{{"children",
+                           {{{"type", "com.brondale.marqen.element.type.layer"},
+                             {"metadata", {{"com.brondale.marqen.layer.id", "__text__"}, {"keep", 1}}}}}}};
+    auto document = MarqenDOMDocument::fromDictionary(dictionary);
+    auto text = document->textLayer();
+    ASSERT_TRUE(text);
+    EXPECT_FALSE(text->metadata().contains("com.brondale.marqen.layer.id"));
+    MarqenJSON written = text->dictionaryRepresentation();
+    EXPECT_EQ(written["layerId"], "__text__");
+    EXPECT_EQ(written["metadata"], (MarqenJSON{{"keep", 1}}));
+}
+
+TEST(MarqenDOMDocument, FrameScaleAndVersionRules) {
+    auto document = MarqenDOMDocument::fromDictionary(
+        {{"frame", {{"x", 0}, {"y", 0}, {"width", 2}, {"height", 500}}}, {"deviceScale", 0}});
+    EXPECT_EQ(document->frame(), CGRectMake(0, 0, 8, 500));
+    EXPECT_EQ(document->deviceScale(), 1.0);
+    auto tiny = MarqenDOMDocument::fromDictionary({{"deviceScale", 1e-20}});
+    EXPECT_EQ(tiny->deviceScale(), 1.0);
+    auto kept = MarqenDOMDocument::fromDictionary({{"deviceScale", 2}, {"metadata", {{"version", "1.1"}}}});
+    EXPECT_EQ(kept->deviceScale(), 2.0);
+    EXPECT_EQ(kept->metadata()["version"], "1.2");
+}
+
+TEST(MarqenDOMDocument, WritesItsKeysInOrderAndRoundTrips) {
+    auto document = MarqenDOMDocument::createWithSize({640, 480}, 2);
+    document->setTitle("Shot");
+    document->setPageNumber(3);
+    document->setContentScaleFactor(1.5);
+    MarqenJSON written = document->dictionaryRepresentation();
+    std::vector<std::string> keys;
+    for (const auto &item : written.items()) keys.push_back(item.key());
+    EXPECT_EQ(keys, (std::vector<std::string>{"type", "guid", "children", "metadata", "frame", "deviceScale", "title",
+                                              "contentScaleFactor", "pageNumber"}));
+    auto back = MarqenDOMDocument::fromDictionary(written);
+    EXPECT_EQ(back->dictionaryRepresentation(), written);
+    document->setContentScaleFactor(INFINITY);
+    EXPECT_FALSE(document->dictionaryRepresentation().contains("contentScaleFactor"));
+    document->setCoordinateSystem(2);
+    EXPECT_THROW(document->dictionaryRepresentation(), std::logic_error);
+}
+
+TEST(MarqenDOMDocument, TitleFallsBackToTheOlderKey) {
+    auto document = MarqenDOMDocument::create();
+    document->setMetadata({{"com.brondale.marqen.composition.title", "Old"}});
+    EXPECT_EQ(document->title(), "Old");
+    document->setTitle("New");
+    EXPECT_EQ(document->title(), "New");
+    EXPECT_TRUE(document->metadata().contains("com.brondale.marqen.composition.title"));
+    document->setTitle(std::nullopt);
+    EXPECT_FALSE(document->title());
+}
+
+TEST(MarqenDOMDocument, UserAgentHistoryIgnoresRepeats) {
+    auto document = MarqenDOMDocument::create();
+    document->appendUserAgentString("marqen/1");
+    document->appendUserAgentString("marqen/1");
+    document->appendUserAgentString("marqen/2");
+    EXPECT_EQ(document->userAgentHistory(), (std::vector<std::string>{"marqen/1", "marqen/2"}));
+}
+
+TEST(MarqenDOMDocument, DirtinessIsAnnouncedButNotForMetadata) {
+    auto document = MarqenDOMDocument::createWithSize({10, 10}, 1);
+    int dirty = 0;
+    auto token = NotificationCenter::defaultCenter().addObserver(MarqenDOMDocumentDidBecomeDirty, document.get(),
+                                                                 [&](const Notification &) { ++dirty; });
+    document->setMetadataObject("x", "k");
+    EXPECT_EQ(dirty, 0);
+    EXPECT_TRUE(document->needsSave());
+    document->setFrame(CGRectMake(0, 0, 20, 20));
+    EXPECT_EQ(dirty, 1);
+    document->undoManager()->undo();
+    EXPECT_EQ(document->frame(), CGRectMake(0, 0, 10, 10));
+}
+
+TEST(MarqenDOMDocument, ContentScaleFactorProposalAndStorage) {
+    auto document = MarqenDOMDocument::createWithSize({2000, 1000}, 2);
+    EXPECT_EQ(document->contentScaleFactor(), 2.0);  // no view yet: proposed, not stored
+    EXPECT_FALSE(document->isContentScaleFactorSet());
+    int updates = 0;
+    auto token = NotificationCenter::defaultCenter().addObserver(MarqenDOMDocumentDidUpdateContentScaleFactor,
+                                                                 document.get(), [&](const Notification &) { ++updates; });
+    document->setReferenceViewSize({1000, 500});
+    EXPECT_EQ(updates, 1);
+    EXPECT_EQ(document->contentScaleFactor(), 4.0);
+    EXPECT_TRUE(document->isContentScaleFactorSet());
+    EXPECT_EQ(updates, 2);
+}
+
+TEST(MarqenDOMDocument, CopyMovesElementsIntoTheirLayersAndKeepsState) {
+    auto document = MarqenDOMDocument::createWithSize({300, 200}, 2);
+    document->annotationLayer()->addChild(MarqenDOMLayer::create());
+    document->setContentScaleFactor(3);
+    auto copy = document->copyDocument();
+    EXPECT_EQ(copy->guid(), document->guid());
+    EXPECT_EQ(copy->frame(), document->frame());
+    EXPECT_EQ(copy->contentScaleFactor(), 3);
+    EXPECT_EQ(copy->annotationLayer()->childCount(), 1u);
+    EXPECT_EQ(copy->needsSave(), document->needsSave());
+    EXPECT_FALSE(copy->undoManager()->canUndo());
+}
+
+TEST(MarqenDOMDocument, OperationQueueRunsAfterCreation) {
+    auto document = MarqenDOMDocument::create();
+    std::atomic<int> ran{0};
+    for (int i = 0; i < 5; ++i) document->addOperation([&] { ++ran; });
+    document->waitForOperationsToFinish();
+    EXPECT_EQ(ran, 5);
+}
+
+TEST(MarqenDOMNodeResolveNodeClass, FollowsExtensionPaths) {
+    auto resolve = [](const MarqenJSON &dictionary) {
+        const MarqenDOMNodeClass *found = MarqenDOMNodeResolveNodeClass(dictionary, nullptr, nullptr);
+        return found ? found->name : std::string("none");
+    };
+    EXPECT_EQ(resolve({{"type", "Layer"}}), "MarqenDOMLayer");
+    EXPECT_EQ(resolve({{"type", "Layer"}, {"extension", {{"type", "Star"}}}}), "MarqenDOMLayer");
+    EXPECT_EQ(resolve({{"type", "Element"}}), "none");
+    EXPECT_EQ(resolve({{"type", "Widget"}}), "none");
+    EXPECT_EQ(resolve({{"type", ""}}), "none");
+    EXPECT_EQ(resolve({{"type", nullptr}}), "none");
+    EXPECT_EQ(resolve({{"type", "com.brondale.marqen.element.type.layer"}}), "MarqenDOMLayer");
+    // Unknown children are dropped; "children" wins over "elements".
+    auto layer = MarqenDOMNode::nodeWithDictionary(
+        {{"type", "Layer"},
+         {"children", {{{"type", "Widget"}}, {{"type", "Layer"}, {"guid", "KEEP"}}, nullptr, 5}},
+         {"elements", {{{"type", "Layer"}}, {{"type", "Layer"}}}}});
+    ASSERT_TRUE(layer);
+    ASSERT_EQ(layer->childCount(), 1u);
+    EXPECT_EQ(layer->childAtIndex(0)->guid(), "KEEP");
+}
+
+TEST(MarqenDOMNode, MinimalNodeWritesTypeAndGuidOnly) {
+    auto layer = MarqenDOMLayer::create();
+    MarqenJSON written = layer->dictionaryRepresentation();
+    EXPECT_EQ(written.size(), 2u);
+    EXPECT_EQ(written["type"], "Layer");
+    layer->setTransform(CGAffineTransformMakeTranslation(3, 4));
+    EXPECT_EQ(layer->dictionaryRepresentation()["transform"],
+              (MarqenJSON{{"a", 1.0}, {"b", 0.0}, {"c", 0.0}, {"d", 1.0}, {"e", 3.0}, {"f", 4.0}}));
+}
+
+TEST(MarqenDOMElement, StyleMergesOlderInkStyle) {
+    auto layer = MarqenDOMNode::nodeWithDictionary(
+        {{"type", "Layer"},
+         {"inkStyle", {{"shadowRadius", 3}, {"shadowOpacity", 0.5}}},
+         {"style", {{"shadowRadius", 5}}}});
+    auto element = std::dynamic_pointer_cast<MarqenDOMElement>(layer);
+    ASSERT_TRUE(element);
+    EXPECT_EQ(element->style()->shadowRadius(), 5);
+    EXPECT_EQ(element->style()->shadowOpacity(), 0.5);
+}
+
+TEST(MarqenDOMMultiPageDocument, ReadsPagesAndFailsWholeOnABadPage) {
+    test::LogCapture log;
+    MarqenJSON good{{"type", "MultiPageDocument"},
+                    {"children", {{{"pageNumber", 2}}, {{"type", "Document"}}}}};
+    auto pages = MarqenDOMMultiPageDocument::fromDictionary(good);
+    ASSERT_TRUE(pages);
+    ASSERT_EQ(pages->pages().size(), 2u);
+    EXPECT_EQ(pages->pageForPageNumber(2), pages->pages()[0]);
+    EXPECT_EQ(pages->pageForPageNumber(0), pages->pages()[1]);
+    EXPECT_TRUE(log.contains("Warning: the current page has no page number!"));
+    EXPECT_EQ(pages->dictionaryRepresentation()["type"], "MultiPageDocument");
+
+    EXPECT_FALSE(MarqenDOMMultiPageDocument::fromDictionary({{"children", {{{"pageNumber", 1}}, "oops"}}}));
+    EXPECT_TRUE(log.contains("Encountered page dictionary but got: \"oops\""));
+    auto empty = MarqenDOMMultiPageDocument::fromDictionary({{"children", 7}});
+    ASSERT_TRUE(empty);
+    EXPECT_TRUE(empty->pages().empty());
+}
