@@ -1,13 +1,12 @@
 #include "command.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <unistd.h>
+
+#include "formats/dom_json_file.h"
 
 namespace marqen::cli {
+
+using marqen::MarqenError;
 
 Arguments::Arguments(const std::vector<std::string> &args, const std::vector<std::string> &valueOptions,
                      const std::vector<std::string> &flags) {
@@ -80,37 +79,15 @@ MarqenCommandRegistration::MarqenCommandRegistration(Command command) {
 }
 
 void writeFileAtomically(const std::string &path, const std::string &bytes) {
-    namespace fs = std::filesystem;
-    fs::path target(path);
-    fs::path temporary = target;
-    temporary += ".tmp-" + std::to_string(::getpid());
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (!out) failure("cannot write " + path);
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        out.flush();
-        if (!out) {
-            std::error_code ignored;
-            fs::remove(temporary, ignored);
-            failure("cannot write " + path);
-        }
-    }
-    std::error_code ec;
-    fs::rename(temporary, target, ec);
-    if (ec) {
-        fs::remove(temporary, ec);
-        failure("cannot write " + path);
-    }
+    MarqenError error;
+    if (!MarqenWriteFileAtomically(path, bytes, &error)) failure(error.localizedDescription());
 }
 
 std::string readWholeFile(const std::string &path) {
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(path, ec)) failure("cannot read " + path + ": no such file");
-    std::ifstream in(path, std::ios::binary);
-    if (!in) failure("cannot read " + path);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
+    std::string bytes;
+    MarqenError error;
+    if (!MarqenReadWholeFile(path, kMarqenDOMJSONFileMaximumSize, &bytes, &error)) failure(error.localizedDescription());
+    return bytes;
 }
 
 }  // namespace marqen::cli

@@ -54,6 +54,6 @@ struct MarqenCommandRegistration {
 
 // Writes a file safely: to a temporary file beside the target, then renamed.
 void writeFileAtomically(const std::string &path, const std::string &bytes);
-std::string readWholeFile(const std::string &path);  // throws CommandError(1) when it cannot be read
+std::string readWholeFile(const std::string &path);  // throws CommandError(1) when it cannot be read (or over 256 MiB)
 
 }  // namespace marqen::cli

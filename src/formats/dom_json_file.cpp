@@ -1,0 +1,104 @@
+#include "formats/dom_json_file.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "foundation/uuid.h"
+
+namespace marqen {
+
+MarqenJSON MarqenDOMJSONContent::dictionaryRepresentation() const {
+    if (isMultiPage) return pages->dictionaryRepresentation();
+    return pages->pages().at(0)->dictionaryRepresentation();
+}
+
+bool MarqenReadWholeFile(const std::string &path, size_t maximumSize, std::string *bytes, MarqenError *error) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec))
+        return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable,
+                          "cannot read " + path + ": no such file");
+    auto size = std::filesystem::file_size(path, ec);
+    if (ec) return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable, "cannot read " + path);
+    if (size > maximumSize)
+        return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable,
+                          "cannot read " + path + ": file too large (" + std::to_string(size) + " bytes)");
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable, "cannot read " + path);
+    bytes->assign(static_cast<size_t>(size), '\0');
+    in.read(bytes->data(), static_cast<std::streamsize>(size));
+    bytes->resize(static_cast<size_t>(in.gcount()));
+    return true;
+}
+
+std::optional<MarqenDOMJSONContent> MarqenReadDOMJSON(const std::string &text, MarqenError *error) {
+    std::string reason;
+    auto parsed = marqen_parseJSON(text, &reason);
+    if (!parsed) {
+        marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileMalformed, "invalid JSON: " + reason);
+        return std::nullopt;
+    }
+    if (!parsed->is_object()) {
+        marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileMalformed,
+                   "not a document: the top level is not a JSON object");
+        return std::nullopt;
+    }
+    MarqenDOMJSONContent content;
+    auto type = marqen_stringForKey(*parsed, "type");
+    if (type && *type == "MultiPageDocument") {
+        content.isMultiPage = true;
+        content.pages = MarqenDOMMultiPageDocument::fromDictionary(*parsed);
+        if (!content.pages) {
+            marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileMalformed,
+                       "not a multi-page document: a page could not be read");
+            return std::nullopt;
+        }
+        return content;
+    }
+    if (type && *type != "Document") {
+        marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileMalformed,
+                   "not a document: its type is \"" + *type + "\"");
+        return std::nullopt;
+    }
+    content.pages = std::make_shared<MarqenDOMMultiPageDocument>(
+        std::vector<std::shared_ptr<MarqenDOMDocument>>{MarqenDOMDocument::fromDictionary(*parsed)});
+    return content;
+}
+
+std::optional<MarqenDOMJSONContent> MarqenReadDOMJSONFile(const std::string &path, MarqenError *error) {
+    std::string text;
+    if (!MarqenReadWholeFile(path, kMarqenDOMJSONFileMaximumSize, &text, error)) return std::nullopt;
+    auto content = MarqenReadDOMJSON(text, error);
+    if (!content && error) error->userInfo[kMarqenLocalizedDescriptionKey] = path + ": " + error->localizedDescription();
+    return content;
+}
+
+bool MarqenWriteFileAtomically(const std::string &path, const std::string &bytes, MarqenError *error) {
+    namespace fs = std::filesystem;
+    fs::path target(path);
+    fs::path temporary = target;
+    temporary += ".tmp-" + marqen_stringWithNewUUID();
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        if (out) out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        if (out) out.flush();
+        if (!out) {
+            std::error_code ignored;
+            fs::remove(temporary, ignored);
+            return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnwritable, "cannot write " + path);
+        }
+    }
+    std::error_code ec;
+    fs::rename(temporary, target, ec);
+    if (ec) {
+        std::error_code ignored;
+        fs::remove(temporary, ignored);
+        return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnwritable,
+                          "cannot write " + path + ": " + ec.message());
+    }
+    return true;
+}
+
+}  // namespace marqen

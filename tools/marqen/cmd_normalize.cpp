@@ -1,0 +1,36 @@
+// marqen normalize: load a document and write back its canonical form.
+#include "command.h"
+#include "document_loading.h"
+
+namespace marqen::cli {
+namespace {
+
+int run(const std::vector<std::string> &args) {
+    Arguments arguments(args, {"-o", "--output"}, {});
+    std::string input = arguments.requirePositional(0, "FILE.json");
+    if (arguments.positional().size() > 1) usageError("unexpected argument " + arguments.positional()[1]);
+    std::string output = arguments.has("-o") ? arguments.value("-o") : arguments.value("--output");
+    if (output.empty()) usageError("missing -o OUT.json");
+    auto content = loadDocumentFile(input);
+    MarqenJSON canonical;
+    try {
+        canonical = content.dictionaryRepresentation();
+    } catch (const std::logic_error &error) {
+        failure(input + ": " + error.what());
+    }
+    writeFileAtomically(output, canonical.dump(2, ' ', false, MarqenJSON::error_handler_t::replace) + "\n");
+    return kExitSuccess;
+}
+
+const MarqenCommandRegistration registration{{
+    "normalize",
+    "write a document back in its canonical form",
+    "usage: marqen normalize FILE.json -o OUT.json\n\n"
+    "Loads a document or multi-page document and writes it back: older keys upgraded,\n"
+    "default values left out, keys in the order the library writes them.\n"
+    "Exit status: 0 success, 1 unreadable or invalid file, 2 bad usage.\n",
+    run,
+}};
+
+}  // namespace
+}  // namespace marqen::cli
