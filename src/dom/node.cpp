@@ -192,7 +192,7 @@ void MarqenDOMNode::acceptVisitor(const std::function<bool(MarqenDOMNode &)> &vi
 }
 
 void MarqenDOMNode::insertObjectInChildrenAtIndex(const MarqenDOMNodePtr &child, size_t index) {
-    CGRect oldBounds = contentBounds();
+    CGRect oldBounds = boundsBeforeChange();
     postWillChange();
     children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(std::min(index, children_.size())), child);
     postDidChange();
@@ -201,7 +201,7 @@ void MarqenDOMNode::insertObjectInChildrenAtIndex(const MarqenDOMNodePtr &child,
 
 void MarqenDOMNode::insertChildrenAtIndexes(const std::vector<MarqenDOMNodePtr> &nodes,
                                             const std::vector<size_t> &indexes) {
-    CGRect oldBounds = contentBounds();
+    CGRect oldBounds = boundsBeforeChange();
     postWillChange();
     for (size_t i = 0; i < nodes.size() && i < indexes.size(); ++i)
         children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(std::min(indexes[i], children_.size())),
@@ -216,7 +216,7 @@ void MarqenDOMNode::addChildrenObject(const MarqenDOMNodePtr &child) {
 
 void MarqenDOMNode::removeObjectFromChildrenAtIndex(size_t index) {
     if (index >= children_.size()) return;
-    CGRect oldBounds = contentBounds();
+    CGRect oldBounds = boundsBeforeChange();
     postWillChange();
     auto removed = children_[index];  // released after the notifications
     children_.erase(children_.begin() + static_cast<std::ptrdiff_t>(index));
@@ -227,7 +227,7 @@ void MarqenDOMNode::removeObjectFromChildrenAtIndex(size_t index) {
 void MarqenDOMNode::removeChildrenAtIndexes(std::vector<size_t> indexes) {
     std::sort(indexes.begin(), indexes.end());
     indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
-    CGRect oldBounds = contentBounds();
+    CGRect oldBounds = boundsBeforeChange();
     postWillChange();
     std::vector<MarqenDOMNodePtr> removed;
     for (auto it = indexes.rbegin(); it != indexes.rend(); ++it) {
@@ -275,7 +275,7 @@ void MarqenDOMNode::setMetadataObject(const MarqenJSON &value, const std::string
 }
 
 void MarqenDOMNode::setTransform(const CGAffineTransform &transform) {
-    CGRect oldBounds = contentBounds();
+    CGRect oldBounds = boundsBeforeChange();
     postWillChange();
     transform_ = transform;
     postDidChange();
@@ -418,11 +418,18 @@ std::optional<MarqenError> MarqenDOMNode::prepareForSaveSynchronous() {
     return std::nullopt;
 }
 
+CGRect MarqenDOMNode::boundsBeforeChange() const {
+    // Computing bounds walks the subtree: skip it when nobody listens for the change record.
+    if (!NotificationCenter::defaultCenter().hasObservers(MarqenDOMNodeContentBoundsDidChange, this)) return CGRectNull;
+    return contentBounds();
+}
+
 void MarqenDOMNode::postWillChange() const { post(MarqenDOMNodeWillChange, this); }
 void MarqenDOMNode::postDidChange() const { post(MarqenDOMNodeDidChange, this); }
 void MarqenDOMNode::postNeedsDisplay() const { post(MarqenDOMNodeNeedsDisplay, this); }
 
 void MarqenDOMNode::postContentBoundsDidChange(const CGRect &oldBounds) const {
+    if (!NotificationCenter::defaultCenter().hasObservers(MarqenDOMNodeContentBoundsDidChange, this)) return;
     post(MarqenDOMNodeContentBoundsDidChange, this,
          {{MarqenKeyValueChangeOldKey, oldBounds}, {MarqenKeyValueChangeNewKey, contentBounds()}});
 }

@@ -151,6 +151,8 @@ protected:
     virtual void copyStateTo(MarqenDOMNode &target) const;
     // Posts the content-bounds change record, with the bounds captured before the change.
     void postContentBoundsDidChange(const CGRect &oldBounds) const;
+    // The bounds to report as "old" in the change record (not computed when nobody observes it).
+    CGRect boundsBeforeChange() const;
     void registerUndoAction(std::function<void(MarqenDOMNode &)> action) const;
 
 private:

@@ -45,6 +45,13 @@ void NotificationCenter::post(const std::string &name, const void *object, Notif
     post(Notification{name, object, std::move(userInfo)});
 }
 
+bool NotificationCenter::hasObservers(const std::string &name, const void *object) {
+    std::lock_guard lock(mutex_);
+    for (const auto &entry : entries_)
+        if ((entry->name.empty() || entry->name == name) && (!entry->object || entry->object == object)) return true;
+    return false;
+}
+
 void NotificationCenter::post(const Notification &notification) {
     // Handlers run outside the lock on a snapshot, so they may add and remove observers and post again;
     // an observer removed during the post is not called afterwards.

@@ -58,6 +58,9 @@ public:
     // An empty name matches every name; a null object matches every sender.
     [[nodiscard]] NotificationToken addObserver(const std::string &name, const void *object, NotificationHandler handler);
     void post(const std::string &name, const void *object, NotificationUserInfo userInfo = {});
+    // True when a post of this name from this sender would reach an observer, so that senders can skip
+    // building costly user info nobody reads.
+    bool hasObservers(const std::string &name, const void *object);
     void post(const Notification &notification);
 
 private:

@@ -1,21 +1,16 @@
 #include "foundation/uuid.h"
 
 #include <cctype>
-#include <mutex>
 #include <random>
 
 namespace marqen {
 
 std::string marqen_stringWithNewUUID() {
-    static std::mutex mutex;
-    static std::mt19937_64 engine{std::random_device{}()};
+    thread_local std::mt19937_64 engine{std::random_device{}()};
     unsigned char bytes[16];
-    {
-        std::lock_guard lock(mutex);
-        for (int i = 0; i < 16; i += 8) {
-            uint64_t value = engine();
-            for (int j = 0; j < 8; ++j) bytes[i + j] = static_cast<unsigned char>(value >> (8 * j));
-        }
+    for (int i = 0; i < 16; i += 8) {
+        uint64_t value = engine();
+        for (int j = 0; j < 8; ++j) bytes[i + j] = static_cast<unsigned char>(value >> (8 * j));
     }
     bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4
     bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
