@@ -1,0 +1,8 @@
+#pragma once
+
+namespace marqen {
+
+// True for code points of the Unicode letters, marks and numbers (general categories L, M and N).
+bool marqen_isUnicodeAlphanumeric(char32_t codePoint);
+
+}  // namespace marqen
