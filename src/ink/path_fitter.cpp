@@ -1,0 +1,404 @@
+#include "ink/path_fitter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "ink/precondition.h"
+
+namespace marqen {
+
+namespace {
+
+// The difference of two stored points, taken in single precision and then widened.
+MarqenPathFitterVector difference(const float *pts, int a, int b) {
+    float dx = pts[2 * a] - pts[2 * b];
+    float dy = pts[2 * a + 1] - pts[2 * b + 1];
+    return {dx, dy};
+}
+
+double length(MarqenPathFitterVector v) { return std::sqrt(v.x * v.x + v.y * v.y); }
+
+double dot(MarqenPathFitterVector a, MarqenPathFitterVector b) { return a.x * b.x + a.y * b.y; }
+
+int32_t saturatingTrunc(double value) {
+    if (std::isnan(value)) return 0;
+    if (value >= 2147483647.0) return std::numeric_limits<int32_t>::max();
+    if (value <= -2147483648.0) return std::numeric_limits<int32_t>::min();
+    return static_cast<int32_t>(value);
+}
+
+struct FitTask {
+    int iStart, iEnd;
+    MarqenPathFitterVector tangentStart, tangentEnd;
+    int depth;
+};
+
+}  // namespace
+
+MarqenPathFitter::MarqenPathFitter(const float *points, int32_t nPts, float smallTraceSize) {
+    MARQEN_PRECONDITION(nPts > 0);
+    nPts_ = nPts;
+    pts_.assign(points, points + 2 * static_cast<size_t>(nPts));
+    bCorner_.assign(static_cast<size_t>(nPts), false);
+    vIters_.assign(static_cast<size_t>(nPts), 0);
+    kDencityBase_ = smallTraceSize;
+    kCornerDetectionVectorLength_ = static_cast<float>(smallTraceSize * 0.5);
+    kPrecision_ = static_cast<float>(std::sqrt(smallTraceSize / 5.0));
+}
+
+MarqenBezierPath MarqenPathFitter::pathForStroke(const std::vector<CGPoint> &points, float smallTraceSize) {
+    if (points.empty()) return MarqenBezierPath();
+    std::vector<float> interleaved;
+    interleaved.reserve(points.size() * 2);
+    for (const CGPoint &p : points) {
+        interleaved.push_back(static_cast<float>(p.x));
+        interleaved.push_back(static_cast<float>(p.y));
+    }
+    size_t count = std::min(points.size(), static_cast<size_t>(std::numeric_limits<int32_t>::max()));
+    MarqenPathFitter fitter(interleaved.data(), static_cast<int32_t>(count), smallTraceSize);
+    return fitter.path();
+}
+
+MarqenBezierPath MarqenPathFitter::path() {
+    detectCorners();
+    std::vector<OstwickPathFitterBezier> curves;
+    int i = 0;
+    do {
+        int k = i + 1;
+        while (k < nPts_ && !bCorner_[k]) ++k;
+        if (k < nPts_) {
+            filterPoints(pts_.data(), i, k, kIterations_, false);
+            fitBeziers(curves, pts_.data(), i, k, kPrecision_);
+            i = k;
+        } else {
+            int end = std::max(nPts_, i + 1) - 1;
+            fitBeziers(curves, pts_.data(), i, end, kPrecision_);
+            i = end;
+        }
+    } while (i < nPts_ - 1);
+    return pathFromCurves(curves);
+}
+
+MarqenBezierPath MarqenPathFitter::pathFromCurves(const std::vector<OstwickPathFitterBezier> &curves) const {
+    MarqenBezierPath path;
+    if (!curves.empty()) {
+        path.moveToPoint({curves.front()._fromX, curves.front()._fromY});
+        for (const OstwickPathFitterBezier &curve : curves)
+            path.addCurveToPoint({curve._tanFromX, curve._tanFromY}, {curve._tanToX, curve._tanToY},
+                                 {curve._toX, curve._toY});
+        return path;
+    }
+    // No curves: a dot for the first point, then halfway curves through the points.
+    for (int k = 0; k < nPts_; ++k) {
+        CGPoint p{pts_[2 * k], pts_[2 * k + 1]};
+        if (k == 0) {
+            path.moveToPoint(p);
+            path.addLineToPoint({p.x + 0.01, p.y});
+            path.addLineToPoint(p);
+            continue;
+        }
+        CGPoint q{pts_[2 * k - 2], pts_[2 * k - 1]};
+        CGPoint m{(q.x + p.x) * 0.5, (q.y + p.y) * 0.5};
+        path.addCurveToPoint(q, q, m);
+        path.addCurveToPoint(m, m, p);
+    }
+    return path;
+}
+
+int MarqenPathFitter::detectCorners() {
+    const int n = nPts_;
+    std::vector<float> dx(n, 0.0f), dy(n, 0.0f), len(n, 0.0f);
+    for (int k = 1; k < n; ++k) {
+        dx[k] = pts_[2 * k] - pts_[2 * k - 2];
+        dy[k] = pts_[2 * k + 1] - pts_[2 * k - 1];
+        len[k] = std::sqrt(dx[k] * dx[k] + dy[k] * dy[k]);
+        bCorner_[k] = false;
+    }
+    bCorner_[0] = true;
+    bCorner_[n - 1] = true;
+    if (n < 3) {
+        maxIters_ = 0;
+        return 2;
+    }
+
+    const double L = kCornerDetectionVectorLength_;
+    double prevAngle = 0;
+    int candidate = -1;
+    int corners = 2;
+    // A length that is not a number is never reached: then no point is measured at all.
+    const bool measurable = !std::isnan(L);
+    for (int i = 1; measurable && i <= n - 2; ++i) {
+        // Incoming direction over the last L of path length. A running length that is not a number
+        // never reaches L, so the walk can stop there with the same outcome.
+        float bx = 0, by = 0;
+        double run = 0;
+        bool reached = false;
+        for (int k = i; k >= 1 && !std::isnan(run); --k) {
+            run += len[k];
+            bx += dx[k];
+            by += dy[k];
+            if (run >= L) {
+                reached = true;
+                break;
+            }
+        }
+        if (!reached) continue;
+        // Outgoing direction over the next L.
+        float fx = 0, fy = 0;
+        run = 0;
+        reached = false;
+        for (int k = i + 1; k < n && !std::isnan(run); ++k) {
+            run += len[k];
+            fx += dx[k];
+            fy += dy[k];
+            if (run >= L) {
+                reached = true;
+                break;
+            }
+        }
+        if (!reached) continue;
+
+        float dotBF = bx * fx + by * fy;
+        float normB = bx * bx + by * by;
+        float normF = fx * fx + fy * fy;
+        double angle = std::acos(dotBF / (std::sqrt(static_cast<double>(normB)) * std::sqrt(static_cast<double>(normF)))) /
+                       M_PI * 180.0;
+        // Within a run of sharp turns the largest one becomes the corner, marked when the run ends.
+        if (!(angle > kMinCornerAngle_)) {
+            angle = 0;
+            if (candidate >= 0) {
+                bCorner_[candidate] = true;
+                ++corners;
+                candidate = -1;
+            }
+        } else if (angle > prevAngle) {
+            candidate = i;
+        } else {
+            angle = prevAngle;
+        }
+        prevAngle = angle;
+    }
+
+    maxIters_ = 0;
+    for (int k = 1; k <= n - 2; ++k) {
+        int64_t iterations = kIterations_;
+        if (bUseIndividualIterations_) iterations += 2 * static_cast<int64_t>(saturatingTrunc(kDencityBase_ / len[k]));
+        vIters_[k] = static_cast<int32_t>(std::clamp<int64_t>(iterations, std::numeric_limits<int32_t>::min(),
+                                                              std::numeric_limits<int32_t>::max()));
+        maxIters_ = std::max(maxIters_, vIters_[k]);
+    }
+    return corners;
+}
+
+void MarqenPathFitter::filterPoints(float *pts, int iStart, int iEnd, int iterations, bool closed) {
+    const int s = iStart, e = iEnd;
+    if (e - s < 3 || iterations < 1) return;
+    for (int it = iterations; it >= 1; --it) {
+        const float ox = pts[2 * s], oy = pts[2 * s + 1];
+        if (closed) {
+            pts[2 * s] = 0.5f * pts[2 * s] + 0.25f * pts[2 * e] + 0.25f * pts[2 * s + 2];
+            pts[2 * s + 1] = 0.5f * pts[2 * s + 1] + 0.25f * pts[2 * e + 1] + 0.25f * pts[2 * s + 3];
+        }
+        // Each point reads its left neighbour's value from before this pass.
+        float prevX = ox, prevY = oy;
+        for (int k = s + 1; k <= e - 1; ++k) {
+            if (!(vIters_[k] > it)) continue;
+            const float oldX = pts[2 * k], oldY = pts[2 * k + 1];
+            pts[2 * k] = 0.25f * pts[2 * k + 2] + 0.25f * prevX + 0.5f * oldX;
+            pts[2 * k + 1] = 0.25f * pts[2 * k + 3] + 0.25f * prevY + 0.5f * oldY;
+            prevX = oldX;
+            prevY = oldY;
+        }
+        if (closed) {
+            pts[2 * e] = 0.25f * ox + 0.25f * prevX + 0.5f * pts[2 * e];
+            pts[2 * e + 1] = 0.25f * oy + 0.25f * prevY + 0.5f * pts[2 * e + 1];
+        }
+    }
+}
+
+void MarqenPathFitter::fitBeziers(std::vector<OstwickPathFitterBezier> &curves, const float *pts, int iStart,
+                                  int iEnd, float error) {
+    MarqenPathFitterVector t1, t2;
+    if (iEnd > iStart) {
+        t1 = difference(pts, iStart + 1, iStart);
+        normalize(t1);
+        t2 = difference(pts, iEnd - 1, iEnd);
+        normalize(t2);
+    }
+    recrFit(curves, pts, iStart, iEnd, t1, t2, error * error, 0);
+}
+
+void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, const float *pts, int iStart, int iEnd,
+                               MarqenPathFitterVector tangentStart, MarqenPathFitterVector tangentEnd, float error,
+                               int depth) {
+    // The halves are fitted depth first, the first half before the second, on an explicit stack so that
+    // long strokes cannot exhaust the thread's stack.
+    std::vector<FitTask> tasks{{iStart, iEnd, tangentStart, tangentEnd, depth}};
+    while (!tasks.empty()) {
+        const FitTask task = tasks.back();
+        tasks.pop_back();
+        const int s = task.iStart, e = task.iEnd;
+        const MarqenPathFitterVector t1 = task.tangentStart, t2 = task.tangentEnd;
+        if (e - s <= 1) {
+            double d = length(difference(pts, e, s)) / 3;
+            curves.emplace_back(pts[2 * s], pts[2 * s + 1], static_cast<float>(pts[2 * s] + d * t1.x),
+                                static_cast<float>(pts[2 * s + 1] + d * t1.y), static_cast<float>(pts[2 * e] + d * t2.x),
+                                static_cast<float>(pts[2 * e + 1] + d * t2.y), pts[2 * e], pts[2 * e + 1]);
+            continue;
+        }
+        std::vector<double> u = parameterizePoints(pts, s, e);
+        int split = 0;
+        bool fitted = false;
+        for (int round = 0; round < 10; ++round) {
+            OstwickPathFitterBezier bez = generateBezier(pts, s, e, u, t1, t2);
+            float err = calcMaxError(pts, s, e, bez, u, &split);
+            if (err <= error) {
+                curves.push_back(bez);
+                fitted = true;
+                break;
+            }
+            if (err > 10.0 * error) break;
+            improveParameters(pts, s, e, u, bez);
+        }
+        if (fitted) continue;
+        // When no point could be measured (errors that are not numbers) the worst index is a count, not
+        // a point of this piece; split such a piece in its middle so that the fit always ends.
+        if (split <= s || split >= e) split = s + (e - s) / 2;
+        MarqenPathFitterVector tc = middleTangent(pts, split);
+        tasks.push_back({split, e, {-tc.x, -tc.y}, t2, task.depth + 1});
+        tasks.push_back({s, split, t1, tc, task.depth + 1});
+    }
+}
+
+std::vector<double> MarqenPathFitter::parameterizePoints(const float *pts, int iStart, int iEnd) {
+    MARQEN_PRECONDITION((iEnd - iStart + 1) > 0);
+    std::vector<double> u(static_cast<size_t>(iEnd - iStart + 1), 0.0);
+    if (iEnd <= iStart) return u;
+    const int count = iEnd - iStart;
+    // Spaced by each point's distance from the coordinate origin, not from its predecessor.
+    for (int k = 1; k <= count; ++k) {
+        float x = pts[2 * (iStart + k)], y = pts[2 * (iStart + k) + 1];
+        u[k] = u[k - 1] + std::sqrt(static_cast<double>(x * x + y * y));
+    }
+    const double total = u[count];
+    for (int k = 1; k <= count; ++k) u[k] /= total;
+    return u;
+}
+
+OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int iStart, int iEnd,
+                                                         const std::vector<double> &u,
+                                                         MarqenPathFitterVector tangentStart,
+                                                         MarqenPathFitterVector tangentEnd) {
+    const int s = iStart, e = iEnd;
+    const MarqenPathFitterVector t1 = tangentStart, t2 = tangentEnd;
+    const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
+    double C00 = 0, C01 = 0, C11 = 0, X0 = 0, X1 = 0;
+    for (int i = s; i <= e; ++i) {
+        double t = u[i - s], mt = 1 - t;
+        double B0 = mt * mt * mt, B1 = 3 * t * mt * mt, B2 = 3 * mt * t * t, B3 = t * t * t;
+        MarqenPathFitterVector A1{t1.x * B1, t1.y * B1}, A2{t2.x * B2, t2.y * B2};
+        C00 += dot(A1, A1);
+        C01 += dot(A1, A2);
+        C11 += dot(A2, A2);
+        MarqenPathFitterVector r{pts[2 * i] - (startX * (B0 + B1) + endX * (B2 + B3)),
+                                 pts[2 * i + 1] - (startY * (B0 + B1) + endY * (B2 + B3))};
+        X0 += dot(A1, r);
+        X1 += dot(A2, r);
+    }
+    double det = C00 * C11 - C01 * C01;
+    double alphaL, alphaR;
+    if (-1e-6 < det && det < 1e-6) {
+        double c = C00 + C01;
+        if (c > 1e-6 || c < -1e-6) {
+            alphaL = alphaR = X0 / c;
+        } else {
+            double c2 = C11 + C01;
+            alphaL = alphaR = (c2 > 1e-6 || c2 < -1e-6) ? X1 / c2 : 0;
+        }
+    } else {
+        alphaL = (X0 * C11 - C01 * X1) / det;
+        alphaR = (C00 * X1 - C01 * X0) / det;
+    }
+    // An absolute epsilon, whatever the piece's size.
+    if (alphaL < 1e-6 || alphaR < 1e-6) alphaL = alphaR = length(difference(pts, e, s)) / 3;
+    return OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], static_cast<float>(startX + alphaL * t1.x),
+                                   static_cast<float>(startY + alphaL * t1.y), static_cast<float>(endX + alphaR * t2.x),
+                                   static_cast<float>(endY + alphaR * t2.y), pts[2 * e], pts[2 * e + 1]);
+}
+
+float MarqenPathFitter::calcMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
+                                     const std::vector<double> &u, int *maxIndex) {
+    // An offset count, not an index of the piece; only used when no point is measured.
+    *maxIndex = (iEnd - iStart + 1) / 2;
+    if (iStart + 1 >= iEnd) return 0;
+    double maxError = 0;
+    for (int i = iStart + 1; i <= iEnd - 1; ++i) {
+        CGPoint q = bez.evaluatePoint(u[i - iStart]);
+        float dx = static_cast<float>(q.x - pts[2 * i]);
+        float dy = static_cast<float>(q.y - pts[2 * i + 1]);
+        double distance = std::sqrt(static_cast<double>(dx * dx + dy * dy));
+        if (distance > maxError) {
+            maxError = distance;
+            *maxIndex = i;
+        }
+    }
+    return static_cast<float>(maxError);
+}
+
+void MarqenPathFitter::improveParameters(const float *pts, int iStart, int iEnd, std::vector<double> &u,
+                                         const OstwickPathFitterBezier &bez) {
+    // Control polygons of the first and second derivatives.
+    const double Q1_0x = 3.0 * static_cast<double>(bez._tanFromX - bez._fromX);
+    const double Q1_0y = 3.0 * static_cast<double>(bez._tanFromY - bez._fromY);
+    const double Q1_1x = 3.0 * static_cast<double>(bez._tanToX - bez._tanFromX);
+    const double Q1_1y = 3.0 * static_cast<double>(bez._tanToY - bez._tanFromY);
+    const double Q1_2x = 3.0 * static_cast<double>(bez._toX - bez._tanToX);
+    const double Q1_2y = 3.0 * static_cast<double>(bez._toY - bez._tanToY);
+    const double Q2_0x = 2.0 * (Q1_1x - Q1_0x), Q2_0y = 2.0 * (Q1_1y - Q1_0y);
+    const double Q2_1x = 2.0 * (Q1_2x - Q1_1x), Q2_1y = 2.0 * (Q1_2y - Q1_1y);
+    for (int i = iStart; i <= iEnd; ++i)
+        u[i - iStart] = newtonRhapson(bez, pts[2 * i], pts[2 * i + 1], u[i - iStart], Q1_0x, Q1_0y, Q1_1x, Q1_1y,
+                                      Q1_2x, Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y);
+    const double a = u[0], b = u[iEnd - iStart];
+    for (double &value : u) value = (value - a) / (b - a);
+}
+
+double MarqenPathFitter::newtonRhapson(const OstwickPathFitterBezier &bez, double Px, double Py, double u,
+                                       double Q1_0x, double Q1_0y, double Q1_1x, double Q1_1y, double Q1_2x,
+                                       double Q1_2y, double Q2_0x, double Q2_0y, double Q2_1x, double Q2_1y) {
+    CGPoint q = bez.evaluatePoint(u);
+    double mt = 1 - u;
+    double q1x = mt * mt * Q1_0x + 2 * u * mt * Q1_1x + u * u * Q1_2x;
+    double q1y = mt * mt * Q1_0y + 2 * u * mt * Q1_1y + u * u * Q1_2y;
+    double q2x = mt * Q2_0x + u * Q2_1x;
+    double q2y = mt * Q2_0y + u * Q2_1y;
+    double ex = q.x - Px, ey = q.y - Py;
+    double numerator = ex * q1x + ey * q1y;
+    double denominator = q1x * q1x + q1y * q1y + ex * q2x + ey * q2y;
+    if (!(denominator > 1e-8) && !(denominator < -1e-8)) return u;
+    return u - numerator / denominator;
+}
+
+MarqenPathFitterVector MarqenPathFitter::middleTangent(const float *pts, int index) {
+    MarqenPathFitterVector incoming = difference(pts, index - 1, index);
+    MarqenPathFitterVector outgoing = difference(pts, index, index + 1);
+    normalize(incoming);
+    normalize(outgoing);
+    MarqenPathFitterVector sum{incoming.x + outgoing.x, incoming.y + outgoing.y};
+    normalize(sum);
+    return sum;
+}
+
+void MarqenPathFitter::normalize(MarqenPathFitterVector &vector) {
+    double squared = vector.x * vector.x + vector.y * vector.y;
+    if (squared > 0) {
+        double factor = 1 / std::sqrt(squared);
+        vector.x *= factor;
+        vector.y *= factor;
+    } else {
+        vector.x = vector.y = 0;
+    }
+}
+
+}  // namespace marqen

@@ -1,0 +1,12 @@
+#pragma once
+// Broken invariants that user data cannot cause end the process with the failed expression's text.
+#include <cstdio>
+#include <cstdlib>
+
+#define MARQEN_PRECONDITION(expression)                                                        \
+    do {                                                                                       \
+        if (!(expression)) {                                                                   \
+            std::fprintf(stderr, "Precondition failed: %s (%s:%d)\n", #expression, __FILE__, __LINE__); \
+            std::abort();                                                                      \
+        }                                                                                      \
+    } while (0)

@@ -1,0 +1,103 @@
+// Pins the filter output and the fitted curves of strokes recorded by scripts/make_ink_strokes.py.
+// Set MARQEN_UPDATE_INK_FIXTURES=1 to rewrite the .expected files after a deliberate change.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+#include "formats/svg_path_writer.h"
+#include "ink/path_fitter.h"
+#include "ink/stroke_fixture.h"
+#include "support/test_support.h"
+
+using namespace marqen;
+using namespace marqen::test;
+
+namespace {
+
+struct Fixture {
+    const char *name;
+    size_t sampleLimit;  // the long writing stroke is pinned over its first samples only
+};
+
+const Fixture kFixtures[] = {{"check", 0}, {"loop", 0}, {"wave", 0}, {"zigzag", 0}, {"dot", 0}, {"writing_10000", 800}};
+
+// Single-precision values with 9 significant digits read back to the same bits.
+std::string floatText(double value) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<float>(value));
+    return buffer;
+}
+
+std::string describe(const Fixture &fixture) {
+    RecordedStroke stroke = readRecordedStroke(fixture.name);
+    if (fixture.sampleLimit && stroke.samples.size() > fixture.sampleLimit) stroke.samples.resize(fixture.sampleLimit);
+    std::vector<CGPoint> filtered = filteredStroke(stroke);
+    MarqenBezierPath path = MarqenPathFitter::pathForStroke(filtered, static_cast<float>(stroke.width));
+
+    std::ostringstream out;
+    out << "# " << fixture.name << ": " << stroke.samples.size() << " samples, " << filtered.size()
+        << " filtered points, width " << stroke.width << "\n";
+    for (const CGPoint &p : filtered) out << "f " << p.x << " " << p.y << "\n";
+    for (const MarqenPathElement &element : path.elements()) {
+        out << (element.type == MarqenPathElementType::MoveToPoint ? "m" : "c");
+        for (int i = 0; i < element.pointCount(); ++i)
+            out << " " << floatText(element.points[i].x) << " " << floatText(element.points[i].y);
+        out << "\n";
+    }
+    out << "d " << BezierToSvg::pathDataFromCGPath(path) << "\n";
+    return out.str();
+}
+
+double distanceToSegment(CGPoint p, CGPoint a, CGPoint b) {
+    double dx = b.x - a.x, dy = b.y - a.y, lengthSquared = dx * dx + dy * dy;
+    double t = lengthSquared > 0 ? std::clamp(((p.x - a.x) * dx + (p.y - a.y) * dy) / lengthSquared, 0.0, 1.0) : 0;
+    return std::hypot(p.x - (a.x + t * dx), p.y - (a.y + t * dy));
+}
+
+std::vector<std::string> lines(const std::string &text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) result.push_back(line);
+    return result;
+}
+
+}  // namespace
+
+TEST(RecordedStrokes, FilterAndFitterOutputArePinned) {
+    const bool update = std::getenv("MARQEN_UPDATE_INK_FIXTURES") != nullptr;
+    for (const Fixture &fixture : kFixtures) {
+        SCOPED_TRACE(fixture.name);
+        std::filesystem::path expectedPath = sourceDir() / "tests/data/ink" / (std::string(fixture.name) + ".expected");
+        std::string actual = describe(fixture);
+        if (update) writeFile(expectedPath, actual);
+        std::vector<std::string> expectedLines = lines(readFile(expectedPath)), actualLines = lines(actual);
+        ASSERT_EQ(actualLines.size(), expectedLines.size());
+        for (size_t i = 0; i < actualLines.size(); ++i) ASSERT_EQ(actualLines[i], expectedLines[i]) << "line " << i + 1;
+    }
+}
+
+TEST(RecordedStrokes, FittedCurvesStayNearTheSmoothedPoints) {
+    // Independent of the pins: every filtered point lies within the line width of the fitted path.
+    for (const Fixture &fixture : kFixtures) {
+        SCOPED_TRACE(fixture.name);
+        RecordedStroke stroke = readRecordedStroke(fixture.name);
+        if (fixture.sampleLimit) stroke.samples.resize(std::min(stroke.samples.size(), fixture.sampleLimit));
+        std::vector<CGPoint> filtered = filteredStroke(stroke);
+        MarqenBezierPath path = MarqenPathFitter::pathForStroke(filtered, static_cast<float>(stroke.width));
+        std::vector<std::vector<CGPoint>> polylines = path.flattened(0.05);
+        EXPECT_EQ(path.elementAtIndex(0).points[0], filtered.front());
+        EXPECT_EQ(path.currentPoint(), filtered.back());
+        for (const CGPoint &p : filtered) {
+            double best = INFINITY;
+            for (const std::vector<CGPoint> &polyline : polylines)
+                for (size_t i = 0; i + 1 < polyline.size(); ++i)
+                    best = std::min(best, distanceToSegment(p, polyline[i], polyline[i + 1]));
+            if (polylines.front().size() == 1) best = std::hypot(p.x - polylines.front()[0].x, p.y - polylines.front()[0].y);
+            EXPECT_LT(best, stroke.width / 2) << p.x << "," << p.y;
+        }
+    }
+}
