@@ -294,3 +294,25 @@ TEST(MarqenPathFitter, BadCoordinatesAndSizesFinish) {
     for (float size : {0.0f, -3.0f, NAN, INFINITY})
         EXPECT_FALSE(MarqenPathFitter::pathForStroke(stroke, size).isEmpty()) << size;
 }
+
+TEST(MarqenPathFitter, SplitHalvesShareTheMiddleTangent) {
+    // Three quarters of a circle with gentle turns: no corners, but too bent for one curve.
+    std::vector<CGPoint> arc;
+    for (int i = 0; i <= 60; ++i) {
+        double angle = i * (1.5 * M_PI / 60);
+        arc.push_back({100 + 50 * std::cos(angle), 100 + 50 * std::sin(angle)});
+    }
+    MarqenBezierPath path = MarqenPathFitter::pathForStroke(arc, 1);
+    ASSERT_GE(path.elementCount(), 3u);
+    for (size_t i = 1; i + 1 < path.elementCount(); ++i) {
+        const MarqenPathElement &before = element(path, i), &after = element(path, i + 1);
+        CGPoint joint = before.points[2];
+        EXPECT_FALSE(after.points[0] == joint);
+        double ax = before.points[1].x - joint.x, ay = before.points[1].y - joint.y;
+        double bx = after.points[0].x - joint.x, by = after.points[0].y - joint.y;
+        // Opposite directions along one line through the joint.
+        EXPECT_NEAR(ax * by - ay * bx, 0, 1e-3 * std::hypot(ax, ay) * std::hypot(bx, by));
+        EXPECT_LT(ax * bx + ay * by, 0);
+    }
+    EXPECT_EQ(path.currentPoint().x, static_cast<double>(static_cast<float>(arc.back().x)));
+}
