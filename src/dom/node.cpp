@@ -192,21 +192,23 @@ void MarqenDOMNode::acceptVisitor(const std::function<bool(MarqenDOMNode &)> &vi
 }
 
 void MarqenDOMNode::insertObjectInChildrenAtIndex(const MarqenDOMNodePtr &child, size_t index) {
-    CGRect oldBounds = boundsBeforeChange();
-    postWillChange();
-    children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(std::min(index, children_.size())), child);
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
+    insertChildrenAtIndexes({child}, {index});
 }
 
 void MarqenDOMNode::insertChildrenAtIndexes(const std::vector<MarqenDOMNodePtr> &nodes,
                                             const std::vector<size_t> &indexes) {
     CGRect oldBounds = boundsBeforeChange();
     postWillChange();
-    for (size_t i = 0; i < nodes.size() && i < indexes.size(); ++i)
-        children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(std::min(indexes[i], children_.size())),
-                         nodes[i]);
+    std::vector<size_t> inserted;
+    std::vector<MarqenDOMNodePtr> insertedNodes;
+    for (size_t i = 0; i < nodes.size() && i < indexes.size(); ++i) {
+        size_t at = std::min(indexes[i], children_.size());
+        children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(at), nodes[i]);
+        inserted.push_back(at);
+        insertedNodes.push_back(nodes[i]);
+    }
     postDidChange();
+    postChildrenDidChange(MarqenChildrenChangeKind::Insertion, std::move(inserted), {}, std::move(insertedNodes));
     postContentBoundsDidChange(oldBounds);
 }
 
@@ -214,33 +216,38 @@ void MarqenDOMNode::addChildrenObject(const MarqenDOMNodePtr &child) {
     insertObjectInChildrenAtIndex(child, children_.size());
 }
 
-void MarqenDOMNode::removeObjectFromChildrenAtIndex(size_t index) {
-    if (index >= children_.size()) return;
-    CGRect oldBounds = boundsBeforeChange();
-    postWillChange();
-    auto removed = children_[index];  // released after the notifications
-    children_.erase(children_.begin() + static_cast<std::ptrdiff_t>(index));
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
-}
+void MarqenDOMNode::removeObjectFromChildrenAtIndex(size_t index) { removeChildrenAtIndexes({index}); }
 
 void MarqenDOMNode::removeChildrenAtIndexes(std::vector<size_t> indexes) {
     std::sort(indexes.begin(), indexes.end());
     indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
+    indexes.erase(std::remove_if(indexes.begin(), indexes.end(), [&](size_t i) { return i >= children_.size(); }),
+                  indexes.end());
+    if (indexes.empty()) return;
     CGRect oldBounds = boundsBeforeChange();
     postWillChange();
-    std::vector<MarqenDOMNodePtr> removed;
-    for (auto it = indexes.rbegin(); it != indexes.rend(); ++it) {
-        if (*it >= children_.size()) continue;
-        removed.push_back(children_[*it]);
+    std::vector<MarqenDOMNodePtr> removed;  // released after the notifications
+    for (size_t index : indexes) removed.push_back(children_[index]);
+    for (auto it = indexes.rbegin(); it != indexes.rend(); ++it)
         children_.erase(children_.begin() + static_cast<std::ptrdiff_t>(*it));
-    }
     postDidChange();
+    postChildrenDidChange(MarqenChildrenChangeKind::Removal, indexes, removed, {});
     postContentBoundsDidChange(oldBounds);
 }
 
 void MarqenDOMNode::removeChildrenObject(const MarqenDOMNode *child) {
     if (auto index = indexOfChild(child)) removeObjectFromChildrenAtIndex(*index);
+}
+
+void MarqenDOMNode::replaceObjectInChildrenAtIndex(size_t index, const MarqenDOMNodePtr &node) {
+    if (index >= children_.size() || !node) return;
+    CGRect oldBounds = boundsBeforeChange();
+    postWillChange();
+    MarqenDOMNodePtr old = children_[index];
+    children_[index] = node;
+    postDidChange();
+    postChildrenDidChange(MarqenChildrenChangeKind::Replacement, {index}, {old}, {node});
+    postContentBoundsDidChange(oldBounds);
 }
 
 void MarqenDOMNode::setGuid(const std::string &guid) {
@@ -418,6 +425,16 @@ std::optional<MarqenError> MarqenDOMNode::prepareForSaveSynchronous() {
     return std::nullopt;
 }
 
+void MarqenDOMNode::postChildrenDidChange(MarqenChildrenChangeKind kind, std::vector<size_t> indexes,
+                                          std::vector<MarqenDOMNodePtr> oldNodes,
+                                          std::vector<MarqenDOMNodePtr> newNodes) const {
+    NotificationCenter &center = MarqenDOMKeyValueObservationCenter();
+    if (!center.hasObservers(MarqenDOMNodeChildrenDidChange, this)) return;
+    center.post(MarqenDOMNodeChildrenDidChange, this,
+                {{MarqenDOMNodeUserInfoChangeKey,
+                  MarqenChildrenChange{kind, std::move(indexes), std::move(oldNodes), std::move(newNodes)}}});
+}
+
 CGRect MarqenDOMNode::boundsBeforeChange() const {
     // Computing bounds walks the subtree: skip it when nobody listens for the change record.
     if (!NotificationCenter::defaultCenter().hasObservers(MarqenDOMNodeContentBoundsDidChange, this)) return CGRectNull;
@@ -451,6 +468,11 @@ void MarqenDOMNode::registerUndoAction(std::function<void(MarqenDOMNode &)> acti
     undo->registerUndo(this, [weakSelf, action = std::move(action)] {
         if (auto self = std::const_pointer_cast<MarqenDOMNode>(weakSelf.lock())) action(*self);
     });
+}
+
+NotificationCenter &MarqenDOMKeyValueObservationCenter() {
+    static NotificationCenter center;
+    return center;
 }
 
 CGFloat MarqenDOMNodeNormalizeValue(CGFloat value, CGFloat min, CGFloat max) {

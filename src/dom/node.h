@@ -21,6 +21,15 @@ struct MarqenDOMNodeClass;
 
 using MarqenDOMNodePtr = std::shared_ptr<MarqenDOMNode>;
 
+// What a change of a node's children list did, as carried by MarqenDOMNodeChildrenDidChange.
+enum class MarqenChildrenChangeKind { Insertion, Removal, Replacement };
+struct MarqenChildrenChange {
+    MarqenChildrenChangeKind kind;
+    std::vector<size_t> indexes;              // ascending
+    std::vector<MarqenDOMNodePtr> oldNodes;   // removed or replaced nodes
+    std::vector<MarqenDOMNodePtr> newNodes;   // inserted or replacing nodes, in index order
+};
+
 class MarqenDOMNode : public std::enable_shared_from_this<MarqenDOMNode> {
 public:
     virtual ~MarqenDOMNode();
@@ -69,6 +78,8 @@ public:
     void removeObjectFromChildrenAtIndex(size_t index);
     void removeChildrenAtIndexes(std::vector<size_t> indexes);
     void removeChildrenObject(const MarqenDOMNode *child);
+    // Replaces the child at index with node (the old child's parent and document are not touched).
+    void replaceObjectInChildrenAtIndex(size_t index, const MarqenDOMNodePtr &node);
 
     // Identity and state
     const std::string &guid() const { return guid_; }
@@ -151,6 +162,9 @@ protected:
     virtual void copyStateTo(MarqenDOMNode &target) const;
     // Posts the content-bounds change record, with the bounds captured before the change.
     void postContentBoundsDidChange(const CGRect &oldBounds) const;
+    // The change record of "children" for observers that mirror the tree (renderers).
+    void postChildrenDidChange(MarqenChildrenChangeKind kind, std::vector<size_t> indexes,
+                               std::vector<MarqenDOMNodePtr> oldNodes, std::vector<MarqenDOMNodePtr> newNodes) const;
     // The bounds to report as "old" in the change record (not computed when nobody observes it).
     CGRect boundsBeforeChange() const;
     void registerUndoAction(std::function<void(MarqenDOMNode &)> action) const;
@@ -178,6 +192,10 @@ template <typename Node>
 void MarqenDOMNode::registerUndo(std::function<void(Node &)> action) const {
     registerUndoAction([action = std::move(action)](MarqenDOMNode &node) { action(static_cast<Node &>(node)); });
 }
+
+class NotificationCenter;
+// The centre on which changes of observed keys ("children") are announced.
+NotificationCenter &MarqenDOMKeyValueObservationCenter();
 
 // Maps a value in [min, max] to 0..1; out of range gives the bound itself.
 CGFloat MarqenDOMNodeNormalizeValue(CGFloat value, CGFloat min, CGFloat max);

@@ -16,6 +16,12 @@ inline constexpr const char *MarqenDOMDocumentDidUpdateContentScaleFactor = "Mar
 inline constexpr const char *MarqenDOMDocumentResourceCoordinatorDidChange =
     "MarqenDOMDocumentResourceCoordinatorDidChange";
 
+// Posted after every change of a node's children list, with the change record (a MarqenChildrenChange
+// under "change"), on MarqenDOMKeyValueObservationCenter() rather than the default centre: it stands
+// for observing the key "children", which observers that mirror the tree (renderers) do.
+inline constexpr const char *MarqenDOMNodeChildrenDidChange = "MarqenDOMNodeChildrenDidChange";
+inline constexpr const char *MarqenDOMNodeUserInfoChangeKey = "change";
+
 // User-info keys.
 inline constexpr const char *MarqenDOMNodeUserInfoChildKey = "child";  // std::shared_ptr<MarqenDOMNode>
 inline constexpr const char *MarqenDOMNodeUserInfoIndexKey = "index";  // size_t

@@ -253,3 +253,24 @@ TEST(MarqenDOMNode, CopiesKeepGuidAndLayersCopyChildren) {
     EXPECT_EQ(copy->childAtIndex(0)->guid(), layer->childAtIndex(0)->guid());
     EXPECT_EQ(copy->style(), layer->style());  // styles are shared
 }
+
+TEST(MarqenDOMNode, ChildrenChangeRecordsFollowEveryListChange) {
+    auto layer = MarqenDOMLayer::create();
+    std::vector<MarqenChildrenChange> records;
+    auto token = MarqenDOMKeyValueObservationCenter().addObserver(
+        MarqenDOMNodeChildrenDidChange, layer.get(),
+        [&](const Notification &n) { records.push_back(*n.value<MarqenChildrenChange>(MarqenDOMNodeUserInfoChangeKey)); });
+    auto a = TestBox::create(CGRectZero), b = TestBox::create(CGRectZero), c = TestBox::create(CGRectZero);
+    layer->addChild(a);
+    layer->addChild(b, a);
+    layer->replaceObjectInChildrenAtIndex(1, c);
+    layer->removeChild(b);
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_EQ(records[1].kind, MarqenChildrenChangeKind::Insertion);
+    EXPECT_EQ(records[1].indexes, std::vector<size_t>{0});
+    EXPECT_EQ(records[2].kind, MarqenChildrenChangeKind::Replacement);
+    EXPECT_EQ(records[2].oldNodes, std::vector<MarqenDOMNodePtr>{a});
+    EXPECT_EQ(records[2].newNodes, std::vector<MarqenDOMNodePtr>{c});
+    EXPECT_EQ(records[3].kind, MarqenChildrenChangeKind::Removal);
+    EXPECT_EQ(records[3].oldNodes, std::vector<MarqenDOMNodePtr>{b});
+}
