@@ -1,5 +1,6 @@
 #include "formats/svg_path_writer.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace marqen {
@@ -7,9 +8,12 @@ namespace marqen {
 namespace {
 
 std::string pointText(CGPoint p) {
-    char buffer[128];
-    std::snprintf(buffer, sizeof buffer, "%.3f,%.3f", p.x, p.y);
-    return buffer;
+    // Fixed notation of a large double runs to hundreds of digits: measure first.
+    int length = std::snprintf(nullptr, 0, "%.3f,%.3f", p.x, p.y);
+    std::string text(static_cast<size_t>(std::max(length, 0)) + 1, '\0');
+    std::snprintf(text.data(), text.size(), "%.3f,%.3f", p.x, p.y);
+    text.pop_back();
+    return text;
 }
 
 }  // namespace

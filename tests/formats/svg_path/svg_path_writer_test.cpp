@@ -21,6 +21,15 @@ TEST(BezierToSvg, WritesAbsoluteCommandsWithThreeDecimalsAndNoSpaces) {
               "M-1.250,0.000Q1.000,2.000,3.000,4.000C5.123,6.000,7.000,-8.500,9.000,10.000");
 }
 
+TEST(BezierToSvg, HugeCoordinatesAreWrittenInFull) {
+    MarqenBezierPath path;
+    path.moveToPoint({-1e300, 0.5});
+    std::string data = BezierToSvg::pathDataFromCGPath(path);
+    EXPECT_EQ(data.size(), 1 + 1 + 301 + 4 + 1 + 5u);
+    EXPECT_EQ(data.substr(0, 3), "M-1");
+    EXPECT_EQ(data.substr(data.size() - 11), "0.000,0.500");
+}
+
 TEST(BezierToSvg, UnknownElementAsLastElementRaises) {
     MarqenPathElement move{MarqenPathElementType::MoveToPoint, {{1, 2}, {}, {}}};
     MarqenPathElement unknown{static_cast<MarqenPathElementType>(42), {{3, 4}, {}, {}}};
