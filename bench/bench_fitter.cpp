@@ -2,6 +2,7 @@
 // 1,000, 10,000 and 100,000 points and reports how the time grows per 10 times more points
 // (goal: linear, at most 12 times). Longer strokes continue the recording in further rows of writing.
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
@@ -85,6 +86,9 @@ BENCHMARK(BM_FitRecordedStroke)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchm
 // wall time on a shared machine).
 class GrowthReporter : public benchmark::ConsoleReporter {
 public:
+    GrowthReporter()
+        : ConsoleReporter(::isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
+
     void ReportRuns(const std::vector<Run> &runs) override {
         for (const Run &run : runs)
             if (run.run_type == Run::RT_Iteration && !run.error_occurred && run.iterations > 0)
