@@ -1,7 +1,8 @@
 #include "foundation/value_encoding.h"
 
 #include <cstdlib>
-#include <regex>
+#include <optional>
+#include <string_view>
 
 namespace marqen {
 
@@ -12,6 +13,53 @@ double numberOrZero(const MarqenJSON &dictionary, const char *key) {
     auto it = dictionary.find(key);
     if (it == dictionary.end()) return 0;
     return marqen_doubleValue(*it);
+}
+
+// The point strings "{12, 3.5}" follow the pattern [{]\s*(\d+(?:[.]\d+)?)\s*,\s*(\d+(?:[.]\d+)?)\s*[}].
+// Scanned by hand rather than with std::regex, whose recursive matcher overflows the stack on long
+// runs of digits. No backtracking can change a match (what follows a number is never a digit), and a
+// match never holds another "{", so the last match is the one at the last "{" that matches.
+bool isPatternSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Reads \d+(?:[.]\d+)? at `i`; the number's text, or nothing when there is no digit.
+std::optional<std::string_view> scanNumber(std::string_view text, size_t &i) {
+    size_t start = i;
+    while (i < text.size() && isDigit(text[i])) ++i;
+    if (i == start) return std::nullopt;
+    if (i + 1 < text.size() && text[i] == '.' && isDigit(text[i + 1])) {
+        i += 2;
+        while (i < text.size() && isDigit(text[i])) ++i;
+    }
+    return text.substr(start, i - start);
+}
+
+void skipSpaces(std::string_view text, size_t &i) {
+    while (i < text.size() && isPatternSpace(text[i])) ++i;
+}
+
+std::optional<CGPoint> matchPointAt(std::string_view text, size_t i) {
+    ++i;  // the "{"
+    skipSpaces(text, i);
+    auto x = scanNumber(text, i);
+    if (!x) return std::nullopt;
+    skipSpaces(text, i);
+    if (i >= text.size() || text[i] != ',') return std::nullopt;
+    ++i;
+    skipSpaces(text, i);
+    auto y = scanNumber(text, i);
+    if (!y) return std::nullopt;
+    skipSpaces(text, i);
+    if (i >= text.size() || text[i] != '}') return std::nullopt;
+    return CGPoint{std::strtod(std::string(*x).c_str(), nullptr), std::strtod(std::string(*y).c_str(), nullptr)};
+}
+
+CGPoint pointFromString(std::string_view text) {
+    for (size_t brace = text.rfind('{'); brace != std::string_view::npos; brace = text.rfind('{', brace - 1)) {
+        if (auto point = matchPointAt(text, brace)) return *point;
+        if (brace == 0) break;
+    }
+    return CGPointZero;
 }
 
 }  // namespace
@@ -32,14 +80,7 @@ MarqenJSON NSDictionaryFromCGAffineTransform(CGAffineTransform t) {
 }
 
 CGPoint CGPointFromNSDictionary(const MarqenJSON &value) {
-    if (value.is_string()) {
-        static const std::regex pattern(R"([{]\s*(\d+(?:[.]\d+)?)\s*,\s*(\d+(?:[.]\d+)?)\s*[}])");
-        const std::string &text = value.get_ref<const std::string &>();
-        CGPoint point = CGPointZero;
-        for (auto it = std::sregex_iterator(text.begin(), text.end(), pattern); it != std::sregex_iterator(); ++it)
-            point = {std::strtod((*it)[1].str().c_str(), nullptr), std::strtod((*it)[2].str().c_str(), nullptr)};
-        return point;
-    }
+    if (value.is_string()) return pointFromString(value.get_ref<const std::string &>());
     return {numberOrZero(value, "x"), numberOrZero(value, "y")};
 }
 

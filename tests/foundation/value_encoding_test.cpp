@@ -12,6 +12,18 @@ TEST(PointEncoding, StringFormTakesTheLastUnsignedPair) {
     EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("{-1, 2} {3, 4}")), (CGPoint{3, 4}));
     EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("5, 7")), CGPointZero);
     EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("")), CGPointZero);
+    EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("{1., 2}")), CGPointZero);
+    EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("{1.5.5, 2}")), CGPointZero);
+    EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("x{\t1 ,\n2\r}y {3,")), (CGPoint{1, 2}));
+    EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("{{{1,2}}}")), (CGPoint{1, 2}));
+}
+
+TEST(PointEncoding, LongStringsAreScannedWithoutDeepRecursion) {
+    CGPoint huge = CGPointFromNSDictionary(MarqenJSON("{" + std::string(200000, '1') + ", 2}"));
+    EXPECT_TRUE(std::isinf(huge.x));
+    EXPECT_EQ(huge.y, 2);
+    EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON("{1" + std::string(200000, ' ') + "x")), CGPointZero);
+    EXPECT_EQ(CGPointFromNSDictionary(MarqenJSON(std::string(200000, '{'))), CGPointZero);
 }
 
 TEST(PointEncoding, DictionaryFormReadsMissingKeysAsZero) {
