@@ -1,0 +1,392 @@
+// Opening a PDF and resolving its objects.
+#include "formats/pdf/pdf_document.h"
+
+#include <fstream>
+#include <sstream>
+
+#include "formats/pdf/pdf_lexer.h"
+#include "formats/pdf/pdf_value_parser.h"
+#include "foundation/log.h"
+
+namespace marqen {
+
+using namespace pdf_lexer;
+
+namespace {
+
+// References resolved while another resolution is running (a stream's /Length, an object stream's /N)
+// may nest only this deep.
+constexpr int kMaximumResolveDepth = 32;
+
+bool isValidUTF8(std::string_view text) {
+    size_t i = 0;
+    while (i < text.size()) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        size_t extra = c < 0x80 ? 0 : (c >> 5) == 6 ? 1 : (c >> 4) == 14 ? 2 : (c >> 3) == 30 ? 3 : 99;
+        if (extra == 99 || i + extra >= text.size()) return false;
+        for (size_t k = 1; k <= extra; ++k)
+            if ((static_cast<unsigned char>(text[i + k]) >> 6) != 2) return false;
+        i += extra + 1;
+    }
+    return true;
+}
+
+std::string latin1ToUTF8(std::string_view text) {
+    std::string out;
+    for (unsigned char c : text) {
+        if (c < 0x80) {
+            out += char(c);
+        } else {
+            out += char(0xC0 | (c >> 6));
+            out += char(0x80 | (c & 0x3F));
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+MarqenPDF::MarqenPDF(std::string data, MarqenPDFOptions options)
+    : pdfData_(std::make_shared<const std::string>(std::move(data))),
+      maximumDecodedStreamLength_(options.maximumDecodedStreamLength ? options.maximumDecodedStreamLength
+                                                                     : MarqenPDFStream::kDefaultMaximumDecodedLength),
+      current_(std::make_shared<XrefTable>()) {
+    original_ = current_;
+}
+
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOptions options) {
+    std::shared_ptr<MarqenPDF> pdf(new MarqenPDF(std::move(data), options));
+    if (!pdf->open()) return nullptr;
+    return pdf;
+}
+
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfFile(const std::string &path, MarqenPDFOptions options) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        marqenLog("MarqenPDF: Could not read file " + path);
+        return nullptr;
+    }
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    if (in.bad()) {
+        marqenLog("MarqenPDF: Could not read file " + path);
+        return nullptr;
+    }
+    return initWithData(std::move(bytes).str(), options);
+}
+
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfURL(const std::string &path, MarqenPDFOptions options) {
+    return initWithContentsOfFile(path, options);
+}
+
+bool MarqenPDF::open() {
+    if (pdfLength() < 30) {
+        marqenLog("MarqenPDF: PDF file length is too small");
+        return false;
+    }
+    if (pdfData().compare(0, 5, "%PDF-") != 0) {
+        marqenLog("MarqenPDF: PDF header does not match");
+        return false;
+    }
+    if (!determineXrefOffset()) return false;
+    if (!readSectionChain(xrefOffset_, *current_, false)) return false;
+    fixBadPFDFileXrefOffsets(*current_);
+
+    const MarqenPDFDictionary &trailer = current_->trailers.front();
+    const MarqenPDFObject *rootEntry = trailer.objectForKey("Root");
+    if (current_->firstIsStream) {
+        if (!rootEntry) {
+            marqenLog("MarqenPDF: Xref stream area did not have Root reference");
+            return false;
+        }
+        if (!rootEntry->asReference()) {
+            marqenLog("MarqenPDF: Xref stream area did not have Root indirect reference");
+            return false;
+        }
+    }
+    if (!rootEntry || !verifyRootDictionary(resolveIndirectReference(*rootEntry, false), true)) {
+        marqenLog("MarqenPDF: Could not locate PDF root");
+        return false;
+    }
+    encrypted_ = trailer.objectForKey("Encrypt") != nullptr;
+
+    // A file this system updated before: the untouched PDF is read through its own sections.
+    if (isRichPDF()) {
+        std::optional<uint64_t> previous = lastSectionPrev();
+        auto original = std::make_shared<XrefTable>();
+        if (previous && *previous < originalEOF_ && readSectionChain(*previous, *original, true)) {
+            original_ = original;
+            fixBadPFDFileXrefOffsets(*original_);
+        } else {
+            marqenLog("MarqenPDF: Could not read the cross-reference data of the original PDF");
+            return false;
+        }
+    }
+
+    uint64_t next = 0;
+    for (const MarqenPDFDictionary &section : original_->trailers) {
+        const MarqenPDFObject *size = section.objectForKey("Size");
+        MarqenPDFObject value = size ? resolveIndirectReference(*size, true) : MarqenPDFObject();
+        if (!value.isNumber()) {
+            marqenLog("MarqenPDF: Trailer/xref stream info area does not contain a Size entry");
+            return false;
+        }
+        if (value.integerValue() > 0) next = std::max(next, uint64_t(value.integerValue()));
+    }
+    // Some writers put a /Size below the numbers their sections list; a new object must not reuse one.
+    if (original_->listedAny) next = std::max(next, original_->highestListedObjectNumber + 1);
+    nextAvailableObjectNumber_ = std::max<uint64_t>(next, 1);
+    return true;
+}
+
+bool MarqenPDF::verifyRootDictionary(const MarqenPDFObject &root, bool readHiddenRecord) {
+    const MarqenPDFDictionary *dictionary = root.asDictionary();
+    if (!dictionary) return false;
+    if (!readHiddenRecord) return true;
+    const MarqenPDFObject *recordEntry = dictionary->objectForKey("XXMarqen");
+    if (!recordEntry) return true;
+    MarqenPDFObject record = resolveIndirectReference(*recordEntry, false);
+    const MarqenPDFDictionary *info = record.asDictionary();
+    if (!info) return true;
+    const MarqenPDFObject *type = info->objectForKey("Type");
+    if (!type || !type->isName("MarqenInfo")) return true;
+    if (const MarqenPDFObject *sizeEntry = info->objectForKey("OriginalPdfSize")) {
+        MarqenPDFObject size = resolveIndirectReference(*sizeEntry, false);
+        if (size.isNumber()) {
+            if (size.integerValue() > 0 && uint64_t(size.integerValue()) < pdfLength()) {
+                originalEOF_ = uint64_t(size.integerValue());
+            } else {
+                marqenLog("MarqenPDF: OriginalPdfSize " + std::to_string(size.integerValue()) +
+                          " is outside of the file");
+            }
+        }
+    }
+    if (const MarqenPDFObject *domEntry = info->objectForKey("MarqenDom")) {
+        MarqenPDFObject dom = resolveIndirectReference(*domEntry, false);
+        if (const MarqenPDFStream *stream = dom.asStream()) {
+            if (const std::string *bytes = stream->stream())
+                richPDFJSON_ = isValidUTF8(*bytes) ? *bytes : latin1ToUTF8(*bytes);
+        }
+    }
+    return true;
+}
+
+std::string_view MarqenPDF::tokenFromOffset(uint64_t offset, size_t *nextTokenOffset) const {
+    return tokenFromOffset(offset, pdfData(), nextTokenOffset);
+}
+
+std::string_view MarqenPDF::tokenFromOffset(uint64_t offset, std::string_view buffer, size_t *nextTokenOffset) {
+    if (offset > buffer.size()) offset = buffer.size();
+    return pdf_lexer::tokenFromOffset(buffer, size_t(offset), nextTokenOffset);
+}
+
+std::optional<MarqenPDFObject> MarqenPDF::makeObjectFromOffset(uint64_t offset, size_t *nextTokenOffset) const {
+    return makeObjectFromOffset(offset, pdfData(), nextTokenOffset);
+}
+
+std::optional<MarqenPDFObject> MarqenPDF::makeObjectFromOffset(uint64_t offset, std::string_view buffer,
+                                                               size_t *nextTokenOffset) {
+    if (offset > buffer.size()) offset = buffer.size();
+    return MarqenPDFValueParser::makeObjectFromOffset(buffer, size_t(offset), nextTokenOffset);
+}
+
+MarqenPDFObject MarqenPDF::resolveIndirectReference(const MarqenPDFObject &value, bool fromOriginalPDF) {
+    const MarqenPDFIndirectReference *reference = value.asReference();
+    if (!reference) return value;
+    XrefTable &entries = table(fromOriginalPDF);
+    if (reference->objectNumber >= entries.offsets.size()) {
+        marqenLog("MarqenPDF: Indirect reference to object outside of index table range");
+        return MarqenPDFObject();
+    }
+    uint64_t slot = entries.offsets[reference->objectNumber];
+    if (slot == 0) return MarqenPDFObject();
+    if (slot == kObjectInObjectStream) return objectFromObjectStream(reference->objectNumber, entries, fromOriginalPDF);
+    return resolveObjectFromOffset(slot, fromOriginalPDF).value_or(MarqenPDFObject());
+}
+
+std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offset, bool fromOriginalPDF) {
+    if (offset >= pdfLength()) {
+        marqenLog("MarqenPDF: Object offset " + std::to_string(offset) + " is outside of the file");
+        return std::nullopt;
+    }
+    if (auto cached = objectCache_.find(offset); cached != objectCache_.end()) return cached->second;
+    if (resolving_.count(offset)) {
+        marqenLog("MarqenPDF: Object at offset " + std::to_string(offset) + " refers to itself");
+        return std::nullopt;
+    }
+    if (resolveDepth_ >= kMaximumResolveDepth) {
+        marqenLog("MarqenPDF: Object references nest too deeply");
+        return std::nullopt;
+    }
+    struct Guard {
+        MarqenPDF &pdf;
+        uint64_t offset;
+        Guard(MarqenPDF &p, uint64_t o) : pdf(p), offset(o) {
+            pdf.resolving_.insert(o);
+            ++pdf.resolveDepth_;
+        }
+        ~Guard() {
+            pdf.resolving_.erase(offset);
+            --pdf.resolveDepth_;
+        }
+    } guard(*this, offset);
+
+    std::string_view data = pdfData();
+    size_t next = 0;
+    std::string_view number = tokenFromOffset(offset, &next);
+    if (!isTokenNumeric(number) || hasDecimalPoint(number)) {
+        marqenLog("MarqenPDF: PDF Object did not start with an object number");
+        return std::nullopt;
+    }
+    std::string_view generation = tokenFromOffset(next, &next);
+    if (!isTokenNumeric(generation) || hasDecimalPoint(generation)) {
+        marqenLog("MarqenPDF: PDF Object did not have a generation number");
+        return std::nullopt;
+    }
+    if (tokenFromOffset(next, &next) != "obj") {
+        marqenLog("MarqenPDF: Object does not have obj token identifier");
+        return std::nullopt;
+    }
+    std::optional<MarqenPDFObject> value = makeObjectFromOffset(next, &next);
+    if (!value) return std::nullopt;
+    if (const MarqenPDFDictionary *dictionary = value->asDictionary()) {
+        size_t afterKeyword = 0;
+        if (tokenFromOffset(next, &afterKeyword) == "stream") {
+            size_t dataStart = afterKeyword + 1;
+            if (afterKeyword + 1 < data.size() && data[afterKeyword] == '\r' && data[afterKeyword + 1] == '\n')
+                dataStart = afterKeyword + 2;
+            const MarqenPDFObject *lengthEntry = dictionary->objectForKey("Length");
+            MarqenPDFObject length = lengthEntry ? resolveIndirectReference(*lengthEntry, fromOriginalPDF)
+                                                 : MarqenPDFObject();
+            if (!length.isNumber() || length.integerValue() < 0) {
+                marqenLog("MarqenPDF: Stream has invalid length entry");
+                return std::nullopt;
+            }
+            uint64_t dataLength = uint64_t(length.integerValue());
+            if (dataStart > data.size() || dataLength > data.size() - dataStart) {
+                marqenLog("MarqenPDF: Stream length runs past the end of the file");
+                return std::nullopt;
+            }
+            if (tokenFromOffset(dataStart + dataLength, nullptr) != "endstream") {
+                marqenLog("MarqenPDF: Stream did not end with endstream token");
+                return std::nullopt;
+            }
+            value = MarqenPDFObject(std::make_shared<const MarqenPDFStream>(
+                *dictionary, pdfData_, data.substr(dataStart, size_t(dataLength)), maximumDecodedStreamLength_));
+        }
+    }
+    objectCache_.emplace(offset, *value);
+    return value;
+}
+
+MarqenPDF::ObjectStreamContents *MarqenPDF::objectStreamAtOffset(uint64_t offset, bool fromOriginalPDF) {
+    if (auto cached = objectStreamCache_.find(offset); cached != objectStreamCache_.end())
+        return cached->second.stream ? &cached->second : nullptr;
+    ObjectStreamContents &contents = objectStreamCache_[offset];  // a failure stays cached as empty
+    std::optional<MarqenPDFObject> object = resolveObjectFromOffset(offset, fromOriginalPDF);
+    std::shared_ptr<const MarqenPDFStream> stream = object ? object->streamPointer() : nullptr;
+    if (!stream) {
+        marqenLog("MarqenPDF: Object stream reference does not refer to an actual stream");
+        return nullptr;
+    }
+    const MarqenPDFDictionary &info = stream->streamInfo();
+    auto entry = [&](std::string_view key) {
+        const MarqenPDFObject *value = info.objectForKey(key);
+        return value ? resolveIndirectReference(*value, fromOriginalPDF) : MarqenPDFObject();
+    };
+    if (!entry("Type").isName("ObjStm")) {
+        marqenLog("MarqenPDF: Object stream is of improper type");
+        return nullptr;
+    }
+    MarqenPDFObject count = entry("N");
+    if (!count.isNumber() || count.integerValue() < 0) {
+        marqenLog("MarqenPDF: Object count is missing or invalid");
+        return nullptr;
+    }
+    MarqenPDFObject first = entry("First");
+    if (!first.isNumber() || first.integerValue() < 0) {
+        marqenLog("MarqenPDF: Object stream First is missing or invalid");
+        return nullptr;
+    }
+    const std::string *decoded = stream->stream();
+    if (!decoded) return nullptr;
+    if (uint64_t(first.integerValue()) >= decoded->size()) {
+        marqenLog("MarqenPDF: Object stream First entry is out of bounds");
+        return nullptr;
+    }
+    contents.count = uint64_t(count.integerValue());
+    contents.first = uint64_t(first.integerValue());
+    // Each pair takes at least four bytes, which bounds how many a hostile /N can make us read.
+    uint64_t pairs = std::min<uint64_t>(contents.count, contents.first / 4 + 1);
+    std::string_view header(decoded->data(), size_t(contents.first));
+    size_t position = 0;
+    contents.offsets.reserve(size_t(pairs));
+    for (uint64_t i = 0; i < pairs; ++i) {
+        std::string_view objectNumber = pdf_lexer::tokenFromOffset(header, position, &position);
+        std::string_view relative = pdf_lexer::tokenFromOffset(header, position, &position);
+        if (!isTokenNumeric(objectNumber) || hasDecimalPoint(objectNumber)) {
+            marqenLog("MarqenPDF: Object stream object number is not a number");
+            contents.offsets.push_back(std::nullopt);
+            continue;
+        }
+        auto value = integerFromToken(relative);
+        if (!isTokenNumeric(relative) || hasDecimalPoint(relative) || !value || *value < 0) {
+            marqenLog("MarqenPDF: Object stream object offset is not a number");
+            contents.offsets.push_back(std::nullopt);
+            continue;
+        }
+        contents.offsets.push_back(uint64_t(*value));
+    }
+    contents.stream = stream;
+    return &contents;
+}
+
+MarqenPDFObject MarqenPDF::objectFromObjectStream(uint64_t objectNumber, XrefTable &entries, bool fromOriginalPDF) {
+    auto location = entries.streamInfo.find(objectNumber);
+    if (location == entries.streamInfo.end()) return MarqenPDFObject();
+    auto [streamNumber, index] = location->second;
+    if (streamNumber >= entries.offsets.size()) {
+        marqenLog("MarqenPDF: Indirect reference to object outside of index table range");
+        return MarqenPDFObject();
+    }
+    uint64_t streamOffset = entries.offsets[streamNumber];
+    if (streamOffset == kObjectInObjectStream) {
+        marqenLog("MarqenPDF: Object stream cannot reside inside another object stream");
+        return MarqenPDFObject();
+    }
+    if (streamOffset == 0) return MarqenPDFObject();
+    auto key = std::make_pair(streamOffset, index);
+    if (auto cached = objectStreamObjectCache_.find(key); cached != objectStreamObjectCache_.end())
+        return cached->second;
+    ObjectStreamContents *contents = objectStreamAtOffset(streamOffset, fromOriginalPDF);
+    if (!contents) return MarqenPDFObject();
+    if (index >= contents->count) {
+        marqenLog("MarqenPDF: Object index is out of bounds");
+        return MarqenPDFObject();
+    }
+    if (index >= contents->offsets.size() || !contents->offsets[size_t(index)]) return MarqenPDFObject();
+    const std::string &decoded = *contents->stream->stream();
+    uint64_t start = contents->first + *contents->offsets[size_t(index)];
+    if (start >= decoded.size()) {
+        marqenLog("MarqenPDF: Object stream object offset is outside of the stream");
+        return MarqenPDFObject();
+    }
+    MarqenPDFObject value = makeObjectFromOffset(start, decoded, nullptr).value_or(MarqenPDFObject());
+    objectStreamObjectCache_.emplace(key, value);
+    return value;
+}
+
+std::optional<uint64_t> MarqenPDF::originalXrefOffset() {
+    if (!isRichPDF()) return xrefOffset_;
+    return lastSectionPrev();
+}
+
+MarqenPDFDictionary MarqenPDF::originalTrailerInformation() const {
+    return original_->trailers.empty() ? MarqenPDFDictionary() : original_->trailers.front();
+}
+
+std::string_view MarqenPDF::originalPDFBytes() const {
+    return std::string_view(pdfData()).substr(0, isRichPDF() ? size_t(originalEOF_) : pdfLength());
+}
+
+}  // namespace marqen

@@ -1,0 +1,162 @@
+#pragma once
+// MarqenPDF: a small byte-level PDF reader that finds the cross-reference data, resolves objects lazily,
+// walks the page tree, reads the hidden annotation record, and appends one incremental update.
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "formats/pdf/pdf_object.h"
+#include "foundation/error.h"
+
+namespace marqen {
+
+// Where an object held in an object stream lives: the stream's object number and the index in it.
+struct MarqenPDFObjectStreamLocation {
+    uint64_t s = 0;
+    uint64_t x = 0;
+};
+
+// One object to append: "r" names the object (number and generation), "o" is its value. Entries whose "r"
+// is not a reference or that have no "o" are skipped.
+struct MarqenPDFAppendedObject {
+    MarqenPDFObject r;
+    std::optional<MarqenPDFObject> o;
+};
+
+struct MarqenPDFOptions {
+    // Decoding a stream stops with a logged failure beyond this many bytes (0: the default of 512 MiB).
+    size_t maximumDecodedStreamLength = 0;
+};
+
+class MarqenPDF {
+public:
+    static constexpr uint64_t kObjectInObjectStream = ~uint64_t(0);
+    static constexpr const char *kErrorDomain = "MarqenPDF";
+
+    // Opens a PDF held in memory; nothing (with the reason in the log) when it cannot be read.
+    static std::shared_ptr<MarqenPDF> initWithData(std::string data, MarqenPDFOptions options = {});
+    static std::shared_ptr<MarqenPDF> initWithContentsOfFile(const std::string &path, MarqenPDFOptions options = {});
+    static std::shared_ptr<MarqenPDF> initWithContentsOfURL(const std::string &path, MarqenPDFOptions options = {});
+
+    const std::string &pdfData() const { return *pdfData_; }
+    const char *pdfBytes() const { return pdfData_->data(); }
+    size_t pdfLength() const { return pdfData_->size(); }
+    uint64_t xrefOffset() const { return xrefOffset_; }
+    const std::vector<uint64_t> &objectOffsetTable() const { return current_->offsets; }
+    size_t objectTableSize() const { return current_->offsets.size(); }
+    // Present exactly when the file's last cross-reference section is a stream.
+    const std::unordered_map<uint64_t, MarqenPDFObjectStreamLocation> *objectXrefStreamInfo() const {
+        return current_->firstIsStream ? &current_->streamInfo : nullptr;
+    }
+    uint64_t originalEOF() const { return originalEOF_; }
+    bool isRichPDF() const { return originalEOF_ != 0; }
+    const std::optional<std::string> &richPDFJSON() const { return richPDFJSON_; }
+    uint64_t nextAvailableObjectNumber() const { return nextAvailableObjectNumber_; }
+    // The trailer names an /Encrypt dictionary: strings and streams are enciphered and the file cannot
+    // be annotated.
+    bool isEncrypted() const { return encrypted_; }
+    size_t maximumDecodedStreamLength() const { return maximumDecodedStreamLength_; }
+
+    // Values that are not references come back as they are; a reference that cannot be found gives null.
+    MarqenPDFObject resolveIndirectReference(const MarqenPDFObject &value, bool fromOriginalPDF);
+    std::optional<MarqenPDFObject> resolveObjectFromOffset(uint64_t offset, bool fromOriginalPDF);
+    std::optional<MarqenPDFObject> makeObjectFromOffset(uint64_t offset, size_t *nextTokenOffset) const;
+    static std::optional<MarqenPDFObject> makeObjectFromOffset(uint64_t offset, std::string_view buffer,
+                                                               size_t *nextTokenOffset);
+    std::string_view tokenFromOffset(uint64_t offset, size_t *nextTokenOffset) const;
+    static std::string_view tokenFromOffset(uint64_t offset, std::string_view buffer, size_t *nextTokenOffset);
+
+    std::optional<uint64_t> originalXrefOffset();
+    // The trailer of the untouched PDF (the cross-reference stream's dictionary in stream form).
+    MarqenPDFDictionary originalTrailerInformation() const;
+    // True when the untouched PDF's last cross-reference section is a stream.
+    bool originalUsesXrefStream() const { return original_->firstIsStream; }
+
+    std::optional<MarqenPDFIndirectReference> pageReferenceForPageNumber(uint64_t pageNumber, bool fromOriginalPDF);
+    std::optional<MarqenPDFObject> inheritedItem(std::string_view name, uint64_t pageNumber, bool fromOriginalPDF);
+    uint64_t numberOfPagesFromOriginalPDF(bool fromOriginalPDF);
+    uint64_t numberOfPagesInOriginalPDF() { return numberOfPagesFromOriginalPDF(true); }
+    uint64_t numberOfPagesInRichPDF() { return numberOfPagesFromOriginalPDF(false); }
+    // Every page reference in order, from one walk of the tree; *complete is false when the walk had to stop.
+    std::vector<MarqenPDFIndirectReference> allPageReferences(bool fromOriginalPDF, bool *complete = nullptr);
+
+    // Writing (the file in memory is never changed).
+    bool writeOriginalPDFToURL(const std::string &path, MarqenError *error) const;
+    bool writeModifiedPDFToURL(const std::string &path, const std::vector<MarqenPDFAppendedObject> &appendedObjects,
+                               const std::optional<std::string> &domJSON, MarqenError *error);
+    std::string appendObjects(const std::vector<MarqenPDFAppendedObject> &appendedObjects,
+                              const MarqenPDFDictionary &trailer);
+    static std::string encodedObject(const MarqenPDFObject &value);
+    // The bytes of the untouched PDF (a view into the file's buffer).
+    std::string_view originalPDFBytes() const;
+
+private:
+    // One chain of cross-reference sections read newest first.
+    struct XrefTable {
+        std::vector<uint64_t> offsets;
+        std::unordered_map<uint64_t, MarqenPDFObjectStreamLocation> streamInfo;
+        std::vector<MarqenPDFDictionary> trailers;  // newest first
+        bool firstIsStream = false;
+        uint64_t highestListedObjectNumber = 0;
+        bool listedAny = false;
+    };
+    struct ObjectStreamContents {
+        std::shared_ptr<const MarqenPDFStream> stream;
+        uint64_t count = 0;
+        uint64_t first = 0;
+        std::vector<std::optional<uint64_t>> offsets;  // relative offsets by index; nothing for a broken pair
+    };
+
+    explicit MarqenPDF(std::string data, MarqenPDFOptions options);
+    bool open();
+
+    // Cross-reference reading.
+    bool determineXrefOffset();
+    bool backupInFileFromOffset(size_t offset, size_t *lineStart) const;
+    std::string_view firstTokenOfLine(size_t lineStart) const;
+    bool readSectionChain(uint64_t start, XrefTable &table, bool fromOriginalPDF);
+    bool findObjectsFromXrefOffset(uint64_t offset, XrefTable &table);
+    uint64_t findTrailerSectionAfterXrefOffset(uint64_t offset) const;
+    bool findObjectsFromXrefStream(const MarqenPDFStream &stream, XrefTable &table, bool fromOriginalPDF);
+    bool growTable(XrefTable &table, uint64_t size) const;
+    void noteListedObject(XrefTable &table, uint64_t objectNumber) const;
+    void fixBadPFDFileXrefOffsets(XrefTable &table);
+    bool verifyRootDictionary(const MarqenPDFObject &root, bool readHiddenRecord);
+    std::optional<uint64_t> lastSectionPrev();
+
+    // Object resolution.
+    MarqenPDFObject objectFromObjectStream(uint64_t objectNumber, XrefTable &table, bool fromOriginalPDF);
+    ObjectStreamContents *objectStreamAtOffset(uint64_t offset, bool fromOriginalPDF);
+    XrefTable &table(bool fromOriginalPDF) { return fromOriginalPDF ? *original_ : *current_; }
+
+    // Page tree.
+    MarqenPDFObject pagesRoot(bool fromOriginalPDF);
+    bool walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, uint64_t &count,
+                      std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
+                      bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all);
+
+    std::shared_ptr<const std::string> pdfData_;
+    size_t maximumDecodedStreamLength_;
+    uint64_t xrefOffset_ = 0;
+    std::shared_ptr<XrefTable> current_;
+    std::shared_ptr<XrefTable> original_;
+    uint64_t originalEOF_ = 0;
+    std::optional<std::string> richPDFJSON_;
+    uint64_t nextAvailableObjectNumber_ = 0;
+    bool encrypted_ = false;
+
+    std::unordered_map<uint64_t, MarqenPDFObject> objectCache_;  // by file offset
+    std::unordered_map<uint64_t, ObjectStreamContents> objectStreamCache_;
+    std::map<std::pair<uint64_t, uint64_t>, MarqenPDFObject> objectStreamObjectCache_;
+    std::unordered_set<uint64_t> resolving_;
+    int resolveDepth_ = 0;
+};
+
+}  // namespace marqen

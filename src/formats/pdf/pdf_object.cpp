@@ -1,0 +1,213 @@
+#include "formats/pdf/pdf_object.h"
+
+#include <cmath>
+
+#include "formats/pdf/pdf_filters.h"
+
+namespace marqen {
+
+namespace {
+
+// Bytes that may stand in a name token unescaped: printable ASCII except delimiters and "#".
+bool isPlainNameByte(unsigned char byte) {
+    if (byte < 33 || byte > 126) return false;
+    switch (byte) {
+        case '#': case '%': case '(': case ')': case '/': case '<': case '>': case '[': case ']': case '{': case '}':
+            return false;
+        default:
+            return true;
+    }
+}
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+}  // namespace
+
+MarqenPDFName MarqenPDFName::marqenPDFNameWithName(std::string_view name) {
+    static const char *digits = "0123456789ABCDEF";
+    std::string encoded;
+    for (unsigned char byte : name) {
+        if (isPlainNameByte(byte)) {
+            encoded += char(byte);
+        } else {
+            encoded += '#';
+            encoded += digits[byte >> 4];
+            encoded += digits[byte & 15];
+        }
+    }
+    return MarqenPDFName(std::string(name), std::move(encoded));
+}
+
+MarqenPDFName MarqenPDFName::nameWithEncodedName(std::string_view encodedName) {
+    std::string decoded;
+    decoded.reserve(encodedName.size());
+    for (size_t i = 0; i < encodedName.size(); ++i) {
+        if (encodedName[i] == '#' && i + 2 < encodedName.size() && hexValue(encodedName[i + 1]) >= 0 &&
+            hexValue(encodedName[i + 2]) >= 0) {
+            decoded += char(hexValue(encodedName[i + 1]) * 16 + hexValue(encodedName[i + 2]));
+            i += 2;
+        } else {
+            decoded += encodedName[i];
+        }
+    }
+    return MarqenPDFName(std::move(decoded), std::string(encodedName));
+}
+
+MarqenPDFString MarqenPDFString::stringWithString(std::string_view text) {
+    std::string encoded = "(";
+    for (char c : text) {
+        if (c == '(' || c == ')' || c == '\\') encoded += '\\';
+        if (c == '\r') {
+            encoded += "\\r";
+            continue;
+        }
+        encoded += c;
+    }
+    encoded += ')';
+    return MarqenPDFString(std::move(encoded), std::string(text));
+}
+
+std::string MarqenPDFIndirectReference::encodedReference() const {
+    return std::to_string(objectNumber) + " " + std::to_string(generationNumber) + " R";
+}
+
+std::string MarqenPDFIndirectReference::description() const { return "@ " + encodedReference(); }
+
+MarqenPDFObject::MarqenPDFObject(MarqenPDFArray value)
+    : storage_(std::make_shared<const MarqenPDFArray>(std::move(value))) {}
+
+MarqenPDFObject::MarqenPDFObject(MarqenPDFDictionary value)
+    : storage_(std::make_shared<const MarqenPDFDictionary>(std::move(value))) {}
+
+MarqenPDFObject MarqenPDFObject::name(std::string_view text) {
+    return MarqenPDFObject(MarqenPDFName::marqenPDFNameWithName(text));
+}
+
+bool MarqenPDFObject::boolValue() const {
+    if (auto value = std::get_if<bool>(&storage_)) return *value;
+    return integerValue() != 0;
+}
+
+int64_t MarqenPDFObject::integerValue() const {
+    if (auto value = std::get_if<int64_t>(&storage_)) return *value;
+    if (auto value = std::get_if<double>(&storage_)) {
+        if (!std::isfinite(*value) || std::fabs(*value) >= 9.2e18) return 0;
+        return int64_t(*value);
+    }
+    if (auto value = std::get_if<bool>(&storage_)) return *value ? 1 : 0;
+    return 0;
+}
+
+double MarqenPDFObject::doubleValue() const {
+    if (auto value = std::get_if<double>(&storage_)) return *value;
+    return double(integerValue());
+}
+
+const MarqenPDFArray *MarqenPDFObject::asArray() const {
+    auto value = std::get_if<std::shared_ptr<const MarqenPDFArray>>(&storage_);
+    return value ? value->get() : nullptr;
+}
+
+const MarqenPDFDictionary *MarqenPDFObject::asDictionary() const {
+    auto value = std::get_if<std::shared_ptr<const MarqenPDFDictionary>>(&storage_);
+    return value ? value->get() : nullptr;
+}
+
+const MarqenPDFStream *MarqenPDFObject::asStream() const {
+    auto value = std::get_if<std::shared_ptr<const MarqenPDFStream>>(&storage_);
+    return value ? value->get() : nullptr;
+}
+
+std::shared_ptr<const MarqenPDFArray> MarqenPDFObject::arrayPointer() const {
+    auto value = std::get_if<std::shared_ptr<const MarqenPDFArray>>(&storage_);
+    return value ? *value : nullptr;
+}
+
+std::shared_ptr<const MarqenPDFDictionary> MarqenPDFObject::dictionaryPointer() const {
+    auto value = std::get_if<std::shared_ptr<const MarqenPDFDictionary>>(&storage_);
+    return value ? *value : nullptr;
+}
+
+std::shared_ptr<const MarqenPDFStream> MarqenPDFObject::streamPointer() const {
+    auto value = std::get_if<std::shared_ptr<const MarqenPDFStream>>(&storage_);
+    return value ? *value : nullptr;
+}
+
+bool MarqenPDFObject::isName(std::string_view text) const {
+    auto value = asName();
+    return value && value->name() == text;
+}
+
+const MarqenPDFObject *MarqenPDFDictionary::objectForKey(std::string_view name) const {
+    auto found = index_.find(std::string(name));
+    return found == index_.end() ? nullptr : &entries_[found->second].second;
+}
+
+void MarqenPDFDictionary::setObject(MarqenPDFObject value, const MarqenPDFName &key) {
+    auto found = index_.find(key.name());
+    if (found != index_.end()) {
+        entries_[found->second].second = std::move(value);
+        return;
+    }
+    index_.emplace(key.name(), entries_.size());
+    entries_.emplace_back(key, std::move(value));
+}
+
+void MarqenPDFDictionary::setObject(MarqenPDFObject value, std::string_view key) {
+    setObject(std::move(value), MarqenPDFName::marqenPDFNameWithName(key));
+}
+
+void MarqenPDFDictionary::removeObjectForKey(std::string_view name) {
+    auto found = index_.find(std::string(name));
+    if (found == index_.end()) return;
+    entries_.erase(entries_.begin() + std::ptrdiff_t(found->second));
+    index_.clear();
+    for (size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].first.name(), i);
+}
+
+MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const std::string> storage,
+                                 std::string_view rawData, size_t maximumDecodedLength)
+    : streamInfo_(std::move(streamInfo)),
+      storage_(std::move(storage)),
+      rawData_(rawData),
+      maximumDecodedLength_(maximumDecodedLength) {}
+
+MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string rawData)
+    : streamInfo_(std::move(streamInfo)), storage_(std::make_shared<const std::string>(std::move(rawData))) {
+    rawData_ = *storage_;
+}
+
+const std::string *MarqenPDFStream::stream() const {
+    if (!decoded_) {
+        decodedData_ = MarqenPDFDecodeStreamData(rawData_, streamInfo_, maximumDecodedLength_);
+        decoded_ = true;
+    }
+    return decodedData_ ? &*decodedData_ : nullptr;
+}
+
+std::shared_ptr<const MarqenPDFStream> MarqenPDFStream::streamCompressedWithFlate() const {
+    const std::string *decoded = stream();
+    if (!decoded) return nullptr;
+    return makeNewStreamWithCompressedData(MarqenPDFEncodeFlate(*decoded), streamInfo_, "FlateDecode");
+}
+
+std::shared_ptr<const MarqenPDFStream> MarqenPDFStream::makeNewStreamWithCompressedData(
+    const std::optional<std::string> &data, const MarqenPDFDictionary &streamInfo, std::string_view filter) {
+    if (!data) return nullptr;
+    MarqenPDFDictionary info = streamInfo;
+    info.setObject(MarqenPDFObject::name(filter), "Filter");
+    info.removeObjectForKey("DecodeParms");
+    info.setObject(MarqenPDFObject(uint64_t(data->size())), "Length");
+    return std::make_shared<const MarqenPDFStream>(std::move(info), *data);
+}
+
+std::shared_ptr<const MarqenPDFStream> MarqenPDFStream::streamWithInfo(MarqenPDFDictionary streamInfo) const {
+    return std::make_shared<const MarqenPDFStream>(std::move(streamInfo), storage_, rawData_, maximumDecodedLength_);
+}
+
+}  // namespace marqen

@@ -1,0 +1,139 @@
+// Walking the page tree and looking up inherited page attributes.
+#include "formats/pdf/pdf_document.h"
+#include "foundation/log.h"
+
+namespace marqen {
+
+namespace {
+
+constexpr int kMaximumPageTreeDepth = 256;
+constexpr uint64_t kWalkStopped = ~uint64_t(0);
+
+}  // namespace
+
+MarqenPDFObject MarqenPDF::pagesRoot(bool fromOriginalPDF) {
+    const XrefTable &entries = table(fromOriginalPDF);
+    if (entries.trailers.empty()) return MarqenPDFObject();
+    const MarqenPDFObject *rootEntry = entries.trailers.front().objectForKey("Root");
+    if (!rootEntry) return MarqenPDFObject();
+    MarqenPDFObject root = resolveIndirectReference(*rootEntry, fromOriginalPDF);
+    const MarqenPDFDictionary *catalog = root.asDictionary();
+    const MarqenPDFObject *pagesEntry = catalog ? catalog->objectForKey("Pages") : nullptr;
+    if (!pagesEntry) return MarqenPDFObject();
+    return resolveIndirectReference(*pagesEntry, fromOriginalPDF);
+}
+
+uint64_t MarqenPDF::numberOfPagesFromOriginalPDF(bool fromOriginalPDF) {
+    MarqenPDFObject pages = pagesRoot(fromOriginalPDF);
+    const MarqenPDFDictionary *node = pages.asDictionary();
+    const MarqenPDFObject *count = node ? node->objectForKey("Count") : nullptr;
+    if (!count) return 0;
+    MarqenPDFObject value = resolveIndirectReference(*count, fromOriginalPDF);
+    return value.isNumber() && value.integerValue() > 0 ? uint64_t(value.integerValue()) : 0;
+}
+
+// Returns false when the walk has to stop (count then holds all ones).
+bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, uint64_t &count,
+                             std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
+                             bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all) {
+    if (depth > kMaximumPageTreeDepth) {
+        marqenLog("MarqenPDF: Page tree nests deeper than " + std::to_string(kMaximumPageTreeDepth) + " levels");
+        count = kWalkStopped;
+        return false;
+    }
+    if (!all) {
+        const MarqenPDFObject *countEntry = node.objectForKey("Count");
+        MarqenPDFObject nodeCount = countEntry ? resolveIndirectReference(*countEntry, fromOriginalPDF)
+                                               : MarqenPDFObject();
+        if (nodeCount.isNumber() && nodeCount.integerValue() >= 0 &&
+            count + uint64_t(nodeCount.integerValue()) < wanted) {
+            count += uint64_t(nodeCount.integerValue());
+            return true;
+        }
+    }
+    const MarqenPDFObject *kidsEntry = node.objectForKey("Kids");
+    MarqenPDFObject kids = kidsEntry ? resolveIndirectReference(*kidsEntry, fromOriginalPDF) : MarqenPDFObject();
+    const MarqenPDFArray *list = kids.asArray();
+    if (!list) return true;
+    for (const MarqenPDFObject &kid : *list) {
+        const MarqenPDFIndirectReference *reference = kid.asReference();
+        MarqenPDFObject resolved = reference ? resolveIndirectReference(kid, fromOriginalPDF) : MarqenPDFObject();
+        const MarqenPDFDictionary *dictionary = resolved.asDictionary();
+        const MarqenPDFObject *type = dictionary ? dictionary->objectForKey("Type") : nullptr;
+        if (!reference || !type || !type->asName()) {
+            count = kWalkStopped;
+            return false;
+        }
+        if (type->isName("Pages")) {
+            if (!visited.insert(reference->objectNumber).second) {
+                marqenLog("MarqenPDF: Page tree contains a loop at object " + std::to_string(reference->objectNumber));
+                count = kWalkStopped;
+                return false;
+            }
+            if (!walkPageTree(*dictionary, wanted, count, found, visited, depth + 1, fromOriginalPDF, all))
+                return false;
+            if (found) return true;
+        } else if (type->isName("Page")) {
+            ++count;
+            if (all) {
+                all->push_back(*reference);
+            } else if (count == wanted) {
+                found = *reference;
+                return true;
+            }
+        }
+    }
+    return true;
+}
+
+std::optional<MarqenPDFIndirectReference> MarqenPDF::pageReferenceForPageNumber(uint64_t pageNumber,
+                                                                                bool fromOriginalPDF) {
+    if (pageNumber == 0) return std::nullopt;
+    MarqenPDFObject pages = pagesRoot(fromOriginalPDF);
+    const MarqenPDFDictionary *node = pages.asDictionary();
+    if (!node) return std::nullopt;
+    uint64_t count = 0;
+    std::optional<MarqenPDFIndirectReference> found;
+    std::set<uint64_t> visited;
+    walkPageTree(*node, pageNumber, count, found, visited, 0, fromOriginalPDF, nullptr);
+    return found;
+}
+
+std::vector<MarqenPDFIndirectReference> MarqenPDF::allPageReferences(bool fromOriginalPDF, bool *complete) {
+    std::vector<MarqenPDFIndirectReference> pages;
+    MarqenPDFObject root = pagesRoot(fromOriginalPDF);
+    const MarqenPDFDictionary *node = root.asDictionary();
+    bool finished = false;
+    if (node) {
+        uint64_t count = 0;
+        std::optional<MarqenPDFIndirectReference> found;
+        std::set<uint64_t> visited;
+        finished = walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &pages);
+    }
+    if (complete) *complete = finished;
+    return pages;
+}
+
+std::optional<MarqenPDFObject> MarqenPDF::inheritedItem(std::string_view name, uint64_t pageNumber,
+                                                        bool fromOriginalPDF) {
+    std::optional<MarqenPDFIndirectReference> page = pageReferenceForPageNumber(pageNumber, fromOriginalPDF);
+    if (!page) return std::nullopt;
+    MarqenPDFObject node = resolveIndirectReference(MarqenPDFObject(*page), fromOriginalPDF);
+    std::set<uint64_t> visited{page->objectNumber};
+    while (const MarqenPDFDictionary *dictionary = node.asDictionary()) {
+        if (const MarqenPDFObject *value = dictionary->objectForKey(name)) return *value;
+        const MarqenPDFObject *parent = dictionary->objectForKey("Parent");
+        if (!parent) break;
+        if (const MarqenPDFIndirectReference *reference = parent->asReference()) {
+            if (!visited.insert(reference->objectNumber).second) {
+                marqenLog("MarqenPDF: Parent chain contains a loop at object " +
+                          std::to_string(reference->objectNumber));
+                break;
+            }
+        }
+        node = resolveIndirectReference(*parent, fromOriginalPDF);
+    }
+    return std::nullopt;
+}
+
+}  // namespace marqen

@@ -1,0 +1,263 @@
+#include "formats/pdf/pdf_value_parser.h"
+
+#include <limits>
+
+#include "formats/pdf/pdf_lexer.h"
+#include "foundation/log.h"
+
+namespace marqen {
+
+using namespace pdf_lexer;
+
+namespace {
+
+int hexDigit(unsigned char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+bool isOctal(unsigned char c) { return c >= '0' && c <= '7'; }
+
+}  // namespace
+
+size_t MarqenPDFValueParser::skipComments(std::string_view buffer, size_t offset) {
+    for (;;) {
+        offset = skipWhitespace(buffer, offset);
+        if (offset >= buffer.size() || buffer[offset] != '%') return offset;
+        while (offset < buffer.size() && !isLineEnd(static_cast<unsigned char>(buffer[offset]))) ++offset;
+    }
+}
+
+std::optional<MarqenPDFObject> MarqenPDFValueParser::makeObjectFromOffset(std::string_view buffer, size_t offset,
+                                                                         size_t *next, int depth) {
+    size_t scratch = 0;
+    if (!next) next = &scratch;
+    offset = skipComments(buffer, offset);
+    size_t end = 0;
+    std::string_view token = tokenFromOffset(buffer, offset, &end);
+    *next = end;
+    if (token.empty()) {
+        marqenLog("MarqenPDF: Found invalid token in object area");
+        return std::nullopt;
+    }
+    size_t start = end - token.size();
+    if (token == "null") return MarqenPDFObject();
+    if (token == "true") return MarqenPDFObject(true);
+    if (token == "false") return MarqenPDFObject(false);
+    if (token == "(") return literalString(buffer, start, next);
+    if (token == "/") {
+        size_t nameEnd = end;
+        while (nameEnd < buffer.size() && !isTokenDelimiter(static_cast<unsigned char>(buffer[nameEnd]))) ++nameEnd;
+        *next = nameEnd;
+        if (nameEnd == end) {
+            marqenLog("MarqenPDF: Could not make name from invalid token");
+            return std::nullopt;
+        }
+        return MarqenPDFObject(MarqenPDFName::nameWithEncodedName(buffer.substr(end, nameEnd - end)));
+    }
+    if (token == "[") {
+        if (depth >= kMaximumNestingDepth) {
+            marqenLog("MarqenPDF: Objects nest deeper than " + std::to_string(kMaximumNestingDepth) + " levels");
+            *next = buffer.size();
+            return std::nullopt;
+        }
+        return array(buffer, end, next, depth + 1);
+    }
+    if (token == "<") {
+        if (end < buffer.size() && buffer[end] == '<') {
+            if (depth >= kMaximumNestingDepth) {
+                marqenLog("MarqenPDF: Objects nest deeper than " + std::to_string(kMaximumNestingDepth) + " levels");
+                *next = buffer.size();
+                return std::nullopt;
+            }
+            return dictionary(buffer, end + 1, next, depth + 1);
+        }
+        return hexString(buffer, start, next);
+    }
+    if (isTokenNumeric(token)) {
+        if (hasDecimalPoint(token)) return MarqenPDFObject(doubleFromToken(token));
+        auto integer = integerFromToken(token);
+        if (!integer) return MarqenPDFObject(doubleFromToken(token));  // too large for an integer
+        if (*integer >= 1) {
+            size_t afterGeneration = 0;
+            std::string_view generation = tokenFromOffset(buffer, end, &afterGeneration);
+            if (isTokenNumeric(generation) && !hasDecimalPoint(generation)) {
+                auto generationValue = integerFromToken(generation);
+                if (generationValue && *generationValue >= 0 &&
+                    *generationValue <= std::numeric_limits<uint32_t>::max()) {
+                    size_t afterR = 0;
+                    if (tokenFromOffset(buffer, afterGeneration, &afterR) == "R") {
+                        *next = afterR;
+                        return MarqenPDFObject(
+                            MarqenPDFIndirectReference{uint64_t(*integer), uint32_t(*generationValue)});
+                    }
+                }
+            }
+        }
+        return MarqenPDFObject(*integer);
+    }
+    marqenLog("MarqenPDF: Found invalid token in object area");
+    return std::nullopt;
+}
+
+std::optional<MarqenPDFObject> MarqenPDFValueParser::literalString(std::string_view buffer, size_t start,
+                                                                  size_t *next) {
+    std::string decoded;
+    int depth = 0;
+    size_t i = start + 1;
+    while (i < buffer.size()) {
+        unsigned char c = static_cast<unsigned char>(buffer[i]);
+        if (c == '(') {
+            ++depth;
+            decoded += char(c);
+            ++i;
+        } else if (c == ')') {
+            if (depth == 0) {
+                *next = i + 1;
+                return MarqenPDFObject(MarqenPDFString(std::string(buffer.substr(start, i + 1 - start)), decoded));
+            }
+            --depth;
+            decoded += char(c);
+            ++i;
+        } else if (c == '\\') {
+            if (i + 1 >= buffer.size()) break;
+            unsigned char e = static_cast<unsigned char>(buffer[i + 1]);
+            i += 2;
+            switch (e) {
+                case 'n': decoded += '\n'; break;
+                case 'r': decoded += '\r'; break;
+                case 't': decoded += '\t'; break;
+                case 'b': decoded += '\b'; break;
+                case 'f': decoded += '\f'; break;
+                case '\\': decoded += '\\'; break;
+                case '(': decoded += '('; break;
+                case ')': decoded += ')'; break;
+                case '\r':
+                    if (i < buffer.size() && buffer[i] == '\n') ++i;
+                    break;
+                case '\n': break;
+                default:
+                    if (isOctal(e)) {
+                        int value = e - '0';
+                        int digits = 1;
+                        while (digits < 3 && i < buffer.size() && isOctal(static_cast<unsigned char>(buffer[i]))) {
+                            value = value * 8 + (buffer[i] - '0');
+                            ++digits;
+                            ++i;
+                        }
+                        if (digits < 3) marqenLog("MarqenPDF: Found string literal with invalid octal escape sequence");
+                        decoded += char(value & 0xFF);
+                    } else {
+                        marqenLog("MarqenPDF: Found string literal with unknown backslash escape sequence");
+                        decoded += char(e);
+                    }
+            }
+        } else {
+            decoded += char(c);
+            ++i;
+        }
+    }
+    *next = buffer.size();
+    marqenLog("MarqenPDF: Unbounded string found");
+    return std::nullopt;
+}
+
+std::optional<MarqenPDFObject> MarqenPDFValueParser::hexString(std::string_view buffer, size_t start, size_t *next) {
+    std::string decoded;
+    int high = -1;
+    for (size_t i = start + 1; i < buffer.size(); ++i) {
+        unsigned char c = static_cast<unsigned char>(buffer[i]);
+        if (c == '>') {
+            if (high >= 0) decoded += char(high * 16);
+            *next = i + 1;
+            return MarqenPDFObject(MarqenPDFString(std::string(buffer.substr(start, i + 1 - start)), decoded));
+        }
+        if (isWhitespace(c)) continue;
+        int value = hexDigit(c);
+        if (value < 0) {
+            marqenLog("MarqenPDF: Found invalid hex digit inside hex string");
+            continue;
+        }
+        if (high < 0) {
+            high = value;
+        } else {
+            decoded += char(high * 16 + value);
+            high = -1;
+        }
+    }
+    *next = buffer.size();
+    marqenLog("MarqenPDF: Unbounded hex string found");
+    return std::nullopt;
+}
+
+std::optional<MarqenPDFObject> MarqenPDFValueParser::array(std::string_view buffer, size_t offset, size_t *next,
+                                                          int depth) {
+    MarqenPDFArray elements;
+    for (;;) {
+        offset = skipComments(buffer, offset);
+        if (offset >= buffer.size()) {
+            *next = buffer.size();
+            marqenLog("MarqenPDF: Unbounded array found");
+            return std::nullopt;
+        }
+        if (buffer[offset] == ']') {
+            *next = offset + 1;
+            return MarqenPDFObject(std::move(elements));
+        }
+        size_t after = offset;
+        auto element = makeObjectFromOffset(buffer, offset, &after, depth);
+        if (element) {
+            elements.push_back(std::move(*element));
+        } else {
+            marqenLog("MarqenPDF: Could not add nil element to array");
+        }
+        offset = after > offset ? after : offset + 1;
+    }
+}
+
+std::optional<MarqenPDFObject> MarqenPDFValueParser::dictionary(std::string_view buffer, size_t offset,
+                                                               size_t *next, int depth) {
+    MarqenPDFDictionary entries;
+    auto atEnd = [&](size_t position) {
+        return position >= buffer.size() || buffer[position] == '>';
+    };
+    for (;;) {
+        offset = skipComments(buffer, offset);
+        if (offset >= buffer.size()) {
+            *next = buffer.size();
+            marqenLog("MarqenPDF: Unbounded dictionary found");
+            return std::nullopt;
+        }
+        if (buffer[offset] == '>') {
+            if (offset + 1 < buffer.size() && buffer[offset + 1] == '>') {
+                *next = offset + 2;
+            } else {
+                *next = offset + 1;
+                marqenLog("MarqenPDF: Invalid termination of a dictionary");
+            }
+            return MarqenPDFObject(std::move(entries));
+        }
+        size_t after = offset;
+        auto key = makeObjectFromOffset(buffer, offset, &after, depth);
+        offset = after > offset ? after : offset + 1;
+        size_t valueStart = skipComments(buffer, offset);
+        std::optional<MarqenPDFObject> value;
+        if (!atEnd(valueStart)) {
+            value = makeObjectFromOffset(buffer, valueStart, &after, depth);
+            offset = after > valueStart ? after : valueStart + 1;
+        }
+        if (!key) {
+            marqenLog("MarqenPDF: Could not use nil dictionary key");
+        } else if (!key->asName()) {
+            marqenLog("MarqenPDF: Could not use non-name dictionary key");
+        } else if (!value) {
+            marqenLog("MarqenPDF: Could not use nil dictionary value");
+        } else {
+            entries.setObject(std::move(*value), *key->asName());
+        }
+    }
+}
+
+}  // namespace marqen

@@ -1,0 +1,259 @@
+// Serialising PDF values and appending one incremental update to the untouched PDF.
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "formats/pdf/pdf_document.h"
+#include "foundation/log.h"
+
+namespace marqen {
+
+namespace {
+
+std::string numberText(double value) {
+    if (!std::isfinite(value)) return "0";
+    if (value == std::floor(value) && std::fabs(value) < 9e15) return std::to_string(int64_t(value));
+    char text[64];
+    std::snprintf(text, sizeof text, "%.6f", value);
+    std::string result = text;
+    while (!result.empty() && result.back() == '0') result.pop_back();
+    if (!result.empty() && result.back() == '.') result.pop_back();
+    if (result == "-0") result = "0";
+    return result;
+}
+
+void appendBigEndian(std::string &out, uint64_t value, int bytes) {
+    for (int i = bytes - 1; i >= 0; --i) out += char((value >> (8 * i)) & 0xFF);
+}
+
+bool posixFail(MarqenError *error, const std::string &what) {
+    int code = errno;
+    return marqenFail(error, "NSPOSIXErrorDomain", code, what + ": " + std::strerror(code));
+}
+
+// Writes the parts in order to a temporary file beside the target and renames it over the target.
+// *shortWrite is set when the disk took fewer bytes than given.
+bool writeFileAtomically(const std::string &path, const std::vector<std::string_view> &parts, MarqenError *error,
+                         bool *shortWrite) {
+    static std::atomic<unsigned> counter{0};
+    std::filesystem::path target(path);
+    std::filesystem::path temporary = target;
+    temporary += ".marqen-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
+    FILE *file = std::fopen(temporary.c_str(), "wb");
+    if (!file) return posixFail(error, "Could not create " + temporary.string());
+    bool complete = true;
+    for (std::string_view part : parts) {
+        if (part.empty()) continue;
+        if (std::fwrite(part.data(), 1, part.size(), file) != part.size()) {
+            complete = false;
+            break;
+        }
+    }
+    if (std::fflush(file) != 0) complete = false;
+    int saved = errno;
+    std::fclose(file);
+    if (!complete) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        if (shortWrite) *shortWrite = true;
+        errno = saved;
+        return posixFail(error, "Could not write " + path);
+    }
+    if (std::rename(temporary.c_str(), target.c_str()) != 0) {
+        int code = errno;
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        errno = code;
+        return posixFail(error, "Could not write " + path);
+    }
+    return true;
+}
+
+}  // namespace
+
+std::string MarqenPDF::encodedObject(const MarqenPDFObject &value) {
+    struct Encoder {
+        std::string out;
+        void encode(const MarqenPDFObject &value) {
+            const auto &storage = value.storage();
+            if (value.isNull()) {
+                out += "null";
+            } else if (auto boolean = std::get_if<bool>(&storage)) {
+                out += *boolean ? "true" : "false";
+            } else if (auto integer = std::get_if<int64_t>(&storage)) {
+                out += std::to_string(*integer);
+            } else if (auto real = std::get_if<double>(&storage)) {
+                out += numberText(*real);
+            } else if (auto string = value.asString()) {
+                out += string->encodedStringData();
+            } else if (auto name = value.asName()) {
+                out += '/';
+                out += name->encodedName();
+            } else if (auto reference = value.asReference()) {
+                out += reference->encodedReference();
+            } else if (auto array = value.asArray()) {
+                out += '[';
+                for (const MarqenPDFObject &element : *array) {
+                    out += ' ';
+                    encode(element);
+                }
+                out += " ]";
+            } else if (auto dictionary = value.asDictionary()) {
+                encodeDictionary(*dictionary);
+            } else if (auto stream = value.asStream()) {
+                MarqenPDFDictionary info = stream->streamInfo();
+                info.setObject(MarqenPDFObject(uint64_t(stream->rawData().size())), "Length");
+                encodeDictionary(info);
+                out += "\nstream\n";
+                out += stream->rawData();
+                out += "\nendstream";
+            } else {
+                marqenLog("MarqenPDF: Attempting to write out an unknown object");
+            }
+        }
+        void encodeDictionary(const MarqenPDFDictionary &dictionary) {
+            out += "<<";
+            for (const auto &[key, element] : dictionary) {
+                out += " /";
+                out += key.encodedName();
+                out += ' ';
+                encode(element);
+            }
+            out += " >>";
+        }
+    } encoder;
+    encoder.encode(value);
+    return std::move(encoder.out);
+}
+
+std::string MarqenPDF::appendObjects(const std::vector<MarqenPDFAppendedObject> &appendedObjects,
+                                     const MarqenPDFDictionary &trailer) {
+    const uint64_t base = isRichPDF() ? originalEOF_ : pdfLength();
+    const bool streamForm = objectXrefStreamInfo() != nullptr;
+    uint64_t m = nextAvailableObjectNumber_;
+    std::string objects;
+    std::string entries = streamForm ? "" : "xref\n";
+    std::vector<uint64_t> index;
+    for (const MarqenPDFAppendedObject &entry : appendedObjects) {
+        const MarqenPDFIndirectReference *reference = entry.r.asReference();
+        if (!reference || !entry.o) continue;
+        m = std::max(m, reference->objectNumber);
+        uint64_t offset = base + objects.size();
+        if (streamForm) {
+            index.push_back(reference->objectNumber);
+            index.push_back(1);
+            appendBigEndian(entries, offset, 8);
+            appendBigEndian(entries, reference->generationNumber, 4);
+        } else {
+            char line[64];
+            std::snprintf(line, sizeof line, "%llu 1\n%010llu %05u n \n",
+                          static_cast<unsigned long long>(reference->objectNumber),
+                          static_cast<unsigned long long>(offset), reference->generationNumber);
+            entries += line;
+        }
+        objects += std::to_string(reference->objectNumber) + " " + std::to_string(reference->generationNumber) +
+                   " obj\n";
+        objects += encodedObject(*entry.o);
+        objects += "\nendobj\n";
+    }
+    const uint64_t xrefStart = base + objects.size();
+    MarqenPDFDictionary finalTrailer = trailer;
+    if (!streamForm) {
+        finalTrailer.setObject(MarqenPDFObject(m + 1), "Size");
+        objects += entries;
+        objects += "trailer\n";
+        objects += encodedObject(MarqenPDFObject(finalTrailer));
+    } else {
+        uint64_t xrefNumber = m + 1;
+        index.push_back(xrefNumber);
+        index.push_back(1);
+        appendBigEndian(entries, xrefStart, 8);
+        appendBigEndian(entries, 0, 4);
+        MarqenPDFDictionary info;
+        info.setObject(MarqenPDFObject::name("XRef"), "Type");
+        info.setObject(MarqenPDFObject(m + 2), "Size");
+        if (const MarqenPDFObject *prev = trailer.objectForKey("Prev")) info.setObject(*prev, "Prev");
+        info.setObject(MarqenPDFObject(MarqenPDFArray{MarqenPDFObject(0), MarqenPDFObject(8), MarqenPDFObject(4)}),
+                       "W");
+        MarqenPDFArray indexArray;
+        for (uint64_t value : index) indexArray.push_back(MarqenPDFObject(value));
+        info.setObject(MarqenPDFObject(std::move(indexArray)), "Index");
+        if (const MarqenPDFObject *root = trailer.objectForKey("Root")) info.setObject(*root, "Root");
+        if (const MarqenPDFObject *documentInfo = trailer.objectForKey("Info")) info.setObject(*documentInfo, "Info");
+        if (const MarqenPDFObject *identifier = trailer.objectForKey("ID")) info.setObject(*identifier, "ID");
+        MarqenPDFStream plain(std::move(info), std::move(entries));
+        std::shared_ptr<const MarqenPDFStream> compressed = plain.streamCompressedWithFlate();
+        objects += std::to_string(xrefNumber) + " 0 obj\n";
+        objects += encodedObject(compressed ? MarqenPDFObject(compressed)
+                                            : MarqenPDFObject(std::make_shared<const MarqenPDFStream>(plain)));
+        objects += "\nendobj\n";
+    }
+    objects += "\nstartxref\n" + std::to_string(xrefStart) + "\n%%EOF\n";
+    return objects;
+}
+
+bool MarqenPDF::writeOriginalPDFToURL(const std::string &path, MarqenError *error) const {
+    return writeFileAtomically(path, {originalPDFBytes()}, error, nullptr);
+}
+
+bool MarqenPDF::writeModifiedPDFToURL(const std::string &path,
+                                      const std::vector<MarqenPDFAppendedObject> &appendedObjects,
+                                      const std::optional<std::string> &domJSON, MarqenError *error) {
+    if (encrypted_)
+        return marqenFail(error, kErrorDomain, -1, "The PDF is encrypted and cannot be annotated");
+    std::string_view original = originalPDFBytes();
+    const uint64_t originalSize = original.size();
+    std::optional<uint64_t> previousXref = originalXrefOffset();
+    if (!previousXref) return marqenFail(error, kErrorDomain, -1, "Could not find offset to previous xref");
+
+    uint64_t n = nextAvailableObjectNumber_;
+    for (const MarqenPDFAppendedObject &entry : appendedObjects)
+        if (const MarqenPDFIndirectReference *reference = entry.r.asReference())
+            n = std::max(n, reference->objectNumber + 1);
+
+    std::vector<MarqenPDFAppendedObject> entries = appendedObjects;
+    if (domJSON) {
+        MarqenPDFDictionary domInfo;
+        MarqenPDFStream plain(MarqenPDFDictionary(), *domJSON);
+        std::shared_ptr<const MarqenPDFStream> dom = plain.streamCompressedWithFlate();
+        if (!dom) return marqenFail(error, kErrorDomain, -1, "Could not compress the document JSON");
+        MarqenPDFDictionary record;
+        record.setObject(MarqenPDFObject::name("MarqenInfo"), "Type");
+        record.setObject(MarqenPDFObject(originalSize), "OriginalPdfSize");
+        record.setObject(MarqenPDFObject(MarqenPDFIndirectReference{n, 0}), "MarqenDom");
+        entries.push_back({MarqenPDFObject(MarqenPDFIndirectReference{n, 0}), MarqenPDFObject(dom)});
+        entries.push_back({MarqenPDFObject(MarqenPDFIndirectReference{n + 1, 0}), MarqenPDFObject(std::move(record))});
+    }
+
+    MarqenPDFDictionary trailer = originalTrailerInformation();
+    trailer.setObject(MarqenPDFObject(*previousXref), "Prev");
+    // The sections reached through /Prev keep their own hybrid stream; the update has none.
+    trailer.removeObjectForKey("XRefStm");
+    const MarqenPDFObject *rootEntry = trailer.objectForKey("Root");
+    const MarqenPDFDictionary *root = nullptr;
+    MarqenPDFObject resolvedRoot;
+    if (rootEntry && rootEntry->asReference()) {
+        resolvedRoot = resolveIndirectReference(*rootEntry, true);
+        root = resolvedRoot.asDictionary();
+    }
+    if (!root) return marqenFail(error, kErrorDomain, -1, "Could not locate PDF root");
+    MarqenPDFDictionary catalog = *root;
+    if (domJSON) catalog.setObject(MarqenPDFObject(MarqenPDFIndirectReference{n + 1, 0}), "XXMarqen");
+    else catalog.removeObjectForKey("XXMarqen");
+    entries.push_back({*rootEntry, MarqenPDFObject(std::move(catalog))});
+
+    std::string update = appendObjects(entries, trailer);
+    bool shortWrite = false;
+    if (!writeFileAtomically(path, {original, update}, error, &shortWrite)) {
+        if (shortWrite) return marqenFail(error, kErrorDomain, -1, "Could not find write to file");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace marqen
