@@ -137,7 +137,7 @@ private:
     XrefTable &table(bool fromOriginalPDF) { return fromOriginalPDF ? *original_ : *current_; }
 
     // Page tree.
-    MarqenPDFObject pagesRoot(bool fromOriginalPDF);
+    MarqenPDFObject pagesRoot(bool fromOriginalPDF, std::set<uint64_t> *visited = nullptr);
     bool walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, uint64_t &count,
                       std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
                       bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all);

@@ -11,7 +11,7 @@ constexpr uint64_t kWalkStopped = ~uint64_t(0);
 
 }  // namespace
 
-MarqenPDFObject MarqenPDF::pagesRoot(bool fromOriginalPDF) {
+MarqenPDFObject MarqenPDF::pagesRoot(bool fromOriginalPDF, std::set<uint64_t> *visited) {
     const XrefTable &entries = table(fromOriginalPDF);
     if (entries.trailers.empty()) return MarqenPDFObject();
     const MarqenPDFObject *rootEntry = entries.trailers.front().objectForKey("Root");
@@ -20,6 +20,7 @@ MarqenPDFObject MarqenPDF::pagesRoot(bool fromOriginalPDF) {
     const MarqenPDFDictionary *catalog = root.asDictionary();
     const MarqenPDFObject *pagesEntry = catalog ? catalog->objectForKey("Pages") : nullptr;
     if (!pagesEntry) return MarqenPDFObject();
+    if (visited && pagesEntry->asReference()) visited->insert(pagesEntry->asReference()->objectNumber);
     return resolveIndirectReference(*pagesEntry, fromOriginalPDF);
 }
 
@@ -89,25 +90,25 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
 std::optional<MarqenPDFIndirectReference> MarqenPDF::pageReferenceForPageNumber(uint64_t pageNumber,
                                                                                 bool fromOriginalPDF) {
     if (pageNumber == 0) return std::nullopt;
-    MarqenPDFObject pages = pagesRoot(fromOriginalPDF);
+    std::set<uint64_t> visited;
+    MarqenPDFObject pages = pagesRoot(fromOriginalPDF, &visited);
     const MarqenPDFDictionary *node = pages.asDictionary();
     if (!node) return std::nullopt;
     uint64_t count = 0;
     std::optional<MarqenPDFIndirectReference> found;
-    std::set<uint64_t> visited;
     walkPageTree(*node, pageNumber, count, found, visited, 0, fromOriginalPDF, nullptr);
     return found;
 }
 
 std::vector<MarqenPDFIndirectReference> MarqenPDF::allPageReferences(bool fromOriginalPDF, bool *complete) {
     std::vector<MarqenPDFIndirectReference> pages;
-    MarqenPDFObject root = pagesRoot(fromOriginalPDF);
+    std::set<uint64_t> visited;
+    MarqenPDFObject root = pagesRoot(fromOriginalPDF, &visited);
     const MarqenPDFDictionary *node = root.asDictionary();
     bool finished = false;
     if (node) {
         uint64_t count = 0;
         std::optional<MarqenPDFIndirectReference> found;
-        std::set<uint64_t> visited;
         finished = walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &pages);
     }
     if (complete) *complete = finished;
