@@ -1,9 +1,7 @@
 // Opening a PDF and resolving its objects.
 #include "formats/pdf/pdf_document.h"
 
-#include <fstream>
-#include <sstream>
-
+#include "formats/pdf/pdf_file_io.h"
 #include "formats/pdf/pdf_lexer.h"
 #include "formats/pdf/pdf_value_parser.h"
 #include "foundation/log.h"
@@ -61,18 +59,12 @@ std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOp
 }
 
 std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfFile(const std::string &path, MarqenPDFOptions options) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        marqenLog("MarqenPDF: Could not read file " + path);
-        return nullptr;
-    }
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    if (in.bad()) {
-        marqenLog("MarqenPDF: Could not read file " + path);
-        return nullptr;
-    }
-    return initWithData(std::move(bytes).str(), options);
+    MarqenPDFSourceFile source;
+    std::optional<std::string> data = MarqenPDFReadFile(path, &source);
+    if (!data) return nullptr;
+    auto pdf = initWithData(std::move(*data), options);
+    if (pdf) pdf->sourceFile_ = std::make_shared<MarqenPDFSourceFile>(std::move(source));
+    return pdf;
 }
 
 std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfURL(const std::string &path, MarqenPDFOptions options) {

@@ -17,6 +17,8 @@
 
 namespace marqen {
 
+struct MarqenPDFSourceFile;
+
 // Where an object held in an object stream lives: the stream's object number and the index in it.
 struct MarqenPDFObjectStreamLocation {
     uint64_t s = 0;
@@ -142,7 +144,10 @@ private:
                       std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
                       bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all);
 
+    const MarqenPDFSourceFile *sourceFile() const { return sourceFile_.get(); }
+
     std::shared_ptr<const std::string> pdfData_;
+    std::shared_ptr<MarqenPDFSourceFile> sourceFile_;  // the file read, when opened from one
     size_t maximumDecodedStreamLength_;
     uint64_t xrefOffset_ = 0;
     std::shared_ptr<XrefTable> current_;

@@ -1,14 +1,9 @@
 // Serialising PDF values and appending one incremental update to the untouched PDF.
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 
 #include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file_io.h"
 #include "foundation/log.h"
 
 namespace marqen {
@@ -29,49 +24,6 @@ std::string numberText(double value) {
 
 void appendBigEndian(std::string &out, uint64_t value, int bytes) {
     for (int i = bytes - 1; i >= 0; --i) out += char((value >> (8 * i)) & 0xFF);
-}
-
-bool posixFail(MarqenError *error, const std::string &what) {
-    int code = errno;
-    return marqenFail(error, "NSPOSIXErrorDomain", code, what + ": " + std::strerror(code));
-}
-
-// Writes the parts in order to a temporary file beside the target and renames it over the target.
-// *shortWrite is set when the disk took fewer bytes than given.
-bool writeFileAtomically(const std::string &path, const std::vector<std::string_view> &parts, MarqenError *error,
-                         bool *shortWrite) {
-    static std::atomic<unsigned> counter{0};
-    std::filesystem::path target(path);
-    std::filesystem::path temporary = target;
-    temporary += ".marqen-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
-    FILE *file = std::fopen(temporary.c_str(), "wb");
-    if (!file) return posixFail(error, "Could not create " + temporary.string());
-    bool complete = true;
-    for (std::string_view part : parts) {
-        if (part.empty()) continue;
-        if (std::fwrite(part.data(), 1, part.size(), file) != part.size()) {
-            complete = false;
-            break;
-        }
-    }
-    if (std::fflush(file) != 0) complete = false;
-    int saved = errno;
-    std::fclose(file);
-    if (!complete) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        if (shortWrite) *shortWrite = true;
-        errno = saved;
-        return posixFail(error, "Could not write " + path);
-    }
-    if (std::rename(temporary.c_str(), target.c_str()) != 0) {
-        int code = errno;
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        errno = code;
-        return posixFail(error, "Could not write " + path);
-    }
-    return true;
 }
 
 }  // namespace
@@ -198,7 +150,7 @@ std::string MarqenPDF::appendObjects(const std::vector<MarqenPDFAppendedObject> 
 }
 
 bool MarqenPDF::writeOriginalPDFToURL(const std::string &path, MarqenError *error) const {
-    return writeFileAtomically(path, {originalPDFBytes()}, error, nullptr);
+    return MarqenPDFWriteFileAtomically(path, {{originalPDFBytes(), sourceFile()}}, error);
 }
 
 bool MarqenPDF::writeModifiedPDFToURL(const std::string &path,
@@ -249,7 +201,7 @@ bool MarqenPDF::writeModifiedPDFToURL(const std::string &path,
 
     std::string update = appendObjects(entries, trailer);
     bool shortWrite = false;
-    if (!writeFileAtomically(path, {original, update}, error, &shortWrite)) {
+    if (!MarqenPDFWriteFileAtomically(path, {{original, sourceFile()}, {update, nullptr}}, error, &shortWrite)) {
         if (shortWrite) return marqenFail(error, kErrorDomain, -1, "Could not find write to file");
         return false;
     }

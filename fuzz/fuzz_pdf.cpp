@@ -1,0 +1,40 @@
+// Opens arbitrary bytes as a PDF, resolves every object number, decodes every stream, walks every page,
+// merges the first page onto itself and serialises the update in memory.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "formats/pdf/pdf_overlay.h"
+
+using namespace marqen;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    MarqenPDFOptions options;
+    options.maximumDecodedStreamLength = size_t(16) << 20;  // keeps inflate bombs within the fuzzer's memory
+    std::shared_ptr<MarqenPDF> pdf =
+        MarqenPDF::initWithData(std::string(reinterpret_cast<const char *>(data), size), options);
+    if (!pdf) return 0;
+    for (bool original : {true, false}) {
+        for (uint64_t number = 0; number < pdf->objectTableSize(); ++number) {
+            MarqenPDFObject value =
+                pdf->resolveIndirectReference(MarqenPDFObject(MarqenPDFIndirectReference{number, 0}), original);
+            if (const MarqenPDFStream *stream = value.asStream()) stream->stream();
+            (void)MarqenPDF::encodedObject(value);
+        }
+        std::vector<MarqenPDFIndirectReference> pages = pdf->allPageReferences(original);
+        uint64_t count = pdf->numberOfPagesFromOriginalPDF(original);
+        // A hostile /Count can be huge; page lookups stay within what the tree really holds.
+        for (uint64_t page = 1; page <= pages.size() + 1 && page <= count; ++page) {
+            pdf->pageReferenceForPageNumber(page, original);
+            pdf->inheritedItem("MediaBox", page, original);
+        }
+    }
+    (void)pdf->originalXrefOffset();
+    if (pdf->numberOfPagesInOriginalPDF() > 0) {
+        MarqenPDFMigrator migrator(pdf, pdf->nextAvailableObjectNumber());
+        MarqenPDFMigratorSourceMap sourceMap(pdf, pdf);
+        if (MarqenPDFMergeAnnotationPage(*pdf, sourceMap, migrator, 0, nullptr))
+            (void)pdf->appendObjects(migrator.migratedObjects(), pdf->originalTrailerInformation());
+    }
+    return 0;
+}

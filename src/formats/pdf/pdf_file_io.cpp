@@ -1,0 +1,142 @@
+#include "formats/pdf/pdf_file_io.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "foundation/log.h"
+
+namespace marqen {
+
+namespace {
+
+bool posixFail(MarqenError *error, int code, const std::string &what) {
+    return marqenFail(error, "NSPOSIXErrorDomain", code, what + ": " + std::strerror(code));
+}
+
+bool writeAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        ssize_t written = ::write(fd, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        bytes.remove_prefix(size_t(written));
+    }
+    return true;
+}
+
+bool sameFile(const MarqenPDFSourceFile &source, const struct stat &info) {
+    return uint64_t(info.st_size) == source.size && info.st_mtim.tv_sec == source.modificationSeconds &&
+           info.st_mtim.tv_nsec == source.modificationNanoseconds && uint64_t(info.st_dev) == source.device &&
+           uint64_t(info.st_ino) == source.inode;
+}
+
+// Copies the first length bytes of the unchanged source inside the kernel; false when that is not
+// possible (the caller then writes the bytes it holds).
+bool copyFromSource(int out, const MarqenPDFSourceFile &source, size_t length) {
+    int in = ::open(source.path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) return false;
+    struct stat info {};
+    bool copied = false;
+    if (::fstat(in, &info) == 0 && sameFile(source, info) && length <= source.size) {
+        loff_t offset = 0;
+        size_t remaining = length;
+        copied = true;
+        while (remaining > 0) {
+            ssize_t moved = ::copy_file_range(in, &offset, out, nullptr, remaining, 0);
+            if (moved < 0 && errno == EINTR) continue;
+            if (moved <= 0) {
+                copied = false;
+                break;
+            }
+            remaining -= size_t(moved);
+        }
+        if (!copied) {
+            // Start the part again from the bytes in memory.
+            if (::ftruncate(out, 0) != 0 || ::lseek(out, 0, SEEK_SET) != 0) copied = false;
+        }
+    }
+    ::close(in);
+    return copied;
+}
+
+}  // namespace
+
+std::optional<std::string> MarqenPDFReadFile(const std::string &path, MarqenPDFSourceFile *source) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        marqenLog("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
+        return std::nullopt;
+    }
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        marqenLog("MarqenPDF: Could not read file " + path + ": not a regular file");
+        return std::nullopt;
+    }
+    std::string data(size_t(info.st_size), '\0');
+    size_t filled = 0;
+    for (;;) {
+        if (filled == data.size()) data.resize(data.size() + 65536);  // the file grew while being read
+        ssize_t count = ::read(fd, data.data() + filled, data.size() - filled);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) {
+            marqenLog("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (count == 0) break;
+        filled += size_t(count);
+    }
+    data.resize(filled);
+    ::close(fd);
+    if (source) {
+        *source = MarqenPDFSourceFile{path,
+                                      uint64_t(filled),
+                                      int64_t(info.st_mtim.tv_sec),
+                                      int64_t(info.st_mtim.tv_nsec),
+                                      uint64_t(info.st_dev),
+                                      uint64_t(info.st_ino)};
+        if (uint64_t(info.st_size) != filled) source->size = ~uint64_t(0);  // changed while read: never copy
+    }
+    return data;
+}
+
+bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<MarqenPDFFilePart> &parts,
+                                  MarqenError *error, bool *shortWrite) {
+    static std::atomic<unsigned> counter{0};
+    std::filesystem::path target(path);
+    std::filesystem::path temporary = target;
+    temporary += ".marqen-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
+    int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0) return posixFail(error, errno, "Could not create " + temporary.string());
+    bool complete = true;
+    for (size_t i = 0; i < parts.size() && complete; ++i) {
+        const MarqenPDFFilePart &part = parts[i];
+        if (i == 0 && part.source && copyFromSource(fd, *part.source, part.bytes.size())) continue;
+        complete = writeAll(fd, part.bytes);
+    }
+    int code = errno;
+    if (::close(fd) != 0 && complete) {
+        complete = false;
+        code = errno;
+    }
+    std::error_code ignored;
+    if (!complete) {
+        std::filesystem::remove(temporary, ignored);
+        if (shortWrite) *shortWrite = true;
+        return posixFail(error, code, "Could not write " + path);
+    }
+    if (::rename(temporary.c_str(), target.c_str()) != 0) {
+        code = errno;
+        std::filesystem::remove(temporary, ignored);
+        return posixFail(error, code, "Could not write " + path);
+    }
+    return true;
+}
+
+}  // namespace marqen
