@@ -352,9 +352,13 @@ void MarqenPDF::fixBadPFDFileXrefOffsets(XrefTable &table) {
             if (repaired[i] == 0) repaired[i] = value;
             continue;
         }
-        std::string_view token = tokenFromOffset(value, nullptr);
+        // Only a short window is read: an object number is a short token, and a hostile table pointing
+        // many entries into one long run of bytes must not cost a scan of that run per entry.
+        std::string_view window = std::string_view(pdfData()).substr(size_t(std::min<uint64_t>(value, pdfLength())), 64);
+        size_t end = 0;
+        std::string_view token = pdf_lexer::tokenFromOffset(window, 0, &end);
         std::optional<int64_t> number;
-        if (isTokenNumeric(token) && !hasDecimalPoint(token)) number = integerFromToken(token);
+        if (end < window.size() && isTokenNumeric(token) && !hasDecimalPoint(token)) number = integerFromToken(token);
         if (number && *number >= 0 && uint64_t(*number) < repaired.size() &&
             (uint64_t(*number) == i || repaired[size_t(*number)] == 0)) {
             repaired[size_t(*number)] = value;
