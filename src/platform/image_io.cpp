@@ -1,0 +1,629 @@
+#include "platform/image_io.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <random>
+
+#include "platform/bmp_codec.h"
+#include "platform/image_resolution.h"
+#include "platform/vips_support.h"
+
+namespace marqen {
+
+using vips_support::ImageHandle;
+
+namespace {
+
+std::atomic<uint64_t> gMaximumPixelCount{kMarqenImageDefaultMaximumPixelCount};
+
+bool fail(MarqenError *error, long code, const std::string &description) {
+    return marqenFail(error, kMarqenNativeImageErrorDomain, code, description);
+}
+
+std::string formatDisplayName(MarqenImageFormat format) {
+    switch (format) {
+        case MarqenImageFormat::PNG: return "PNG";
+        case MarqenImageFormat::JPEG: return "JPEG";
+        case MarqenImageFormat::HEIC: return "HEIC";
+        case MarqenImageFormat::TIFF: return "TIFF";
+        case MarqenImageFormat::GIF: return "GIF";
+        case MarqenImageFormat::BMP: return "BMP";
+        case MarqenImageFormat::JPEG2000: return "JPEG 2000";
+        case MarqenImageFormat::Unknown: break;
+    }
+    return "image";
+}
+
+bool failTooLarge(MarqenError *error, uint64_t width, uint64_t height, uint64_t limit) {
+    return fail(error, MarqenNativeImageErrorTooLarge,
+                "The image is " + std::to_string(width) + "x" + std::to_string(height) +
+                    " pixels, more than the limit of " + std::to_string(limit) + " pixels.");
+}
+
+// Opens the header lazily with the loader that belongs to the detected format. Pixels are decoded
+// only when the image is read, so the dimensions can be checked first.
+bool openWithVips(const uint8_t *bytes, size_t length, MarqenImageFormat format, bool sequential,
+                  ImageHandle *image, MarqenError *error) {
+    vips_support::ensureStarted();
+    void *buffer = const_cast<uint8_t *>(bytes);
+    VipsAccess access = sequential ? VIPS_ACCESS_SEQUENTIAL : VIPS_ACCESS_RANDOM;
+    int status = -1;
+    switch (format) {
+        case MarqenImageFormat::PNG:
+            status = vips_pngload_buffer(buffer, length, image->out(), "access", access, "fail_on",
+                                         VIPS_FAIL_ON_TRUNCATED, nullptr);
+            break;
+        case MarqenImageFormat::JPEG:
+            status = vips_jpegload_buffer(buffer, length, image->out(), "access", access, "fail_on",
+                                          VIPS_FAIL_ON_TRUNCATED, nullptr);
+            break;
+        case MarqenImageFormat::HEIC:
+            status = vips_heifload_buffer(buffer, length, image->out(), "access", access, "fail_on",
+                                          VIPS_FAIL_ON_TRUNCATED, nullptr);
+            break;
+        case MarqenImageFormat::TIFF:
+            status = vips_tiffload_buffer(buffer, length, image->out(), "access", access, "fail_on",
+                                          VIPS_FAIL_ON_TRUNCATED, nullptr);
+            break;
+        case MarqenImageFormat::GIF:
+            status = vips_gifload_buffer(buffer, length, image->out(), "access", access, "fail_on",
+                                         VIPS_FAIL_ON_TRUNCATED, nullptr);
+            break;
+        case MarqenImageFormat::JPEG2000:
+            status = vips_jp2kload_buffer(buffer, length, image->out(), "access", access, "fail_on",
+                                          VIPS_FAIL_ON_TRUNCATED, nullptr);
+            break;
+        default: break;
+    }
+    if (status != 0 || !*image) {
+        image->reset();
+        return fail(error, MarqenNativeImageErrorCorruptData,
+                    "The " + formatDisplayName(format) +
+                        " data is damaged or unsupported: " + vips_support::takeErrorText() + ".");
+    }
+    return true;
+}
+
+// An EXIF rational field as libvips shows it ("299999/1000 (299.999, Rational, ...)").
+std::optional<double> exifRational(VipsImage *image, const char *field) {
+    const char *text = nullptr;
+    if (vips_image_get_typeof(image, field) == 0 || vips_image_get_string(image, field, &text) != 0 || !text) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    long long numerator = 0, denominator = 0;
+    if (std::sscanf(text, "%lld/%lld", &numerator, &denominator) != 2 || denominator == 0 || numerator <= 0) {
+        return std::nullopt;
+    }
+    return double(numerator) / double(denominator);
+}
+
+std::optional<int> intField(VipsImage *image, const char *field) {
+    int value = 0;
+    if (vips_image_get_typeof(image, field) == 0) return std::nullopt;
+    if (vips_image_get_int(image, field, &value) != 0) {
+        vips_error_clear();
+        return std::nullopt;
+    }
+    return value;
+}
+
+// DPI as the file states it. libvips leaves 1 pixel/mm when a file carries no resolution, so
+// that value counts as absent; HEIC keeps its resolution only in EXIF.
+bool vipsResolution(VipsImage *image, double *dpiWidth, double *dpiHeight) {
+    if (image->Xres != 1.0 || image->Yres != 1.0) {
+        if (image->Xres > 0 && image->Yres > 0) {
+            *dpiWidth = MarqenImageTidyDPI(image->Xres * 25.4);
+            *dpiHeight = MarqenImageTidyDPI(image->Yres * 25.4);
+            return true;
+        }
+    }
+    auto x = exifRational(image, "exif-ifd0-XResolution");
+    auto y = exifRational(image, "exif-ifd0-YResolution");
+    if (!x || !y) return false;
+    const char *unit = nullptr;
+    double scale = 1.0;  // inches unless the unit says centimetres
+    if (vips_image_get_typeof(image, "exif-ifd0-ResolutionUnit") &&
+        vips_image_get_string(image, "exif-ifd0-ResolutionUnit", &unit) == 0 && unit && unit[0] == '3') {
+        scale = 2.54;
+    }
+    vips_error_clear();
+    *dpiWidth = MarqenImageTidyDPI(*x * scale);
+    *dpiHeight = MarqenImageTidyDPI(*y * scale);
+    return *dpiWidth > 0 && *dpiHeight > 0;
+}
+
+// libvips always hands GIFs over with an alpha band; whether the file really has transparency is
+// told by the graphic control block in front of the first frame.
+bool gifHasTransparency(const uint8_t *b, size_t length) {
+    if (length < 13) return false;
+    size_t pos = 13;
+    if (b[10] & 0x80) pos += size_t(3) << ((b[10] & 0x07) + 1);  // global colour table
+    while (pos < length) {
+        if (b[pos] == 0x21 && pos + 1 < length) {  // extension: label, then data sub-blocks
+            if (b[pos + 1] == 0xF9 && pos + 3 < length && b[pos + 2] == 4) return (b[pos + 3] & 0x01) != 0;
+            pos += 2;
+            while (pos < length && b[pos] != 0) pos += size_t(b[pos]) + 1;
+            ++pos;
+        } else {
+            return false;  // the first image (or the end) comes before any graphic control block
+        }
+    }
+    return false;
+}
+
+const char *colorModel(VipsInterpretation interpretation) {
+    switch (interpretation) {
+        case VIPS_INTERPRETATION_B_W:
+        case VIPS_INTERPRETATION_GREY16: return "Gray";
+        case VIPS_INTERPRETATION_CMYK: return "CMYK";
+        case VIPS_INTERPRETATION_LAB:
+        case VIPS_INTERPRETATION_LABQ:
+        case VIPS_INTERPRETATION_LABS: return "Lab";
+        default: return "RGB";
+    }
+}
+
+void fillVipsProperties(VipsImage *image, const uint8_t *bytes, size_t length, MarqenImageFormat format,
+                        MarqenImageProperties *properties) {
+    auto &dictionary = properties->dictionary;
+    dictionary = nlohmann::ordered_json::object();
+    properties->format = format;
+    dictionary[kMarqenImagePropertyPixelWidth] = vips_image_get_width(image);
+    dictionary[kMarqenImagePropertyPixelHeight] = vips_image_get_height(image);
+    double dpiWidth = 0, dpiHeight = 0;
+    bool hasResolution = format == MarqenImageFormat::JPEG2000
+                             ? MarqenJP2ReadResolution(bytes, length, &dpiWidth, &dpiHeight)
+                             : format != MarqenImageFormat::GIF && vipsResolution(image, &dpiWidth, &dpiHeight);
+    if (hasResolution) {
+        dictionary[kMarqenImagePropertyDPIWidth] = dpiWidth;
+        dictionary[kMarqenImagePropertyDPIHeight] = dpiHeight;
+    }
+    if (auto orientation = intField(image, VIPS_META_ORIENTATION); orientation && *orientation >= 1 && *orientation <= 8) {
+        dictionary[kMarqenImagePropertyOrientation] = *orientation;
+    }
+    dictionary[kMarqenImagePropertyColorModel] = colorModel(vips_image_get_interpretation(image));
+    dictionary[kMarqenImagePropertyHasAlpha] =
+        format == MarqenImageFormat::GIF ? gifHasTransparency(bytes, length) : vips_image_hasalpha(image) != 0;
+    dictionary[kMarqenImagePropertyDepth] = static_cast<int>(vips_format_sizeof(vips_image_get_format(image)) * 8);
+    properties->iccProfile.clear();
+    const void *icc = nullptr;
+    size_t iccLength = 0;
+    if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) &&
+        vips_image_get_blob(image, VIPS_META_ICC_NAME, &icc, &iccLength) == 0 && icc) {
+        const auto *p = static_cast<const uint8_t *>(icc);
+        properties->iccProfile.assign(p, p + iccLength);
+    }
+    vips_error_clear();
+}
+
+void fillBMPProperties(const MarqenBMPInfo &info, MarqenImageProperties *properties) {
+    auto &dictionary = properties->dictionary;
+    dictionary = nlohmann::ordered_json::object();
+    properties->format = MarqenImageFormat::BMP;
+    properties->iccProfile.clear();
+    dictionary[kMarqenImagePropertyPixelWidth] = info.width;
+    dictionary[kMarqenImagePropertyPixelHeight] = info.height;
+    if (info.dpiWidth > 0 && info.dpiHeight > 0) {
+        dictionary[kMarqenImagePropertyDPIWidth] = info.dpiWidth;
+        dictionary[kMarqenImagePropertyDPIHeight] = info.dpiHeight;
+    }
+    dictionary[kMarqenImagePropertyColorModel] = "RGB";
+    dictionary[kMarqenImagePropertyHasAlpha] = info.hasAlpha;
+    dictionary[kMarqenImagePropertyDepth] = 8;
+}
+
+// Brings any decoded image to 8-bit RGB or grey with or without alpha (1 to 4 bands).
+bool normaliseForPixels(ImageHandle *image, MarqenError *error) {
+    VipsImage *in = image->get();
+    VipsInterpretation interpretation = vips_image_get_interpretation(in);
+    bool plain = vips_image_get_format(in) == VIPS_FORMAT_UCHAR && vips_image_get_bands(in) <= 4 &&
+                 (interpretation == VIPS_INTERPRETATION_sRGB || interpretation == VIPS_INTERPRETATION_B_W ||
+                  interpretation == VIPS_INTERPRETATION_RGB || interpretation == VIPS_INTERPRETATION_MULTIBAND);
+    if (plain) return true;
+    ImageHandle converted;
+    if (vips_colourspace_issupported(in) &&
+        vips_colourspace(in, converted.out(), VIPS_INTERPRETATION_sRGB, nullptr) == 0) {
+        *image = std::move(converted);
+    } else {
+        vips_error_clear();
+    }
+    in = image->get();
+    if (vips_image_get_bands(in) > 4) {
+        ImageHandle extracted;
+        if (vips_extract_band(in, extracted.out(), 0, "n", 4, nullptr) != 0) {
+            return fail(error, MarqenNativeImageErrorCorruptData,
+                        "The image has an unsupported layout: " + vips_support::takeErrorText() + ".");
+        }
+        *image = std::move(extracted);
+        in = image->get();
+    }
+    if (vips_image_get_format(in) != VIPS_FORMAT_UCHAR) {
+        ImageHandle cast;
+        if (vips_cast_uchar(in, cast.out(), nullptr) != 0) {
+            return fail(error, MarqenNativeImageErrorCorruptData,
+                        "The image has an unsupported sample format: " + vips_support::takeErrorText() + ".");
+        }
+        *image = std::move(cast);
+    }
+    return true;
+}
+
+struct SinkTarget {
+    MarqenImage *image;
+    int bands;
+};
+
+// Receives decoded rows in order and packs them as premultiplied ARGB32.
+int sinkRows(VipsRegion *region, VipsRect *area, void *userData) {
+    auto *target = static_cast<SinkTarget *>(userData);
+    const int bands = target->bands;
+    for (int y = area->top; y < area->top + area->height; ++y) {
+        const auto *src = reinterpret_cast<const uint8_t *>(VIPS_REGION_ADDR(region, area->left, y));
+        uint32_t *dst = target->image->row(y) + area->left;
+        const int width = area->width;
+        switch (bands) {
+            case 1:
+                for (int x = 0; x < width; ++x) {
+                    uint32_t g = src[x];
+                    dst[x] = 0xFF000000u | (g << 16) | (g << 8) | g;
+                }
+                break;
+            case 2:
+                for (int x = 0; x < width; ++x) dst[x] = MarqenImagePremultiply(src[2 * x + 1], src[2 * x], src[2 * x], src[2 * x]);
+                break;
+            case 3:
+                for (int x = 0; x < width; ++x, src += 3) {
+                    dst[x] = 0xFF000000u | (uint32_t(src[0]) << 16) | (uint32_t(src[1]) << 8) | src[2];
+                }
+                break;
+            default:
+                for (int x = 0; x < width; ++x, src += 4) dst[x] = MarqenImagePremultiply(src[3], src[0], src[1], src[2]);
+                break;
+        }
+    }
+    return 0;
+}
+
+bool checkLimit(uint64_t width, uint64_t height, uint64_t limit, MarqenError *error) {
+    if (width == 0 || height == 0) return fail(error, MarqenNativeImageErrorCorruptData, "The image has no pixels.");
+    if (width * height > limit || width > MarqenImage::kMaximumDimension || height > MarqenImage::kMaximumDimension) {
+        return failTooLarge(error, width, height, limit);
+    }
+    return true;
+}
+
+}  // namespace
+
+const char *MarqenImageFormatName(MarqenImageFormat format) {
+    switch (format) {
+        case MarqenImageFormat::PNG: return "png";
+        case MarqenImageFormat::JPEG: return "jpeg";
+        case MarqenImageFormat::HEIC: return "heic";
+        case MarqenImageFormat::TIFF: return "tiff";
+        case MarqenImageFormat::GIF: return "gif";
+        case MarqenImageFormat::BMP: return "bmp";
+        case MarqenImageFormat::JPEG2000: return "jp2";
+        case MarqenImageFormat::Unknown: break;
+    }
+    return "";
+}
+
+const char *MarqenImageFormatFileExtension(MarqenImageFormat format) {
+    return format == MarqenImageFormat::JPEG ? "jpg" : MarqenImageFormatName(format);
+}
+
+MarqenImageFormat MarqenImageDetectFormat(const void *data, size_t length) {
+    const auto *b = static_cast<const uint8_t *>(data);
+    auto starts = [&](const char *magic, size_t n, size_t offset = 0) {
+        return length >= offset + n && std::memcmp(b + offset, magic, n) == 0;
+    };
+    if (starts("\x89PNG\r\n\x1a\n", 8)) return MarqenImageFormat::PNG;
+    if (starts("\xFF\xD8\xFF", 3)) return MarqenImageFormat::JPEG;
+    if (starts("GIF87a", 6) || starts("GIF89a", 6)) return MarqenImageFormat::GIF;
+    if (starts("II*\0", 4) || starts("MM\0*", 4) || starts("II+\0", 4) || starts("MM\0+", 4)) {
+        return MarqenImageFormat::TIFF;
+    }
+    if (starts("\0\0\0\x0CjP  \r\n\x87\n", 12) || starts("\xFF\x4F\xFF\x51", 4)) return MarqenImageFormat::JPEG2000;
+    if (starts("ftyp", 4, 4)) {
+        static const char *brands[] = {"heic", "heix", "heim", "heis", "hevc", "hevx", "mif1", "msf1", "avif", "avis"};
+        for (const char *brand : brands) {
+            if (starts(brand, 4, 8)) return MarqenImageFormat::HEIC;
+        }
+    }
+    if (starts("BM", 2) && length >= 18) {
+        uint32_t header = uint32_t(b[14]) | (uint32_t(b[15]) << 8) | (uint32_t(b[16]) << 16) | (uint32_t(b[17]) << 24);
+        if (header == 12 || header == 40 || header == 52 || header == 56 || header == 64 || header == 108 ||
+            header == 124) {
+            return MarqenImageFormat::BMP;
+        }
+    }
+    return MarqenImageFormat::Unknown;
+}
+
+int MarqenImageProperties::pixelWidth() const { return dictionary.value(kMarqenImagePropertyPixelWidth, 0); }
+int MarqenImageProperties::pixelHeight() const { return dictionary.value(kMarqenImagePropertyPixelHeight, 0); }
+std::optional<double> MarqenImageProperties::dpiWidth() const {
+    auto it = dictionary.find(kMarqenImagePropertyDPIWidth);
+    if (it == dictionary.end() || !it->is_number()) return std::nullopt;
+    return it->get<double>();
+}
+std::optional<double> MarqenImageProperties::dpiHeight() const {
+    auto it = dictionary.find(kMarqenImagePropertyDPIHeight);
+    if (it == dictionary.end() || !it->is_number()) return std::nullopt;
+    return it->get<double>();
+}
+
+void MarqenImageSetMaximumPixelCount(uint64_t pixels) {
+    gMaximumPixelCount = pixels ? pixels : kMarqenImageDefaultMaximumPixelCount;
+}
+uint64_t MarqenImageMaximumPixelCount() { return gMaximumPixelCount; }
+
+bool MarqenImageCopyPropertiesFromData(const void *data, size_t length, MarqenImageProperties *properties,
+                                       MarqenError *error) {
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    MarqenImageFormat format = MarqenImageDetectFormat(bytes, length);
+    if (format == MarqenImageFormat::Unknown) {
+        return fail(error, MarqenNativeImageErrorUnknownFormat, "The data is not in an image format that can be read.");
+    }
+    if (format == MarqenImageFormat::BMP) {
+        MarqenBMPInfo info;
+        if (!MarqenBMPReadInfo(bytes, length, &info, error)) return false;
+        if (properties) fillBMPProperties(info, properties);
+        return true;
+    }
+    ImageHandle image;
+    if (!openWithVips(bytes, length, format, true, &image, error)) return false;
+    if (properties) fillVipsProperties(image.get(), bytes, length, format, properties);
+    return true;
+}
+
+MarqenImageRef MarqenImageDecodeData(const void *data, size_t length, MarqenImageProperties *properties,
+                                     MarqenError *error, const MarqenImageDecodeOptions &options) {
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    const uint64_t limit = options.maximumPixelCount ? options.maximumPixelCount : MarqenImageMaximumPixelCount();
+    MarqenImageFormat format = MarqenImageDetectFormat(bytes, length);
+    if (format == MarqenImageFormat::Unknown) {
+        fail(error, MarqenNativeImageErrorUnknownFormat, "The data is not in an image format that can be read.");
+        return nullptr;
+    }
+    if (format == MarqenImageFormat::BMP) {
+        MarqenBMPInfo info;
+        MarqenImageRef image = MarqenBMPDecode(bytes, length, limit, &info, error);
+        if (image && properties) fillBMPProperties(info, properties);
+        return image;
+    }
+
+    ImageHandle image;
+    if (!openWithVips(bytes, length, format, true, &image, error)) return nullptr;
+    if (!checkLimit(static_cast<uint64_t>(vips_image_get_width(image.get())),
+                    static_cast<uint64_t>(vips_image_get_height(image.get())), limit, error)) {
+        return nullptr;
+    }
+    MarqenImageProperties found;
+    fillVipsProperties(image.get(), bytes, length, format, &found);
+
+    int orientation = found.dictionary.value(kMarqenImagePropertyOrientation, 1);
+    if (format == MarqenImageFormat::JPEG && options.applyOrientation && orientation > 1) {
+        // Turning needs random access to the pixels: open again without the streaming hint.
+        ImageHandle random, upright;
+        if (!openWithVips(bytes, length, format, false, &random, error)) return nullptr;
+        if (vips_autorot(random.get(), upright.out(), nullptr) != 0) {
+            fail(error, MarqenNativeImageErrorCorruptData,
+                 "The JPEG image could not be turned upright: " + vips_support::takeErrorText() + ".");
+            return nullptr;
+        }
+        image = std::move(upright);
+    }
+    if (!normaliseForPixels(&image, error)) return nullptr;
+
+    VipsImage *ready = image.get();
+    MarqenImageRef result =
+        MarqenImage::createUninitialized(vips_image_get_width(ready), vips_image_get_height(ready), error);
+    if (!result) return nullptr;
+    SinkTarget target{result.get(), vips_image_get_bands(ready)};
+    if (vips_sink_disc(ready, sinkRows, &target) != 0) {
+        fail(error, MarqenNativeImageErrorCorruptData,
+             "The " + formatDisplayName(format) + " data is damaged or truncated: " + vips_support::takeErrorText() +
+                 ".");
+        return nullptr;
+    }
+    if (properties) *properties = std::move(found);
+    return result;
+}
+
+bool MarqenImageReadFileBytes(const std::filesystem::path &path, std::vector<uint8_t> *bytes, MarqenError *error,
+                              uint64_t maximumBytes) {
+    std::error_code ec;
+    auto size = std::filesystem::file_size(path, ec);
+    if (ec) return fail(error, MarqenNativeImageErrorFileAccess, "Cannot read " + path.string() + ": " + ec.message() + ".");
+    if (size > maximumBytes) {
+        return fail(error, MarqenNativeImageErrorTooLarge, "The file " + path.string() + " is too large to read.");
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return fail(error, MarqenNativeImageErrorFileAccess, "Cannot open " + path.string() + ".");
+    try {
+        bytes->resize(static_cast<size_t>(size));
+    } catch (const std::bad_alloc &) {
+        return fail(error, MarqenNativeImageErrorOutOfMemory, "Not enough memory to read " + path.string() + ".");
+    }
+    in.read(reinterpret_cast<char *>(bytes->data()), static_cast<std::streamsize>(size));
+    if (static_cast<uint64_t>(in.gcount()) != size) {
+        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot read all of " + path.string() + ".");
+    }
+    return true;
+}
+
+MarqenImageRef MarqenImageDecodeFile(const std::filesystem::path &path, MarqenImageProperties *properties,
+                                     MarqenError *error, const MarqenImageDecodeOptions &options) {
+    std::vector<uint8_t> bytes;
+    if (!MarqenImageReadFileBytes(path, &bytes, error)) return nullptr;
+    return MarqenImageDecodeData(bytes.data(), bytes.size(), properties, error, options);
+}
+
+bool MarqenImageCopyPropertiesFromFile(const std::filesystem::path &path, MarqenImageProperties *properties,
+                                       MarqenError *error) {
+    std::vector<uint8_t> bytes;
+    if (!MarqenImageReadFileBytes(path, &bytes, error)) return false;
+    return MarqenImageCopyPropertiesFromData(bytes.data(), bytes.size(), properties, error);
+}
+
+// ---- Encoding ----
+
+namespace {
+
+// Straight (unpremultiplied) 8-bit samples for libvips: RGB when there is no alpha to keep,
+// RGBA otherwise. JPEG cannot keep alpha, so transparency is composited over white.
+std::vector<uint8_t> straightSamples(const MarqenImage &image, bool keepAlpha, bool overWhite, int *bands) {
+    const bool opaque = image.isOpaque();
+    *bands = (keepAlpha && !opaque) ? 4 : 3;
+    std::vector<uint8_t> samples(static_cast<size_t>(image.width()) * image.height() * *bands);
+    uint8_t *out = samples.data();
+    for (int y = 0; y < image.height(); ++y) {
+        const uint32_t *row = image.row(y);
+        for (int x = 0; x < image.width(); ++x) {
+            uint32_t p = row[x];
+            if (*bands == 3) {
+                uint32_t r = (p >> 16) & 0xFF, g = (p >> 8) & 0xFF, b = p & 0xFF;
+                if (overWhite && (p >> 24) != 0xFF) {
+                    uint32_t rest = 255 - (p >> 24);  // premultiplied colour over white
+                    r = std::min<uint32_t>(255, r + rest);
+                    g = std::min<uint32_t>(255, g + rest);
+                    b = std::min<uint32_t>(255, b + rest);
+                }
+                out[0] = uint8_t(r);
+                out[1] = uint8_t(g);
+                out[2] = uint8_t(b);
+                out += 3;
+            } else {
+                uint8_t c[4];
+                MarqenImageUnpremultiply(p, c);
+                out[0] = c[1];
+                out[1] = c[2];
+                out[2] = c[3];
+                out[3] = c[0];
+                out += 4;
+            }
+        }
+    }
+    return samples;
+}
+
+int qualityPercent(double quality) {
+    if (!std::isfinite(quality)) quality = 0.85;
+    return std::clamp(static_cast<int>(std::lround(quality * 100)), 1, 100);
+}
+
+double pixelsPerMillimetre(double dpi) { return dpi > 0 && std::isfinite(dpi) ? dpi / 25.4 : 1.0; }
+
+}  // namespace
+
+std::optional<std::vector<uint8_t>> MarqenImageEncode(const MarqenImage &image, MarqenImageFormat format,
+                                                      const MarqenImageEncodeOptions &options, MarqenError *error) {
+    if (format == MarqenImageFormat::Unknown) {
+        fail(error, MarqenNativeImageErrorInvalidArgument, "No image format was given to encode to.");
+        return std::nullopt;
+    }
+    if (format == MarqenImageFormat::BMP) {
+        if (image.width() > 0x7FFF'FFFF / 4 || static_cast<uint64_t>(image.width()) * image.height() * 4 > 0xFFFF'0000u) {
+            fail(error, MarqenNativeImageErrorTooLarge, "The image is too large for a BMP file.");
+            return std::nullopt;
+        }
+        return MarqenBMPEncode(image, options.dpiWidth, options.dpiHeight);
+    }
+    vips_support::ensureStarted();
+    int bands = 0;
+    std::vector<uint8_t> samples;
+    try {
+        samples = straightSamples(image, format != MarqenImageFormat::JPEG, format == MarqenImageFormat::JPEG, &bands);
+    } catch (const std::bad_alloc &) {
+        fail(error, MarqenNativeImageErrorOutOfMemory, "Not enough memory to encode the image.");
+        return std::nullopt;
+    }
+    ImageHandle memory(vips_image_new_from_memory(samples.data(), samples.size(), image.width(), image.height(), bands,
+                                                  VIPS_FORMAT_UCHAR));
+    ImageHandle ready;
+    if (!memory || vips_copy(memory.get(), ready.out(), "interpretation", VIPS_INTERPRETATION_sRGB, "xres",
+                             pixelsPerMillimetre(options.dpiWidth), "yres", pixelsPerMillimetre(options.dpiHeight),
+                             nullptr) != 0) {
+        fail(error, MarqenNativeImageErrorEncodeFailed, "The image could not be prepared: " + vips_support::takeErrorText() + ".");
+        return std::nullopt;
+    }
+    if (!options.iccProfile.empty() && format != MarqenImageFormat::GIF) {
+        vips_image_set_blob_copy(ready.get(), VIPS_META_ICC_NAME, options.iccProfile.data(), options.iccProfile.size());
+    }
+    void *buffer = nullptr;
+    size_t length = 0;
+    const int q = qualityPercent(options.quality);
+    int status = -1;
+    switch (format) {
+        case MarqenImageFormat::PNG:
+            status = vips_pngsave_buffer(ready.get(), &buffer, &length, nullptr);
+            break;
+        case MarqenImageFormat::JPEG:
+            status = vips_jpegsave_buffer(ready.get(), &buffer, &length, "Q", q, nullptr);
+            break;
+        case MarqenImageFormat::HEIC:
+            status = vips_heifsave_buffer(ready.get(), &buffer, &length, "Q", q, "compression",
+                                          VIPS_FOREIGN_HEIF_COMPRESSION_HEVC, nullptr);
+            break;
+        case MarqenImageFormat::TIFF:
+            status = vips_tiffsave_buffer(ready.get(), &buffer, &length, "compression",
+                                          VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE, "predictor",
+                                          VIPS_FOREIGN_TIFF_PREDICTOR_HORIZONTAL, "resunit",
+                                          VIPS_FOREIGN_TIFF_RESUNIT_INCH, nullptr);
+            break;
+        case MarqenImageFormat::GIF:
+            status = vips_gifsave_buffer(ready.get(), &buffer, &length, nullptr);
+            break;
+        case MarqenImageFormat::JPEG2000:
+            status = vips_jp2ksave_buffer(ready.get(), &buffer, &length, "Q", q, "lossless", q >= 100, nullptr);
+            break;
+        default: break;
+    }
+    if (status != 0 || !buffer) {
+        g_free(buffer);
+        fail(error, MarqenNativeImageErrorEncodeFailed,
+             "The image could not be encoded as " + formatDisplayName(format) + ": " + vips_support::takeErrorText() + ".");
+        return std::nullopt;
+    }
+    std::vector<uint8_t> result(static_cast<uint8_t *>(buffer), static_cast<uint8_t *>(buffer) + length);
+    g_free(buffer);
+    if (format == MarqenImageFormat::JPEG2000) result = MarqenJP2WithResolution(result, options.dpiWidth, options.dpiHeight);
+    return result;
+}
+
+bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::path &path, MarqenImageFormat format,
+                            const MarqenImageEncodeOptions &options, MarqenError *error) {
+    auto encoded = MarqenImageEncode(image, format, options, error);
+    if (!encoded) return false;
+    std::random_device random;
+    std::filesystem::path temporary = path;
+    temporary += ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(random());
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        out.write(reinterpret_cast<const char *>(encoded->data()), static_cast<std::streamsize>(encoded->size()));
+        out.close();
+        if (!out) {
+            std::error_code ignored;
+            std::filesystem::remove(temporary, ignored);
+            return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ".");
+        }
+    }
+    std::error_code ec;
+    std::filesystem::rename(temporary, path, ec);
+    if (ec) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ": " + ec.message() + ".");
+    }
+    return true;
+}
+
+}  // namespace marqen
