@@ -99,7 +99,9 @@ TEST_P(ImageRoundTrip, KeepsPixelsSizeAndResolution) {
     EXPECT_EQ(properties.pixelHeight(), 32);
     EXPECT_EQ(properties.dictionary["ColorModel"], "RGB");
     // libvips' GIF writer always declares a transparent palette entry, which counts as alpha.
-    if (c.format != MarqenImageFormat::GIF) EXPECT_EQ(properties.dictionary["HasAlpha"], false);
+    if (c.format != MarqenImageFormat::GIF) {
+        EXPECT_EQ(properties.dictionary["HasAlpha"], false);
+    }
     if (c.storesDPI) {
         EXPECT_EQ(properties.dpiWidth(), 144.0) << properties.dictionary.dump();
         EXPECT_EQ(properties.dpiHeight(), 300.0) << properties.dictionary.dump();
@@ -108,8 +110,11 @@ TEST_P(ImageRoundTrip, KeepsPixelsSizeAndResolution) {
     }
     EXPECT_TRUE(decoded->isOpaque());
     double difference = meanAbsoluteDifference(*original, *decoded);
-    if (c.lossless) EXPECT_EQ(difference, 0.0);
-    else EXPECT_LT(difference, 4.0);
+    if (c.lossless) {
+        EXPECT_EQ(difference, 0.0);
+    } else {
+        EXPECT_LT(difference, 4.0);
+    }
 
     // The header-only reader agrees with the decoder.
     MarqenImageProperties headerOnly;

@@ -1,0 +1,502 @@
+#include "platform/graphics.h"
+
+#include <cairo.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "foundation/log.h"
+#include "platform/shadow_blur.h"
+
+namespace marqen {
+
+namespace {
+
+const cairo_user_data_key_t kImageKey{};
+
+void releaseImage(void *data) { delete static_cast<MarqenImageRef *>(data); }
+
+cairo_matrix_t toCairo(const CGAffineTransform &t) {
+    cairo_matrix_t m;
+    cairo_matrix_init(&m, t.a, t.b, t.c, t.d, t.tx, t.ty);
+    return m;
+}
+
+void appendPath(cairo_t *cr, const MarqenBezierPath &path) {
+    CGPoint current{};
+    for (const MarqenPathElement &e : path.elements()) {
+        switch (e.type) {
+            case MarqenPathElementType::MoveToPoint:
+                cairo_move_to(cr, e.points[0].x, e.points[0].y);
+                current = e.points[0];
+                break;
+            case MarqenPathElementType::AddLineToPoint:
+                cairo_line_to(cr, e.points[0].x, e.points[0].y);
+                current = e.points[0];
+                break;
+            case MarqenPathElementType::AddQuadCurveToPoint: {
+                // Cairo has cubics only: raise the degree exactly.
+                CGPoint c = e.points[0], end = e.points[1];
+                cairo_curve_to(cr, current.x + 2.0 / 3.0 * (c.x - current.x), current.y + 2.0 / 3.0 * (c.y - current.y),
+                               end.x + 2.0 / 3.0 * (c.x - end.x), end.y + 2.0 / 3.0 * (c.y - end.y), end.x, end.y);
+                current = end;
+                break;
+            }
+            case MarqenPathElementType::AddCurveToPoint:
+                cairo_curve_to(cr, e.points[0].x, e.points[0].y, e.points[1].x, e.points[1].y, e.points[2].x,
+                               e.points[2].y);
+                current = e.points[2];
+                break;
+            case MarqenPathElementType::CloseSubpath: {
+                cairo_close_path(cr);
+                double x = 0, y = 0;
+                if (cairo_has_current_point(cr)) cairo_get_current_point(cr, &x, &y);
+                current = {x, y};
+                break;
+            }
+        }
+    }
+}
+
+cairo_fill_rule_t fillRule(MarqenWindingRule rule) {
+    return rule == MarqenWindingRule::EvenOdd ? CAIRO_FILL_RULE_EVEN_ODD : CAIRO_FILL_RULE_WINDING;
+}
+
+bool casts(const std::optional<MarqenShadow> &shadow) {
+    return shadow && shadow->color.alpha > 0 &&
+           (shadow->blur > 0 || shadow->offset.width != 0 || shadow->offset.height != 0);
+}
+
+// Device-space box of what a group holds: the inked pixels of a raster group, the clip otherwise.
+bool groupInkExtents(cairo_t *cr, cairo_pattern_t *pattern, double box[4]) {
+    cairo_surface_t *surface = nullptr;
+    if (cairo_pattern_get_surface(pattern, &surface) == CAIRO_STATUS_SUCCESS &&
+        cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_IMAGE &&
+        cairo_image_surface_get_format(surface) == CAIRO_FORMAT_ARGB32) {
+        cairo_surface_flush(surface);
+        const int w = cairo_image_surface_get_width(surface), h = cairo_image_surface_get_height(surface);
+        const int stride = cairo_image_surface_get_stride(surface);
+        const unsigned char *data = cairo_image_surface_get_data(surface);
+        int minX = w, minY = h, maxX = -1, maxY = -1;
+        for (int y = 0; y < h; ++y) {
+            const auto *row = reinterpret_cast<const uint32_t *>(data + static_cast<size_t>(y) * stride);
+            for (int x = 0; x < w; ++x) {
+                if (row[x] >> 24) {
+                    minX = std::min(minX, x);
+                    maxX = std::max(maxX, x);
+                    minY = std::min(minY, y);
+                    maxY = y;
+                }
+            }
+        }
+        if (maxX < 0) return false;  // nothing drawn
+        double dx = 0, dy = 0;
+        cairo_surface_get_device_offset(surface, &dx, &dy);
+        box[0] = minX - dx;
+        box[1] = minY - dy;
+        box[2] = maxX + 1 - dx;
+        box[3] = maxY + 1 - dy;
+        return true;
+    }
+    double x1, y1, x2, y2;
+    cairo_clip_extents(cr, &x1, &y1, &x2, &y2);
+    double xs[4] = {x1, x2, x1, x2}, ys[4] = {y1, y1, y2, y2};
+    box[0] = box[1] = INFINITY;
+    box[2] = box[3] = -INFINITY;
+    for (int i = 0; i < 4; ++i) {
+        cairo_user_to_device(cr, &xs[i], &ys[i]);
+        box[0] = std::min(box[0], xs[i]);
+        box[1] = std::min(box[1], ys[i]);
+        box[2] = std::max(box[2], xs[i]);
+        box[3] = std::max(box[3], ys[i]);
+    }
+    return box[2] > box[0] && box[3] > box[1];
+}
+
+}  // namespace
+
+MarqenGraphicsContext::MarqenGraphicsContext(cairo_t *context) : context_(cairo_reference(context)) {}
+
+std::unique_ptr<MarqenGraphicsContext> MarqenGraphicsContext::createForImage(const MarqenImageRef &image,
+                                                                             MarqenError *error) {
+    if (!image) {
+        marqenFail(error, kMarqenNativeImageErrorDomain, MarqenNativeImageErrorInvalidArgument, "No image to draw into.");
+        return nullptr;
+    }
+    cairo_surface_t *surface = MarqenImageCreateCairoSurface(image);
+    if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
+        marqenFail(error, kMarqenNativeImageErrorDomain, MarqenNativeImageErrorTooLarge,
+                   std::string("Cannot draw into the image: ") + cairo_status_to_string(cairo_surface_status(surface)) +
+                       ".");
+        cairo_surface_destroy(surface);
+        return nullptr;
+    }
+    cairo_t *cr = cairo_create(surface);
+    auto context = std::make_unique<MarqenGraphicsContext>(cr);
+    cairo_destroy(cr);
+    context->ownedSurface_ = surface;
+    return context;
+}
+
+MarqenGraphicsContext::~MarqenGraphicsContext() {
+    while (!layers_.empty()) endTransparencyLayer();
+    cairo_destroy(context_);
+    if (ownedSurface_) {
+        cairo_surface_flush(ownedSurface_);
+        cairo_surface_destroy(ownedSurface_);
+    }
+}
+
+void MarqenGraphicsContext::saveGState() {
+    cairo_save(context_);
+    states_.push_back(state());
+}
+
+void MarqenGraphicsContext::restoreGState() {
+    size_t floor = layers_.empty() ? 1 : layers_.back().stateDepth + 1;
+    if (states_.size() <= floor) {
+        marqenLog("MarqenGraphicsContext: restoreGState without a matching saveGState ignored");
+        return;
+    }
+    states_.pop_back();
+    cairo_restore(context_);
+}
+
+void MarqenGraphicsContext::concatCTM(const CGAffineTransform &transform) {
+    cairo_matrix_t m = toCairo(transform);
+    if (cairo_matrix_invert(&m) != CAIRO_STATUS_SUCCESS) {
+        // Cairo refuses singular matrices for good (the context would be dead); draw nothing instead.
+        marqenLog("MarqenGraphicsContext: singular transform ignored");
+        return;
+    }
+    m = toCairo(transform);
+    cairo_transform(context_, &m);
+}
+
+void MarqenGraphicsContext::translateCTM(CGFloat tx, CGFloat ty) { concatCTM(CGAffineTransformMakeTranslation(tx, ty)); }
+void MarqenGraphicsContext::scaleCTM(CGFloat sx, CGFloat sy) { concatCTM(CGAffineTransformMakeScale(sx, sy)); }
+void MarqenGraphicsContext::rotateCTM(CGFloat angle) { concatCTM(CGAffineTransformMakeRotation(angle)); }
+
+CGAffineTransform MarqenGraphicsContext::getCTM() const {
+    cairo_matrix_t m;
+    cairo_get_matrix(context_, &m);
+    return {m.xx, m.yx, m.xy, m.yy, m.x0, m.y0};
+}
+
+void MarqenGraphicsContext::clipToRect(CGRect rect) {
+    rect = CGRectStandardize(rect);
+    cairo_new_path(context_);
+    cairo_rectangle(context_, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+    cairo_clip(context_);
+}
+
+void MarqenGraphicsContext::clipToPath(const MarqenBezierPath &path) {
+    cairo_new_path(context_);
+    appendPath(context_, path);
+    cairo_set_fill_rule(context_, fillRule(path.windingRule()));
+    cairo_clip(context_);
+}
+
+CGRect MarqenGraphicsContext::clipBoundingBox() const {
+    double x1, y1, x2, y2;
+    cairo_clip_extents(context_, &x1, &y1, &x2, &y2);
+    return CGRectMake(x1, y1, x2 - x1, y2 - y1);
+}
+
+void MarqenGraphicsContext::setFillColor(const MarqenRGBAColor &color) { state().fill = color; }
+void MarqenGraphicsContext::setStrokeColor(const MarqenRGBAColor &color) { state().stroke = color; }
+MarqenRGBAColor MarqenGraphicsContext::fillColor() const { return state().fill; }
+MarqenRGBAColor MarqenGraphicsContext::strokeColor() const { return state().stroke; }
+void MarqenGraphicsContext::setAlpha(CGFloat alpha) { state().alpha = std::clamp(alpha, 0.0, 1.0); }
+void MarqenGraphicsContext::setLineWidth(CGFloat width) { cairo_set_line_width(context_, std::max(0.0, width)); }
+
+void MarqenGraphicsContext::setLineCap(MarqenLineCap cap) {
+    cairo_set_line_cap(context_, cap == MarqenLineCap::Round    ? CAIRO_LINE_CAP_ROUND
+                                 : cap == MarqenLineCap::Square ? CAIRO_LINE_CAP_SQUARE
+                                                                : CAIRO_LINE_CAP_BUTT);
+}
+
+void MarqenGraphicsContext::setLineJoin(MarqenLineJoin join) {
+    cairo_set_line_join(context_, join == MarqenLineJoin::Round   ? CAIRO_LINE_JOIN_ROUND
+                                  : join == MarqenLineJoin::Bevel ? CAIRO_LINE_JOIN_BEVEL
+                                                                  : CAIRO_LINE_JOIN_MITER);
+}
+
+void MarqenGraphicsContext::setMiterLimit(CGFloat limit) { cairo_set_miter_limit(context_, limit); }
+
+void MarqenGraphicsContext::setLineDash(CGFloat phase, const std::vector<CGFloat> &lengths) {
+    bool usable = std::any_of(lengths.begin(), lengths.end(), [](CGFloat v) { return v > 0; }) &&
+                  std::none_of(lengths.begin(), lengths.end(), [](CGFloat v) { return v < 0 || !std::isfinite(v); });
+    if (!usable) {
+        cairo_set_dash(context_, nullptr, 0, 0);
+        return;
+    }
+    cairo_set_dash(context_, lengths.data(), static_cast<int>(lengths.size()), phase);
+}
+
+void MarqenGraphicsContext::setShouldAntialias(bool antialias) {
+    cairo_set_antialias(context_, antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
+}
+
+void MarqenGraphicsContext::setInterpolationQuality(MarqenInterpolationQuality quality) {
+    state().interpolation = quality;
+}
+
+void MarqenGraphicsContext::beginPath() { cairo_new_path(context_); }
+void MarqenGraphicsContext::addPath(const MarqenBezierPath &path) { appendPath(context_, path); }
+
+void MarqenGraphicsContext::addRect(CGRect rect) {
+    rect = CGRectStandardize(rect);
+    cairo_rectangle(context_, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+}
+
+void MarqenGraphicsContext::setSource(const MarqenRGBAColor &color) {
+    cairo_set_source_rgba(context_, color.red, color.green, color.blue, color.alpha * state().alpha);
+}
+
+void MarqenGraphicsContext::fillPath(MarqenWindingRule rule) {
+    drawPath(rule == MarqenWindingRule::EvenOdd ? MarqenPathDrawingMode::EOFill : MarqenPathDrawingMode::Fill);
+}
+
+void MarqenGraphicsContext::strokePath() { drawPath(MarqenPathDrawingMode::Stroke); }
+
+void MarqenGraphicsContext::drawPath(MarqenPathDrawingMode mode) {
+    cairo_path_t *path = cairo_copy_path(context_);
+    cairo_new_path(context_);
+    perform([&] {
+        cairo_new_path(context_);
+        cairo_append_path(context_, path);
+        bool fill = mode != MarqenPathDrawingMode::Stroke;
+        bool stroke = mode == MarqenPathDrawingMode::Stroke || mode == MarqenPathDrawingMode::FillStroke ||
+                      mode == MarqenPathDrawingMode::EOFillStroke;
+        if (fill) {
+            bool evenOdd = mode == MarqenPathDrawingMode::EOFill || mode == MarqenPathDrawingMode::EOFillStroke;
+            cairo_set_fill_rule(context_, evenOdd ? CAIRO_FILL_RULE_EVEN_ODD : CAIRO_FILL_RULE_WINDING);
+            setSource(state().fill);
+            cairo_fill_preserve(context_);
+        }
+        if (stroke) {
+            setSource(state().stroke);
+            cairo_stroke_preserve(context_);
+        }
+        cairo_new_path(context_);
+    });
+    cairo_path_destroy(path);
+}
+
+void MarqenGraphicsContext::fillPath(const MarqenBezierPath &path) {
+    cairo_path_t *saved = cairo_copy_path(context_);
+    cairo_new_path(context_);
+    appendPath(context_, path);
+    fillPath(path.windingRule());
+    cairo_append_path(context_, saved);
+    cairo_path_destroy(saved);
+}
+
+void MarqenGraphicsContext::strokePath(const MarqenBezierPath &path) {
+    cairo_path_t *saved = cairo_copy_path(context_);
+    cairo_new_path(context_);
+    appendPath(context_, path);
+    strokePath();
+    cairo_append_path(context_, saved);
+    cairo_path_destroy(saved);
+}
+
+void MarqenGraphicsContext::fillRect(CGRect rect) { fillPath(MarqenBezierPath::pathWithRect(CGRectStandardize(rect))); }
+void MarqenGraphicsContext::strokeRect(CGRect rect) {
+    strokePath(MarqenBezierPath::pathWithRect(CGRectStandardize(rect)));
+}
+
+void MarqenGraphicsContext::clearRect(CGRect rect) {
+    rect = CGRectStandardize(rect);
+    cairo_save(context_);
+    cairo_new_path(context_);
+    cairo_rectangle(context_, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+    cairo_set_operator(context_, CAIRO_OPERATOR_CLEAR);
+    cairo_fill(context_);
+    cairo_restore(context_);
+}
+
+void MarqenGraphicsContext::drawImage(const MarqenImage &image, CGRect rect, bool flipped) {
+    rect = CGRectStandardize(rect);
+    if (CGRectIsEmpty(rect) || CGRectIsInfinite(rect)) return;
+    cairo_surface_t *surface = cairo_image_surface_create_for_data(
+        const_cast<unsigned char *>(image.data()), CAIRO_FORMAT_ARGB32, image.width(), image.height(), image.stride());
+    if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
+        marqenLog("MarqenGraphicsContext: image of " + std::to_string(image.width()) + "x" +
+                  std::to_string(image.height()) + " pixels cannot be drawn");
+        cairo_surface_destroy(surface);
+        return;
+    }
+    cairo_pattern_t *pattern = cairo_pattern_create_for_surface(surface);
+    const double sx = image.width() / rect.size.width, sy = image.height() / rect.size.height;
+    cairo_matrix_t m;
+    if (flipped) cairo_matrix_init(&m, sx, 0, 0, sy, -rect.origin.x * sx, -rect.origin.y * sy);
+    else cairo_matrix_init(&m, sx, 0, 0, -sy, -rect.origin.x * sx, CGRectGetMaxY(rect) * sy);
+    cairo_pattern_set_matrix(pattern, &m);
+    cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
+    switch (state().interpolation) {
+        case MarqenInterpolationQuality::None: cairo_pattern_set_filter(pattern, CAIRO_FILTER_NEAREST); break;
+        case MarqenInterpolationQuality::Low: cairo_pattern_set_filter(pattern, CAIRO_FILTER_FAST); break;
+        case MarqenInterpolationQuality::Default: cairo_pattern_set_filter(pattern, CAIRO_FILTER_GOOD); break;
+        case MarqenInterpolationQuality::High: cairo_pattern_set_filter(pattern, CAIRO_FILTER_BEST); break;
+    }
+    perform([&] {
+        cairo_save(context_);
+        cairo_new_path(context_);
+        cairo_rectangle(context_, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+        cairo_clip(context_);
+        cairo_set_source(context_, pattern);
+        cairo_paint_with_alpha(context_, state().alpha);
+        cairo_restore(context_);
+    });
+    cairo_pattern_destroy(pattern);
+    cairo_surface_destroy(surface);
+}
+
+void MarqenGraphicsContext::beginTransparencyLayer() {
+    layers_.push_back(Layer{state(), states_.size()});
+    states_.push_back(state());
+    state().alpha = 1;
+    state().shadow.reset();
+    cairo_push_group(context_);
+}
+
+void MarqenGraphicsContext::endTransparencyLayer() {
+    if (layers_.empty()) {
+        marqenLog("MarqenGraphicsContext: endTransparencyLayer without a layer ignored");
+        return;
+    }
+    Layer layer = layers_.back();
+    layers_.pop_back();
+    // Unbalanced saves inside the layer end with it.
+    while (states_.size() > layer.stateDepth + 1) {
+        states_.pop_back();
+        cairo_restore(context_);
+    }
+    states_.pop_back();
+    cairo_pattern_t *pattern = cairo_pop_group(context_);
+    compositeGroup(pattern, layer.saved.alpha, layer.saved.shadow);
+    cairo_pattern_destroy(pattern);
+}
+
+void MarqenGraphicsContext::setShadow(CGSize offset, CGFloat blur, const MarqenRGBAColor &color) {
+    MarqenShadow shadow{offset, std::max(0.0, std::isfinite(blur) ? blur : 0.0), color};
+    if (casts(shadow)) state().shadow = shadow;
+    else state().shadow.reset();
+}
+
+void MarqenGraphicsContext::setShadow(CGSize offset, CGFloat blur) { setShadow(offset, blur, MarqenShadow{}.color); }
+void MarqenGraphicsContext::clearShadow() { state().shadow.reset(); }
+std::optional<MarqenShadow> MarqenGraphicsContext::shadow() const { return state().shadow; }
+
+void MarqenGraphicsContext::drawWithCairo(const std::function<void(cairo_t *)> &draw) {
+    if (!casts(state().shadow) && state().alpha >= 1) {
+        draw(context_);
+        return;
+    }
+    cairo_push_group(context_);
+    draw(context_);
+    cairo_pattern_t *pattern = cairo_pop_group(context_);
+    compositeGroup(pattern, state().alpha, state().shadow);
+    cairo_pattern_destroy(pattern);
+}
+
+void MarqenGraphicsContext::perform(const std::function<void()> &draw) {
+    if (!casts(state().shadow)) {
+        draw();
+        return;
+    }
+    cairo_push_group(context_);
+    draw();
+    cairo_pattern_t *pattern = cairo_pop_group(context_);
+    compositeGroup(pattern, 1.0, state().shadow);
+    cairo_pattern_destroy(pattern);
+}
+
+void MarqenGraphicsContext::compositeGroup(void *patternPointer, CGFloat alpha, const std::optional<MarqenShadow> &shadow) {
+    auto *pattern = static_cast<cairo_pattern_t *>(patternPointer);
+    double box[4];
+    if (casts(shadow) && groupInkExtents(context_, pattern, box)) {
+        cairo_surface_t *target = cairo_get_group_target(context_);
+        // Vector targets (PDF) get the shadow rasterised at twice their unit size.
+        const double scale = cairo_surface_get_type(target) == CAIRO_SURFACE_TYPE_IMAGE ? 1.0 : 2.0;
+        const double sigma = shadow->blur / 2.0;
+        const double margin = std::ceil(3 * sigma) + 2;
+        const double x0 = std::floor(box[0] - margin), y0 = std::floor(box[1] - margin);
+        const double width = std::ceil(box[2] + margin) - x0, height = std::ceil(box[3] + margin) - y0;
+        const double pixels = width * height * scale * scale;
+        if (pixels > 0 && pixels <= 64.0 * 1024 * 1024) {
+            const int w = static_cast<int>(width * scale), h = static_cast<int>(height * scale);
+            cairo_surface_t *mask = cairo_image_surface_create(CAIRO_FORMAT_A8, w, h);
+            cairo_t *maskContext = cairo_create(mask);
+            cairo_matrix_t ctm, toMask;
+            cairo_get_matrix(context_, &ctm);
+            cairo_matrix_init(&toMask, scale, 0, 0, scale, -x0 * scale, -y0 * scale);
+            cairo_matrix_multiply(&ctm, &ctm, &toMask);
+            cairo_set_matrix(maskContext, &ctm);
+            cairo_set_source(maskContext, pattern);
+            cairo_paint(maskContext);
+            cairo_destroy(maskContext);
+            cairo_surface_flush(mask);
+            MarqenBlurAlphaMask(cairo_image_surface_get_data(mask), w, h, cairo_image_surface_get_stride(mask),
+                                sigma * scale);
+            cairo_surface_mark_dirty(mask);
+            cairo_surface_set_device_scale(mask, scale, scale);
+
+            cairo_save(context_);
+            cairo_identity_matrix(context_);
+            cairo_set_source_rgba(context_, shadow->color.red, shadow->color.green, shadow->color.blue,
+                                  shadow->color.alpha * alpha);
+            // The offset's height points up, as on the platform; device space points down.
+            cairo_mask_surface(context_, mask, x0 + shadow->offset.width, y0 - shadow->offset.height);
+            cairo_restore(context_);
+            cairo_surface_destroy(mask);
+        } else if (pixels > 0) {
+            marqenLog("MarqenGraphicsContext: shadow of " + std::to_string(static_cast<long long>(pixels)) +
+                      " pixels is too large and was left out");
+        }
+    }
+    cairo_save(context_);
+    cairo_set_source(context_, pattern);
+    cairo_paint_with_alpha(context_, alpha);
+    cairo_restore(context_);
+}
+
+cairo_surface_t *MarqenImageCreateCairoSurface(const MarqenImageRef &image) {
+    if (!image) return cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 0, 0);
+    cairo_surface_t *surface = cairo_image_surface_create_for_data(image->data(), CAIRO_FORMAT_ARGB32, image->width(),
+                                                                   image->height(), image->stride());
+    if (cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS) {
+        cairo_surface_set_user_data(surface, &kImageKey, new MarqenImageRef(image), releaseImage);
+    }
+    return surface;
+}
+
+MarqenImageRef MarqenImageCreateFromCairoSurface(cairo_surface_t *surface, MarqenError *error) {
+    if (!surface || cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE ||
+        (cairo_image_surface_get_format(surface) != CAIRO_FORMAT_ARGB32 &&
+         cairo_image_surface_get_format(surface) != CAIRO_FORMAT_RGB24)) {
+        marqenFail(error, kMarqenNativeImageErrorDomain, MarqenNativeImageErrorInvalidArgument,
+                   "Only 32-bit image surfaces can be turned into images.");
+        return nullptr;
+    }
+    cairo_surface_flush(surface);
+    const int w = cairo_image_surface_get_width(surface), h = cairo_image_surface_get_height(surface);
+    MarqenImageRef image = MarqenImage::createUninitialized(w, h, error);
+    if (!image) return nullptr;
+    const bool opaque = cairo_image_surface_get_format(surface) == CAIRO_FORMAT_RGB24;
+    const unsigned char *data = cairo_image_surface_get_data(surface);
+    const int stride = cairo_image_surface_get_stride(surface);
+    for (int y = 0; y < h; ++y) {
+        std::memcpy(image->row(y), data + static_cast<size_t>(y) * stride, static_cast<size_t>(w) * 4);
+        if (opaque) {
+            uint32_t *row = image->row(y);
+            for (int x = 0; x < w; ++x) row[x] |= 0xFF000000u;
+        }
+    }
+    return image;
+}
+
+}  // namespace marqen
