@@ -1,8 +1,11 @@
 #include "platform/image_io.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <bit>
+#include <cerrno>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -478,28 +481,21 @@ bool MarqenImageCopyPropertiesFromFile(const std::filesystem::path &path, Marqen
 
 namespace {
 
-// Straight (unpremultiplied) 8-bit samples for libvips: RGB when there is no alpha to keep,
-// RGBA otherwise. JPEG cannot keep alpha, so transparency is composited over white.
-std::vector<uint8_t> straightSamples(const MarqenImage &image, bool keepAlpha, bool overWhite, int *bands) {
-    const bool opaque = image.isOpaque();
-    *bands = (keepAlpha && !opaque) ? 4 : 3;
+// Straight (unpremultiplied) 8-bit samples for libvips, RGBA; or RGB composited over white for
+// formats without alpha.
+std::vector<uint8_t> straightSamples(const MarqenImage &image, bool overWhite, int *bands) {
+    *bands = overWhite ? 3 : 4;
     std::vector<uint8_t> samples(static_cast<size_t>(image.width()) * image.height() * *bands);
     uint8_t *out = samples.data();
     for (int y = 0; y < image.height(); ++y) {
         const uint32_t *row = image.row(y);
         for (int x = 0; x < image.width(); ++x) {
             uint32_t p = row[x];
-            if (*bands == 3) {
-                uint32_t r = (p >> 16) & 0xFF, g = (p >> 8) & 0xFF, b = p & 0xFF;
-                if (overWhite && (p >> 24) != 0xFF) {
-                    uint32_t rest = 255 - (p >> 24);  // premultiplied colour over white
-                    r = std::min<uint32_t>(255, r + rest);
-                    g = std::min<uint32_t>(255, g + rest);
-                    b = std::min<uint32_t>(255, b + rest);
-                }
-                out[0] = uint8_t(r);
-                out[1] = uint8_t(g);
-                out[2] = uint8_t(b);
+            if (overWhite) {
+                uint32_t rest = 255 - (p >> 24);  // premultiplied colour over white
+                out[0] = uint8_t(std::min<uint32_t>(255, ((p >> 16) & 0xFF) + rest));
+                out[1] = uint8_t(std::min<uint32_t>(255, ((p >> 8) & 0xFF) + rest));
+                out[2] = uint8_t(std::min<uint32_t>(255, (p & 0xFF) + rest));
                 out += 3;
             } else {
                 uint8_t c[4];
@@ -522,6 +518,113 @@ int qualityPercent(double quality) {
 
 double pixelsPerMillimetre(double dpi) { return dpi > 0 && std::isfinite(dpi) ? dpi / 25.4 : 1.0; }
 
+// The image as libvips will save it. Opaque images are read in place (the colour bytes of the
+// packed words picked out lazily, so the encoder works while they are read); images with alpha are
+// unpremultiplied into `samples`, which must outlive the result.
+bool prepareForSaving(const MarqenImage &image, MarqenImageFormat format, const MarqenImageEncodeOptions &options,
+                      std::vector<uint8_t> *samples, ImageHandle *ready, MarqenError *error) {
+    vips_support::ensureStarted();
+    ImageHandle pixels;
+    if (image.isOpaque()) {
+        ImageHandle packed(vips_image_new_from_memory(image.data(), image.byteCount(), image.width(), image.height(),
+                                                      4, VIPS_FORMAT_UCHAR));
+        // Byte order of 0xAARRGGBB words in memory.
+        const int order[3] = {std::endian::native == std::endian::little ? 2 : 1, std::endian::native == std::endian::little ? 1 : 2,
+                              std::endian::native == std::endian::little ? 0 : 3};
+        ImageHandle channels[3];
+        bool ok = static_cast<bool>(packed);
+        for (int i = 0; ok && i < 3; ++i) ok = vips_extract_band(packed.get(), channels[i].out(), order[i], nullptr) == 0;
+        VipsImage *parts[3] = {channels[0].get(), channels[1].get(), channels[2].get()};
+        if (!ok || vips_bandjoin(parts, pixels.out(), 3, nullptr) != 0) {
+            return fail(error, MarqenNativeImageErrorEncodeFailed,
+                        "The image could not be prepared: " + vips_support::takeErrorText() + ".");
+        }
+    } else {
+        int bands = 0;
+        try {
+            *samples = straightSamples(image, format == MarqenImageFormat::JPEG, &bands);
+        } catch (const std::bad_alloc &) {
+            return fail(error, MarqenNativeImageErrorOutOfMemory, "Not enough memory to encode the image.");
+        }
+        pixels.reset(vips_image_new_from_memory(samples->data(), samples->size(), image.width(), image.height(), bands,
+                                                VIPS_FORMAT_UCHAR));
+    }
+    if (!pixels || vips_copy(pixels.get(), ready->out(), "interpretation", VIPS_INTERPRETATION_sRGB, "xres",
+                             pixelsPerMillimetre(options.dpiWidth), "yres", pixelsPerMillimetre(options.dpiHeight),
+                             nullptr) != 0) {
+        return fail(error, MarqenNativeImageErrorEncodeFailed,
+                    "The image could not be prepared: " + vips_support::takeErrorText() + ".");
+    }
+    if (!options.iccProfile.empty() && format != MarqenImageFormat::GIF) {
+        vips_image_set_blob_copy(ready->get(), VIPS_META_ICC_NAME, options.iccProfile.data(), options.iccProfile.size());
+    }
+    return true;
+}
+
+bool saveToTarget(VipsImage *image, MarqenImageFormat format, const MarqenImageEncodeOptions &options,
+                  VipsTarget *target, MarqenError *error) {
+    const int q = qualityPercent(options.quality);
+    int status = -1;
+    switch (format) {
+        case MarqenImageFormat::PNG: status = vips_pngsave_target(image, target, nullptr); break;
+        case MarqenImageFormat::JPEG: status = vips_jpegsave_target(image, target, "Q", q, nullptr); break;
+        case MarqenImageFormat::HEIC:
+            status = vips_heifsave_target(image, target, "Q", q, "compression", VIPS_FOREIGN_HEIF_COMPRESSION_HEVC,
+                                          nullptr);
+            break;
+        case MarqenImageFormat::TIFF:
+            status = vips_tiffsave_target(image, target, "compression", VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE,
+                                          "predictor", VIPS_FOREIGN_TIFF_PREDICTOR_HORIZONTAL, "resunit",
+                                          VIPS_FOREIGN_TIFF_RESUNIT_INCH, nullptr);
+            break;
+        case MarqenImageFormat::GIF: status = vips_gifsave_target(image, target, nullptr); break;
+        case MarqenImageFormat::JPEG2000:
+            status = vips_jp2ksave_target(image, target, "Q", q, "lossless", q >= 100, nullptr);
+            break;
+        default: break;
+    }
+    if (status != 0) {
+        return fail(error, MarqenNativeImageErrorEncodeFailed,
+                    "The image could not be encoded as " + formatDisplayName(format) + ": " +
+                        vips_support::takeErrorText() + ".");
+    }
+    return true;
+}
+
+std::filesystem::path temporaryPathBeside(const std::filesystem::path &path) {
+    static std::atomic<unsigned> counter{0};
+    std::random_device random;
+    std::filesystem::path temporary = path;
+    temporary += ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + std::to_string(random());
+    return temporary;
+}
+
+bool moveIntoPlace(const std::filesystem::path &temporary, const std::filesystem::path &path, MarqenError *error) {
+    std::error_code ec;
+    std::filesystem::rename(temporary, path, ec);
+    if (ec) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ": " + ec.message() + ".");
+    }
+    return true;
+}
+
+bool writeBytes(const std::vector<uint8_t> &bytes, const std::filesystem::path &path, MarqenError *error) {
+    std::filesystem::path temporary = temporaryPathBeside(path);
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        out.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        out.close();
+        if (!out) {
+            std::error_code ignored;
+            std::filesystem::remove(temporary, ignored);
+            return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ".");
+        }
+    }
+    return moveIntoPlace(temporary, path, error);
+}
+
 }  // namespace
 
 std::optional<std::vector<uint8_t>> MarqenImageEncode(const MarqenImage &image, MarqenImageFormat format,
@@ -531,99 +634,64 @@ std::optional<std::vector<uint8_t>> MarqenImageEncode(const MarqenImage &image, 
         return std::nullopt;
     }
     if (format == MarqenImageFormat::BMP) {
-        if (image.width() > 0x7FFF'FFFF / 4 || static_cast<uint64_t>(image.width()) * image.height() * 4 > 0xFFFF'0000u) {
+        if (static_cast<uint64_t>(image.width()) * image.height() * 4 > 0xFFFF'0000u) {
             fail(error, MarqenNativeImageErrorTooLarge, "The image is too large for a BMP file.");
             return std::nullopt;
         }
         return MarqenBMPEncode(image, options.dpiWidth, options.dpiHeight);
     }
-    vips_support::ensureStarted();
-    int bands = 0;
     std::vector<uint8_t> samples;
-    try {
-        samples = straightSamples(image, format != MarqenImageFormat::JPEG, format == MarqenImageFormat::JPEG, &bands);
-    } catch (const std::bad_alloc &) {
-        fail(error, MarqenNativeImageErrorOutOfMemory, "Not enough memory to encode the image.");
-        return std::nullopt;
-    }
-    ImageHandle memory(vips_image_new_from_memory(samples.data(), samples.size(), image.width(), image.height(), bands,
-                                                  VIPS_FORMAT_UCHAR));
     ImageHandle ready;
-    if (!memory || vips_copy(memory.get(), ready.out(), "interpretation", VIPS_INTERPRETATION_sRGB, "xres",
-                             pixelsPerMillimetre(options.dpiWidth), "yres", pixelsPerMillimetre(options.dpiHeight),
-                             nullptr) != 0) {
-        fail(error, MarqenNativeImageErrorEncodeFailed, "The image could not be prepared: " + vips_support::takeErrorText() + ".");
+    if (!prepareForSaving(image, format, options, &samples, &ready, error)) return std::nullopt;
+    VipsTarget *target = vips_target_new_to_memory();
+    if (!saveToTarget(ready.get(), format, options, target, error)) {
+        g_object_unref(target);
         return std::nullopt;
     }
-    if (!options.iccProfile.empty() && format != MarqenImageFormat::GIF) {
-        vips_image_set_blob_copy(ready.get(), VIPS_META_ICC_NAME, options.iccProfile.data(), options.iccProfile.size());
+    VipsBlob *blob = nullptr;
+    g_object_get(target, "blob", &blob, nullptr);
+    std::vector<uint8_t> result;
+    if (blob) {
+        size_t length = 0;
+        const auto *data = static_cast<const uint8_t *>(vips_blob_get(blob, &length));
+        result.assign(data, data + length);
+        vips_area_unref(VIPS_AREA(blob));
     }
-    void *buffer = nullptr;
-    size_t length = 0;
-    const int q = qualityPercent(options.quality);
-    int status = -1;
-    switch (format) {
-        case MarqenImageFormat::PNG:
-            status = vips_pngsave_buffer(ready.get(), &buffer, &length, nullptr);
-            break;
-        case MarqenImageFormat::JPEG:
-            status = vips_jpegsave_buffer(ready.get(), &buffer, &length, "Q", q, nullptr);
-            break;
-        case MarqenImageFormat::HEIC:
-            status = vips_heifsave_buffer(ready.get(), &buffer, &length, "Q", q, "compression",
-                                          VIPS_FOREIGN_HEIF_COMPRESSION_HEVC, nullptr);
-            break;
-        case MarqenImageFormat::TIFF:
-            status = vips_tiffsave_buffer(ready.get(), &buffer, &length, "compression",
-                                          VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE, "predictor",
-                                          VIPS_FOREIGN_TIFF_PREDICTOR_HORIZONTAL, "resunit",
-                                          VIPS_FOREIGN_TIFF_RESUNIT_INCH, nullptr);
-            break;
-        case MarqenImageFormat::GIF:
-            status = vips_gifsave_buffer(ready.get(), &buffer, &length, nullptr);
-            break;
-        case MarqenImageFormat::JPEG2000:
-            status = vips_jp2ksave_buffer(ready.get(), &buffer, &length, "Q", q, "lossless", q >= 100, nullptr);
-            break;
-        default: break;
-    }
-    if (status != 0 || !buffer) {
-        g_free(buffer);
-        fail(error, MarqenNativeImageErrorEncodeFailed,
-             "The image could not be encoded as " + formatDisplayName(format) + ": " + vips_support::takeErrorText() + ".");
+    g_object_unref(target);
+    if (result.empty()) {
+        fail(error, MarqenNativeImageErrorEncodeFailed, "The " + formatDisplayName(format) + " encoder produced nothing.");
         return std::nullopt;
     }
-    std::vector<uint8_t> result(static_cast<uint8_t *>(buffer), static_cast<uint8_t *>(buffer) + length);
-    g_free(buffer);
     if (format == MarqenImageFormat::JPEG2000) result = MarqenJP2WithResolution(result, options.dpiWidth, options.dpiHeight);
     return result;
 }
 
 bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::path &path, MarqenImageFormat format,
                             const MarqenImageEncodeOptions &options, MarqenError *error) {
-    auto encoded = MarqenImageEncode(image, format, options, error);
-    if (!encoded) return false;
-    std::random_device random;
-    std::filesystem::path temporary = path;
-    temporary += ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(random());
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out.write(reinterpret_cast<const char *>(encoded->data()), static_cast<std::streamsize>(encoded->size()));
-        out.close();
-        if (!out) {
-            std::error_code ignored;
-            std::filesystem::remove(temporary, ignored);
-            return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ".");
-        }
+    if (format == MarqenImageFormat::BMP || format == MarqenImageFormat::JPEG2000 || format == MarqenImageFormat::Unknown) {
+        auto encoded = MarqenImageEncode(image, format, options, error);
+        return encoded && writeBytes(*encoded, path, error);
     }
-    std::error_code ec;
-    std::filesystem::rename(temporary, path, ec);
-    if (ec) {
+    // Stream straight into the temporary file: no second copy of the encoded bytes in memory.
+    std::vector<uint8_t> samples;
+    ImageHandle ready;
+    if (!prepareForSaving(image, format, options, &samples, &ready, error)) return false;
+    std::filesystem::path temporary = temporaryPathBeside(path);
+    int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0) {
+        return fail(error, MarqenNativeImageErrorFileAccess,
+                    "Cannot write " + path.string() + ": " + std::strerror(errno) + ".");
+    }
+    VipsTarget *target = vips_target_new_to_descriptor(descriptor);
+    bool saved = target && saveToTarget(ready.get(), format, options, target, error);
+    if (target) g_object_unref(target);
+    bool closed = ::close(descriptor) == 0;
+    if (!saved || !closed) {
         std::error_code ignored;
         std::filesystem::remove(temporary, ignored);
-        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ": " + ec.message() + ".");
+        return saved ? fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ".") : false;
     }
-    return true;
+    return moveIntoPlace(temporary, path, error);
 }
 
 }  // namespace marqen
