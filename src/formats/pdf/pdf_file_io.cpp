@@ -81,8 +81,15 @@ std::optional<std::string> MarqenPDFReadFile(const std::string &path, MarqenPDFS
     std::string data(size_t(info.st_size), '\0');
     size_t filled = 0;
     for (;;) {
-        if (filled == data.size()) data.resize(data.size() + 65536);  // the file grew while being read
-        ssize_t count = ::read(fd, data.data() + filled, data.size() - filled);
+        ssize_t count;
+        if (filled < data.size()) {
+            count = ::read(fd, data.data() + filled, data.size() - filled);
+        } else {
+            // The file grew while being read: take the rest in pieces (the expected size needs no copy).
+            char more[65536];
+            count = ::read(fd, more, sizeof more);
+            if (count > 0) data.append(more, size_t(count));
+        }
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             marqenLog("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
