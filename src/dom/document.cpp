@@ -2,11 +2,15 @@
 
 #include <algorithm>
 
+#include "dom/bitmap.h"
 #include "dom/exceptions.h"
 #include "dom/node_class.h"
 #include "dom/notifications.h"
 #include "dom/resource_coordinator.h"
+#include "dom/text.h"
+#include "foundation/geometry_functions.h"
 #include "foundation/notification_center.h"
+#include "foundation/log.h"
 #include "foundation/queues.h"
 #include "foundation/undo_manager.h"
 #include "foundation/uuid.h"
@@ -452,6 +456,96 @@ std::vector<MarqenDOMNodePtr> MarqenDOMDocument::allNodesOfClass(const std::stri
         return true;
     });
     return found;
+}
+
+std::vector<std::shared_ptr<MarqenDOMBitmap>> MarqenDOMDocument::allBitmaps() const {
+    std::vector<std::shared_ptr<MarqenDOMBitmap>> bitmaps;
+    for (const auto &node : allNodesOfClass("MarqenDOMBitmap"))
+        if (auto bitmap = std::dynamic_pointer_cast<MarqenDOMBitmap>(node)) bitmaps.push_back(bitmap);
+    return bitmaps;
+}
+
+std::vector<std::string> MarqenDOMDocument::textStrings() const {
+    std::vector<std::string> strings;
+    for (const auto &node : allTextElements())
+        if (auto text = std::dynamic_pointer_cast<MarqenDOMText>(node); text && text->text())
+            strings.push_back(*text->text());
+    return strings;
+}
+
+std::vector<std::string> MarqenDOMDocument::resourceURIs() const {
+    std::vector<std::string> uris;
+    for (const auto &bitmap : allBitmaps())
+        if (!bitmap->isAdjustment() && !bitmap->uri().empty()) uris.push_back(bitmap->uri());
+    return uris;
+}
+
+bool MarqenDOMDocument::hasVisibleElements() const {
+    bool found = false;
+    const_cast<MarqenDOMDocument *>(this)->acceptVisitor([&](MarqenDOMNode &node) {
+        if (found) return false;
+        found = node.isKindOfClass("MarqenDOMBitmap") || node.isKindOfClass("MarqenDOMVector") ||
+                node.isKindOfClass("MarqenDOMText") || node.isKindOfClass("MarqenDOMStamp");
+        return !found;
+    });
+    return found;
+}
+
+std::optional<unsigned long> MarqenDOMDocument::preferredImageProfile() const {
+    auto layer = backgroundLayer();
+    auto primary = layer ? layer->primaryBitmap() : nullptr;
+    if (!primary || !primary->hasImageProfile()) return std::nullopt;
+    return primary->imageProfile();
+}
+
+std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocument::addBackgroundImage(const MarqenImageRef &image,
+                                                                       unsigned long profile,
+                                                                       const MarqenJSON &imageProperties) {
+    return addBitmapNode(image, profile, imageProperties, frame_, false);
+}
+
+std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocument::addAdjustmentImage(const MarqenImageRef &image, CGRect frame) {
+    return addBitmapNode(image, MarqenImageProfileNone, MarqenJSON::object(), frame, true);
+}
+
+std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocument::addBitmapNode(const MarqenImageRef &image, unsigned long profile,
+                                                                  const MarqenJSON &imageProperties, CGRect frame,
+                                                                  bool isAdjustment) {
+    auto bitmap = MarqenDOMBitmap::create();
+    bitmap->setFrameQuietly(frame);
+    bitmap->setImageProfile(profile);
+    bitmap->setImageProperties(imageProperties);
+    bitmap->setAdjustment(isAdjustment);
+    bitmap->setImage(image);
+    bitmap->setDisplayImage(image);
+    addNode(bitmap);
+    // The opacity test reads every pixel: done on the queue, before anyone needs it.
+    std::weak_ptr<MarqenDOMBitmap> weak = bitmap;
+    addOperation([weak] {
+        if (auto prepared = weak.lock()) prepared->isOpaque();
+    });
+    return bitmap;
+}
+
+void MarqenDOMDocument::applyAdjustments() {
+    for (const auto &layer : allLayerElements()) {
+        MarqenError error;
+        if (!std::static_pointer_cast<MarqenDOMLayer>(layer)->applyAdjustments(&error))
+            marqenLog("ERROR: Unable to apply adjustments: " + error.description());
+    }
+}
+
+void MarqenDOMDocument::resizeToSize(CGSize size) {
+    if (size.width == 0 || size.height == 0 || size == frame_.size || frame_.size.width == 0) return;
+    CGFloat s = CGSizeScaleAspectFit(frame_.size, size).width / frame_.size.width;
+    if (!std::isfinite(s) || s <= 0) return;
+    CGAffineTransform t = CGAffineTransformMakeScale(s, s);
+    for (const auto &child : children()) child->applyResizeTransform(t, size);
+    CGRect scaled = CGRectApplyAffineTransform(frame_, t);
+    // The integral size wins over the rounding error of the scale.
+    if (std::fabs(scaled.size.width - size.width) < 1 && std::fabs(scaled.size.height - size.height) < 1)
+        scaled.size = size;
+    setFrame(scaled);
 }
 
 void MarqenDOMDocument::upgradeParagraphTextNodesToRespectColorAndFont() {

@@ -11,6 +11,7 @@
 
 #include "dom/layer.h"
 #include "dom/node.h"
+#include "platform/image.h"
 
 namespace marqen {
 
@@ -18,6 +19,7 @@ class MarqenPDFPage;
 class SerialQueue;
 class UndoManager;
 class MarqenDOMDocumentResourceCoordinator;
+class MarqenDOMBitmap;
 
 class MarqenDOMDocument : public MarqenDOMNode {
 public:
@@ -102,6 +104,9 @@ public:
     void setUndoManager(std::shared_ptr<UndoManager> undoManager);
 
     MarqenDOMDocumentResourceCoordinator *resourceCoordinator() const;
+    std::shared_ptr<MarqenDOMDocumentResourceCoordinator> resourceCoordinatorShared() const {
+        return resourceCoordinator_.lock();
+    }
     void setResourceCoordinator(const std::shared_ptr<MarqenDOMDocumentResourceCoordinator> &coordinator);
 
     // The serial operation queue (resource loading); created suspended, released when creation ends.
@@ -117,6 +122,31 @@ public:
     std::vector<MarqenDOMNodePtr> allNodesOfClass(const std::string &className) const;
     std::vector<MarqenDOMNodePtr> allLayerElements() const { return allNodesOfClass("MarqenDOMLayer"); }
     std::vector<MarqenDOMNodePtr> allElements() const { return allNodesOfClass("MarqenDOMElement"); }
+    std::vector<std::shared_ptr<MarqenDOMBitmap>> allBitmaps() const;
+    std::vector<MarqenDOMNodePtr> allStampElements() const { return allNodesOfClass("MarqenDOMStamp"); }
+    std::vector<MarqenDOMNodePtr> allTextElements() const { return allNodesOfClass("MarqenDOMText"); }
+    std::vector<MarqenDOMNodePtr> allArrowElements() const { return allNodesOfClass("MarqenDOMArrow"); }
+    std::vector<MarqenDOMNodePtr> allVectorElements() const { return allNodesOfClass("MarqenDOMVector"); }
+    // The text of every text node that has one.
+    std::vector<std::string> textStrings() const;
+    // The URI of every bitmap that is not an adjustment.
+    std::vector<std::string> resourceURIs() const;
+    // True as soon as the tree holds a bitmap, a vector kind, a text or a stamp.
+    bool hasVisibleElements() const;
+    // The image profile of the background's primary bitmap; none when it has none (a lossless document).
+    std::optional<unsigned long> preferredImageProfile() const;
+
+    // Bitmaps for images: each lands in the layer chosen by layerForNode (the background layer).
+    // The background image covers the document's frame.
+    std::shared_ptr<MarqenDOMBitmap> addBackgroundImage(const MarqenImageRef &image, unsigned long profile,
+                                                        const MarqenJSON &imageProperties);
+    std::shared_ptr<MarqenDOMBitmap> addAdjustmentImage(const MarqenImageRef &image, CGRect frame);
+    std::shared_ptr<MarqenDOMBitmap> addBitmapNode(const MarqenImageRef &image, unsigned long profile,
+                                                   const MarqenJSON &imageProperties, CGRect frame, bool isAdjustment);
+    // Merges each layer's adjustment bitmaps into its primary bitmap.
+    void applyAdjustments();
+    // Scales everything uniformly to fit size (aspect kept), resampling the background to size.
+    void resizeToSize(CGSize size);
     // Converts paragraph texts of documents written before version 1.2.
     void upgradeParagraphTextNodesToRespectColorAndFont();
 

@@ -20,7 +20,7 @@ public:
     const std::shared_ptr<MarqenDOMStyle> &style() const { return style_; }
     // Only a different style object counts as a change; styles are shared, not duplicated.
     virtual void setStyle(const std::shared_ptr<MarqenDOMStyle> &style);
-    const std::optional<MarqenDOMColor> &toolColor() const { return toolColor_; }
+    virtual const std::optional<MarqenDOMColor> &toolColor() const { return toolColor_; }
     virtual void setToolColor(const std::optional<MarqenDOMColor> &color);
 
     // The element's editable geometry as one value (for widgets and undo); nothing in the base.

@@ -1,5 +1,7 @@
 #include "dom/layer.h"
 
+#include "dom/bitmap.h"
+#include "dom/document.h"
 #include "dom/node_class.h"
 
 namespace marqen {
@@ -32,6 +34,38 @@ std::vector<MarqenDOMNodePtr> MarqenDOMLayer::allAdjustmentElements() {
         return true;
     });
     return found;
+}
+
+std::shared_ptr<MarqenDOMBitmap> MarqenDOMLayer::primaryBitmap() const {
+    for (const auto &child : children())
+        if (auto bitmap = std::dynamic_pointer_cast<MarqenDOMBitmap>(child); bitmap && !bitmap->isAdjustment())
+            return bitmap;
+    return nullptr;
+}
+
+bool MarqenDOMLayer::applyAdjustments(MarqenError *error) {
+    auto adjustments = allAdjustmentElements();
+    auto primary = primaryBitmap();
+    if (adjustments.empty() || !primary) return true;
+    std::vector<std::shared_ptr<MarqenDOMBitmap>> bitmaps;
+    CGRect frame = primary->frame();
+    for (const auto &node : adjustments) {
+        if (auto bitmap = std::dynamic_pointer_cast<MarqenDOMBitmap>(node)) {
+            bitmaps.push_back(bitmap);
+            frame = CGRectUnion(frame, bitmap->frame());
+        }
+    }
+    postWillChange();
+    bool merged = primary->mergeBitmaps(bitmaps, frame, error);
+    if (merged) {
+        // The renderer may be reading the tree: remove under the document's lock.
+        auto document = this->document();
+        std::unique_lock<std::recursive_mutex> lock;
+        if (document) lock = std::unique_lock(document->lock());
+        for (const auto &bitmap : bitmaps) bitmap->removeFromParent();
+    }
+    postDidChange();
+    return merged;
 }
 
 void MarqenDOMLayer::initWithDictionary(const MarqenJSON &dictionary) {

@@ -7,6 +7,8 @@
 
 namespace marqen {
 
+class MarqenDOMBitmap;
+
 inline constexpr const char *MarqenDOMLayerIdBackground = "__background__";
 inline constexpr const char *MarqenDOMLayerIdAnnotation = "__annotation__";
 inline constexpr const char *MarqenDOMLayerIdText = "__text__";
@@ -29,6 +31,11 @@ public:
     void applyResizeTransform(const CGAffineTransform &t, CGSize integralDocumentSize) override;
     // Every adjustment node in the layer's subtree, the layer itself included when it is one.
     std::vector<MarqenDOMNodePtr> allAdjustmentElements();
+    // The first child that is a bitmap and not an adjustment.
+    std::shared_ptr<MarqenDOMBitmap> primaryBitmap() const;
+    // Merges the adjustment bitmaps into the primary bitmap (over the union of their frames) and
+    // removes them. False (with *error) when the merge fails; the adjustments then stay.
+    bool applyAdjustments(MarqenError *error = nullptr);
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
     MarqenJSON dictionaryRepresentation() const override;

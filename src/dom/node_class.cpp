@@ -2,8 +2,11 @@
 
 #include <map>
 
+#include "dom/bitmap.h"
 #include "dom/document.h"
 #include "dom/layer.h"
+#include "dom/stamp.h"
+#include "dom/text.h"
 
 namespace marqen {
 
@@ -15,6 +18,11 @@ std::map<std::string, const MarqenDOMNodeClass *> buildTypeMap() {
     for (const MarqenDOMNodeClass *cls : {&MarqenDOMDocument::classDescriptor(), &MarqenDOMLayer::classDescriptor()})
         map[cls->jsonTypePath] = cls;
     map["com.brondale.marqen.element.type.layer"] = &MarqenDOMLayer::classDescriptor();
+    for (const MarqenDOMNodeClass *cls : {&MarqenDOMBitmap::classDescriptor(), &MarqenDOMStamp::classDescriptor(),
+                                          &MarqenDOMText::classDescriptor()})
+        map[cls->jsonTypePath] = cls;
+    map["com.brondale.marqen.element.type.bitmap"] = &MarqenDOMBitmap::classDescriptor();
+    map["com.brondale.marqen.element.type.text"] = &MarqenDOMText::classDescriptor();
     return map;
 }
 

@@ -1,0 +1,458 @@
+#include "dom/bitmap.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+
+#include "dom/bitmap_pixels.h"
+#include "dom/document.h"
+#include "dom/node_class.h"
+#include "dom/notifications.h"
+#include "dom/resource_coordinator.h"
+#include "foundation/log.h"
+#include "foundation/uuid.h"
+#include "foundation/value_encoding.h"
+#include "platform/image_io.h"
+#include "platform/image_resample.h"
+
+namespace marqen {
+
+namespace {
+
+std::string lowercase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
+std::string fileURLString(const std::filesystem::path &path) {
+    return path.empty() ? std::string("(null)") : "file://" + path.string();
+}
+
+bool fail(MarqenError *error, long code, const std::string &description) {
+    return marqenFail(error, MarqenDOMDocumentResourceCoordinatorErrorDomain, code, description);
+}
+
+// The properties a file's header gives, in the dictionary form the element keeps.
+MarqenJSON propertiesOfFile(const std::filesystem::path &path) {
+    MarqenImageProperties properties;
+    if (!MarqenImageCopyPropertiesFromFile(path, &properties)) return MarqenJSON::object();
+    return properties.dictionary;
+}
+
+// Pixels per document unit across and down, for an image shown over frame.
+CGSize pixelDensity(const CGRect &visible, const CGRect &frame) {
+    CGFloat w = CGRectGetWidth(frame), h = CGRectGetHeight(frame);
+    return CGSizeMake(w > 0 ? visible.size.width / w : 1, h > 0 ? visible.size.height / h : 1);
+}
+
+int pixelCount(CGFloat value) { return std::max(1, static_cast<int>(std::lround(value))); }
+
+}  // namespace
+
+const MarqenDOMNodeClass &MarqenDOMBitmap::classDescriptor() {
+    static const MarqenDOMNodeClass descriptor{"MarqenDOMBitmap", "Bitmap", [] { return create(); }, nullptr,
+                                               &MarqenDOMElement::classDescriptor};
+    return descriptor;
+}
+
+// Common initialisation: a fresh URI, and a reload whenever the own document changes its coordinator.
+MarqenDOMBitmap::MarqenDOMBitmap() : uri_(marqenDOMBitmapCreateUri()) {
+    coordinatorObserver_ = NotificationCenter::defaultCenter().addObserver(
+        MarqenDOMDocumentResourceCoordinatorDidChange, nullptr, [this](const Notification &notification) {
+            auto document = this->document();
+            if (document && notification.object == document.get()) reloadWithResourceCoordinator();
+        });
+}
+
+MarqenDOMBitmap::~MarqenDOMBitmap() { coordinatorObserver_.reset(); }
+
+std::shared_ptr<MarqenDOMBitmap> MarqenDOMBitmap::create() { return MarqenMakeNode<MarqenDOMBitmap>(); }
+
+std::shared_ptr<MarqenDOMBitmap> MarqenDOMBitmap::fromDictionary(const MarqenJSON &dictionary) {
+    auto bitmap = create();
+    bitmap->initWithDictionary(dictionary);
+    return bitmap;
+}
+
+std::string MarqenDOMBitmap::marqenDOMBitmapCreateUri() {
+    return MarqenDOMBitmapURIPrefix + lowercase(marqen_stringWithNewUUID());
+}
+
+// MARK: Stored values
+
+std::string MarqenDOMBitmap::uri() const {
+    std::lock_guard lock(imageMutex_);
+    return uri_;
+}
+
+void MarqenDOMBitmap::setURIQuietly(const std::string &uri) {
+    std::lock_guard lock(imageMutex_);
+    uri_ = uri;
+}
+
+void MarqenDOMBitmap::setUri(const std::optional<std::string> &uri) {
+    if (!uri || *uri == this->uri()) return;
+    std::string old = this->uri();
+    CGRect oldBounds = contentBounds();
+    postWillChange();
+    setURIQuietly(*uri);
+    postDidChange();
+    postContentBoundsDidChange(oldBounds);
+    markDocumentNeedsSave();
+    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setUri(old); });
+    reloadWithResourceCoordinator();
+}
+
+MarqenImageRef MarqenDOMBitmap::image() const {
+    std::lock_guard lock(imageMutex_);
+    return image_;
+}
+
+MarqenImageRef MarqenDOMBitmap::displayImage() const {
+    std::lock_guard lock(imageMutex_);
+    return displayImage_;
+}
+
+MarqenJSON MarqenDOMBitmap::imageProperties() const {
+    std::lock_guard lock(imageMutex_);
+    return imageProperties_;
+}
+
+void MarqenDOMBitmap::setImageProperties(const MarqenJSON &properties) {
+    std::lock_guard lock(imageMutex_);
+    imageProperties_ = properties.is_object() ? properties : MarqenJSON::object();
+}
+
+void MarqenDOMBitmap::setImage(const MarqenImageRef &image) {
+    postWillChange();
+    {
+        std::lock_guard lock(imageMutex_);
+        image_ = image;
+        isOpaque_.reset();
+    }
+    postDidChange();
+}
+
+void MarqenDOMBitmap::setDisplayImage(const MarqenImageRef &image) {
+    std::lock_guard lock(imageMutex_);
+    displayImage_ = image;
+}
+
+void MarqenDOMBitmap::setImageStorage(const MarqenImageRef &image, const MarqenImageRef &displayImage,
+                                      const MarqenJSON &properties) {
+    setDisplayImage(displayImage);
+    setImage(image);
+    setImageProperties(properties);
+}
+
+void MarqenDOMBitmap::setImageProfile(unsigned long profile) {
+    if (profile == imageProfile_) return;
+    unsigned long old = imageProfile_;
+    postWillChange();
+    imageProfile_ = profile;
+    postDidChange();
+    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setImageProfile(old); });
+    markDocumentNeedsSave();
+}
+
+void MarqenDOMBitmap::setFrame(CGRect frame) {
+    if (frame == frame_) return;
+    CGRect old = frame_;
+    postWillChange();
+    frame_ = frame;
+    postDidChange();
+    postContentBoundsDidChange(old);
+    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setFrame(old); });
+    markDocumentNeedsSave();
+}
+
+void MarqenDOMBitmap::setCropRect(CGRect rect) {
+    if (rect == cropRect_) return;
+    CGRect old = cropRect_;
+    postWillChange();
+    cropRect_ = rect;
+    postDidChange();
+    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setCropRect(old); });
+    markDocumentNeedsSave();
+}
+
+void MarqenDOMBitmap::setContentMode(unsigned long mode) {
+    if (mode == contentMode_) return;
+    unsigned long old = contentMode_;
+    postWillChange();
+    contentMode_ = mode;
+    postDidChange();
+    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setContentMode(old); });
+    markDocumentNeedsSave();
+}
+
+bool MarqenDOMBitmap::isOpaque() const {
+    std::lock_guard lock(imageMutex_);
+    if (!isOpaque_) {
+        if (!image_) return false;
+        isOpaque_ = MarqenImageIsOpaqueByDigest(*image_);
+    }
+    return *isOpaque_;
+}
+
+CGRect MarqenDOMBitmap::visiblePixelRect() const {
+    auto image = this->image();
+    if (!image) return CGRectZero;
+    CGRect whole = CGRectMake(0, 0, image->width(), image->height());
+    if (CGRectIsEmpty(cropRect_)) return whole;
+    CGRect visible = CGRectIntersection(CGRectStandardize(cropRect_), whole);
+    return CGRectIsNull(visible) || CGRectIsEmpty(visible) ? whole : visible;
+}
+
+// MARK: Loading and saving
+
+void MarqenDOMBitmap::reloadWithResourceCoordinator() {
+    auto document = this->document();
+    if (!document) return;
+    auto coordinator = document->resourceCoordinatorShared();
+    if (!coordinator) return;
+    std::weak_ptr<MarqenDOMNode> weakSelf = weak_from_this();
+    coordinator->loadResourceWithURI(uri(), [weakSelf](const std::filesystem::path &fileURL, const std::string &uri,
+                                                       const std::optional<MarqenError> &error) {
+        auto self = std::static_pointer_cast<MarqenDOMBitmap>(weakSelf.lock());
+        if (!self) return;
+        if (error) {
+            marqenLog("ERROR: Unable to load resource with URI " + self->uri() + " from URL " + uri + " : " +
+                      error->description());
+            return;
+        }
+        MarqenJSON properties = propertiesOfFile(fileURL);
+        MarqenImageRef image = MarqenImageDecodeFile(fileURL);
+        if (!image) {
+            marqenLog("ERROR: Unable to load resource with URI " + self->uri() + " from URL " + fileURLString(fileURL));
+            return;
+        }
+        self->setImageStorage(image, image, properties);
+        self->setURIQuietly(uri);
+    });
+}
+
+std::optional<MarqenError> MarqenDOMBitmap::prepareForSaveSynchronous() {
+    auto document = this->document();
+    auto coordinator = document ? document->resourceCoordinatorShared() : nullptr;
+    if (!coordinator) return std::nullopt;
+    std::optional<MarqenError> kept;
+    {
+        std::lock_guard save(normalizationMutex_);
+        coordinator->storeResourceWithURI(uri(), image(), imageProfile_, imageProperties(),
+                                          [&kept](const std::filesystem::path &, const std::string &,
+                                                  const std::optional<MarqenError> &error) {
+                                              if (error) kept = error;
+                                          });
+    }
+    reloadWithResourceCoordinator();
+    return kept;
+}
+
+// MARK: Pixel edits
+
+bool MarqenDOMBitmap::storeNewImage(const MarqenImageRef &image, const char *action, MarqenError *error) {
+    auto document = this->document();
+    auto coordinator = document ? document->resourceCoordinatorShared() : nullptr;
+    if (!coordinator)
+        return fail(error, MarqenResourceErrorWriteFailed, std::string("Cannot ") + action + ": no resource coordinator");
+    std::string newUri = marqenDOMBitmapCreateUri();
+    std::optional<MarqenError> stored;
+    bool completed = false;
+    coordinator->storeResourceWithURI(newUri, image, imageProfile_, imageProperties(),
+                                      [&](const std::filesystem::path &, const std::string &,
+                                          const std::optional<MarqenError> &storeError) {
+                                          stored = storeError;
+                                          completed = true;
+                                      });
+    if (!completed) return fail(error, MarqenResourceErrorWriteFailed, std::string("Cannot ") + action + ": the store did not finish");
+    if (stored) {
+        if (error) *error = *stored;
+        return false;
+    }
+    // The new pixels are in memory already; the reload that setUri starts replaces them with the stored file.
+    setImageStorage(image, image, imageProperties());
+    setUri(newUri);
+    return true;
+}
+
+bool MarqenDOMBitmap::replaceImageWithCropRect(CGRect rect, MarqenError *error) {
+    auto image = this->image();
+    if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot crop: the bitmap has no image");
+    MarqenImageRef cropped = MarqenImageCrop(*image, rect, error);
+    if (!cropped) return false;
+    return storeNewImage(cropped, "crop", error);
+}
+
+bool MarqenDOMBitmap::replaceImageByApplyingTransform(const CGAffineTransform &t, MarqenError *error) {
+    auto image = this->image();
+    if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot transform: the bitmap has no image");
+    CGRect visible = visiblePixelRect();
+    CGSize density = pixelDensity(visible, frame_);
+    CGRect newFrame = CGRectApplyAffineTransform(frame_, t);
+    // Image pixels → document units, the transform, then document units → new image pixels (same density).
+    CGAffineTransform toModel = CGAffineTransformMakeTranslation(frame_.origin.x, frame_.origin.y);
+    toModel = CGAffineTransformScale(toModel, 1 / density.width, 1 / density.height);
+    toModel = CGAffineTransformTranslate(toModel, -visible.origin.x, -visible.origin.y);
+    CGAffineTransform toPixels = CGAffineTransformMakeScale(density.width, density.height);
+    toPixels = CGAffineTransformTranslate(toPixels, -newFrame.origin.x, -newFrame.origin.y);
+    CGAffineTransform pixels = CGAffineTransformConcat(CGAffineTransformConcat(toModel, t), toPixels);
+    CGRect area = CGRectMake(0, 0, pixelCount(newFrame.size.width * density.width),
+                             pixelCount(newFrame.size.height * density.height));
+    MarqenImageRef part = MarqenImageCrop(*image, visible, error);
+    if (!part) return false;
+    pixels = CGAffineTransformConcat(CGAffineTransformMakeTranslation(visible.origin.x, visible.origin.y), pixels);
+    MarqenImageRef transformed = MarqenImageApplyAffineTransform(*part, pixels, area, error);
+    if (!transformed) return false;
+    if (!storeNewImage(transformed, "transform", error)) return false;
+    setCropRect(CGRectZero);
+    setFrame(newFrame);
+    return true;
+}
+
+bool MarqenDOMBitmap::rotate90Degrees(bool clockwise, MarqenError *error) {
+    auto image = this->image();
+    if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot rotate: the bitmap has no image");
+    MarqenImageRef rotated = MarqenImageRotateQuarterTurns(*image, clockwise ? 1 : -1, error);
+    if (!rotated) return false;
+    CGRect crop = cropRect_;
+    if (!CGRectIsEmpty(crop)) {
+        crop = CGRectStandardize(crop);
+        // The crop turns with the pixels: clockwise, (x, y) of the old image goes to (h − y, x).
+        CGFloat h = image->height(), w = image->width();
+        crop = clockwise ? CGRectMake(h - CGRectGetMaxY(crop), crop.origin.x, crop.size.height, crop.size.width)
+                         : CGRectMake(crop.origin.y, w - CGRectGetMaxX(crop), crop.size.height, crop.size.width);
+    }
+    if (!storeNewImage(rotated, "rotate", error)) return false;
+    setCropRect(crop);
+    CGPoint centre = CGPointMake(CGRectGetMidX(frame_), CGRectGetMidY(frame_));
+    setFrame(CGRectMake(centre.x - frame_.size.height / 2, centre.y - frame_.size.width / 2, frame_.size.height,
+                        frame_.size.width));
+    return true;
+}
+
+bool MarqenDOMBitmap::mergeBitmaps(const std::vector<std::shared_ptr<MarqenDOMBitmap>> &bitmaps, CGRect frame,
+                                   MarqenError *error) {
+    auto image = this->image();
+    if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot merge: the bitmap has no image");
+    frame = CGRectStandardize(frame);
+    CGSize density = pixelDensity(visiblePixelRect(), frame_);
+    int width = pixelCount(frame.size.width * density.width), height = pixelCount(frame.size.height * density.height);
+    MarqenImageRef merged = MarqenImage::create(width, height, error);
+    if (!merged) return false;
+    auto place = [&](const MarqenDOMBitmap &bitmap) -> bool {
+        auto source = bitmap.image();
+        if (!source) return true;  // a bitmap still without pixels adds nothing
+        CGRect target = bitmap.frame();
+        CGRect inPixels = CGRectMake((target.origin.x - frame.origin.x) * density.width,
+                                     (target.origin.y - frame.origin.y) * density.height,
+                                     target.size.width * density.width, target.size.height * density.height);
+        return MarqenImageDrawImageInRect(*merged, *source, bitmap.visiblePixelRect(), inPixels, error);
+    };
+    if (!place(*this)) return false;
+    for (const auto &bitmap : bitmaps)
+        if (bitmap && bitmap.get() != this && !place(*bitmap)) return false;
+    if (!storeNewImage(merged, "merge", error)) return false;
+    setCropRect(CGRectZero);
+    setFrame(frame);
+    return true;
+}
+
+void MarqenDOMBitmap::applyResizeTransform(const CGAffineTransform &t, CGSize integralDocumentSize) {
+    CGRect newFrame = CGRectApplyAffineTransform(frame_, t);
+    // A bitmap that filled the document fills the resized one exactly.
+    CGRect document = CGRectMake(0, 0, integralDocumentSize.width, integralDocumentSize.height);
+    if (std::fabs(newFrame.origin.x) < 1 && std::fabs(newFrame.origin.y) < 1 &&
+        std::fabs(newFrame.size.width - document.size.width) < 1 &&
+        std::fabs(newFrame.size.height - document.size.height) < 1)
+        newFrame = document;
+    auto image = this->image();
+    if (image && !CGRectIsEmpty(frame_)) {
+        CGRect visible = visiblePixelRect();
+        int width = pixelCount(visible.size.width * newFrame.size.width / frame_.size.width);
+        int height = pixelCount(visible.size.height * newFrame.size.height / frame_.size.height);
+        if (width != static_cast<int>(visible.size.width) || height != static_cast<int>(visible.size.height)) {
+            MarqenError error;
+            MarqenImageRef part = MarqenImageCrop(*image, visible, &error);
+            MarqenImageRef resized = part ? MarqenImageResize(*part, width, height, &error) : nullptr;
+            if (!resized || !storeNewImage(resized, "resize", &error)) {
+                marqenLog("ERROR: Unable to resize bitmap with URI " + uri() + " : " + error.description());
+            } else {
+                setCropRect(CGRectZero);
+            }
+        }
+    }
+    setFrame(newFrame);
+}
+
+void MarqenDOMBitmap::applyTransform(const CGAffineTransform &t) {
+    if (t.b == 0 && t.c == 0 && t.a > 0 && t.d > 0) {
+        setFrame(CGRectApplyAffineTransform(frame_, t));
+        return;
+    }
+    MarqenError error;
+    if (!replaceImageByApplyingTransform(t, &error)) {
+        // Without pixels to turn, the frame still follows.
+        if (!image()) {
+            setFrame(CGRectApplyAffineTransform(frame_, t));
+            return;
+        }
+        marqenLog("ERROR: Unable to transform bitmap with URI " + uri() + " : " + error.description());
+    }
+}
+
+void MarqenDOMBitmap::translate(CGPoint delta) { setFrame(CGRectOffset(frame_, delta.x, delta.y)); }
+
+MarqenDOMNodePtr MarqenDOMBitmap::hitTestWithPoint(CGPoint point) {
+    return CGRectContainsPoint(frame_, point) ? shared_from_this() : nullptr;
+}
+
+MarqenDOMNodePtr MarqenDOMBitmap::hitTestWithPoint(CGPoint point, CGFloat) { return hitTestWithPoint(point); }
+
+MarqenDOMNodePtr MarqenDOMBitmap::hitTestWithRect(CGRect rect) {
+    return CGRectIntersectsRect(frame_, rect) ? shared_from_this() : nullptr;
+}
+
+void MarqenDOMBitmap::setDocument(const std::shared_ptr<MarqenDOMDocument> &document) {
+    auto old = this->document();
+    MarqenDOMElement::setDocument(document);
+    // Joining a document with a coordinator loads the pixels, unless they are here already.
+    if (document && document != old && !image()) reloadWithResourceCoordinator();
+}
+
+// MARK: JSON
+
+void MarqenDOMBitmap::initWithDictionary(const MarqenJSON &dictionary) {
+    MarqenDOMElement::initWithDictionary(dictionary);
+    if (const MarqenJSON *frame = marqen_objectForKey(dictionary, "frame")) frame_ = CGRectFromNSDictionary(*frame);
+    if (const MarqenJSON *crop = marqen_objectForKey(dictionary, "cropRect")) cropRect_ = CGRectFromNSDictionary(*crop);
+    if (auto mode = marqen_numberForKey(dictionary, "contentMode"); mode && *mode >= 0 && *mode < 4294967296.0)
+        contentMode_ = static_cast<unsigned long>(*mode);
+    if (auto uri = marqen_stringForKey(dictionary, "uri")) setUri(lowercase(*uri));
+    if (auto profile = marqen_numberForKey(dictionary, "imageProfile"); profile && *profile >= 0 && *profile < 1e18)
+        imageProfile_ = static_cast<unsigned long>(*profile);
+}
+
+MarqenJSON MarqenDOMBitmap::dictionaryRepresentation() const {
+    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
+    if (!CGRectIsEmpty(frame_)) dictionary["frame"] = NSDictionaryFromCGRect(frame_);
+    if (!CGRectIsEmpty(cropRect_)) dictionary["cropRect"] = NSDictionaryFromCGRect(cropRect_);
+    if (contentMode_ != 0) dictionary["contentMode"] = contentMode_;
+    std::string uri = this->uri();
+    if (!uri.empty()) dictionary["uri"] = uri;
+    dictionary["imageProfile"] = imageProfile_;
+    return dictionary;
+}
+
+void MarqenDOMBitmap::copyStateTo(MarqenDOMNode &target) const {
+    MarqenDOMElement::copyStateTo(target);
+    auto &copy = static_cast<MarqenDOMBitmap &>(target);
+    copy.setURIQuietly(uri());
+    copy.setImageStorage(image(), displayImage(), imageProperties());
+    copy.imageProfile_ = imageProfile_;
+    copy.frame_ = frame_;
+    copy.cropRect_ = cropRect_;
+    copy.contentMode_ = contentMode_;
+}
+
+}  // namespace marqen

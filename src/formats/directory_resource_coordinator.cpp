@@ -1,0 +1,161 @@
+#include "formats/directory_resource_coordinator.h"
+
+#include <algorithm>
+#include <cctype>
+#include <regex>
+
+#include "foundation/log.h"
+#include "platform/image_io.h"
+
+namespace marqen {
+
+namespace {
+
+constexpr const char *kScheme = "marqen+uuid:";
+
+std::string lowercase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
+bool fail(MarqenError *error, long code, const std::string &description) {
+    return marqenFail(error, MarqenDOMDocumentResourceCoordinatorErrorDomain, code, description);
+}
+
+const std::regex &resourceNamePattern() {
+    static const std::regex pattern("^[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}(\\.[a-z0-9]{1,10})?$");
+    return pattern;
+}
+
+MarqenImageFormat formatForProfile(unsigned long profile) {
+    switch (profile) {
+        case MarqenImageProfileJPEG: return MarqenImageFormat::JPEG;
+        case MarqenImageProfileHEIC: return MarqenImageFormat::HEIC;
+        default: return MarqenImageFormat::PNG;
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<MarqenDirectoryResourceCoordinator> MarqenDirectoryResourceCoordinator::create(
+    const std::filesystem::path &directory, MarqenError *error) {
+    std::error_code code;
+    auto canonical = std::filesystem::canonical(directory, code);
+    if (code || !std::filesystem::is_directory(canonical, code)) {
+        fail(error, MarqenResourceErrorNotFound, "Not a resources directory: " + directory.string());
+        return nullptr;
+    }
+    return std::shared_ptr<MarqenDirectoryResourceCoordinator>(new MarqenDirectoryResourceCoordinator(canonical));
+}
+
+std::optional<std::string> MarqenDirectoryResourceCoordinator::fileNameForURI(const std::string &uri) {
+    if (uri.size() <= std::string(kScheme).size() || lowercase(uri.substr(0, std::string(kScheme).size())) != kScheme)
+        return std::nullopt;
+    std::string path = uri.substr(std::string(kScheme).size());
+    // The path without the leading slashes (and any dots around it), as a bundle reads it.
+    size_t first = path.find_first_not_of("./");
+    size_t last = path.find_last_not_of("./");
+    if (first == std::string::npos) return std::nullopt;
+    std::string name = lowercase(path.substr(first, last - first + 1));
+    if (!std::regex_match(name, resourceNamePattern())) return std::nullopt;
+    return name;
+}
+
+bool MarqenDirectoryResourceCoordinator::isInside(const std::filesystem::path &file) const {
+    std::error_code code;
+    auto resolved = std::filesystem::weakly_canonical(file, code);
+    if (code) return false;
+    auto parent = resolved.parent_path();
+    return parent == directory_;
+}
+
+std::optional<std::filesystem::path> MarqenDirectoryResourceCoordinator::fileForURI(const std::string &uri,
+                                                                                   bool mustExist,
+                                                                                   MarqenError *error) const {
+    auto name = fileNameForURI(uri);
+    if (!name) {
+        marqenLog("Refused resource URI " + uri + ": not a resource UUID URI");
+        fail(error, MarqenResourceErrorInvalidURI, "Not a resource URI: " + uri);
+        return std::nullopt;
+    }
+    std::error_code code;
+    std::filesystem::path file = directory_ / *name;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(file, code))) {
+        // A file stored with its type's extension ("<uuid>.png") answers for the bare UUID.
+        std::optional<std::filesystem::path> found;
+        if (name->find('.') == std::string::npos) {
+            for (const auto &entry : std::filesystem::directory_iterator(directory_, code)) {
+                std::string entryName = entry.path().filename().string();
+                if (entryName.size() > name->size() + 1 && lowercase(entryName.substr(0, name->size() + 1)) == *name + "." &&
+                    std::regex_match(lowercase(entryName), resourceNamePattern())) {
+                    found = entry.path();
+                    break;
+                }
+            }
+        }
+        if (found) file = *found;
+        else if (mustExist) {
+            fail(error, MarqenResourceErrorNotFound, "No resource file for " + uri);
+            return std::nullopt;
+        } else {
+            return file;
+        }
+    }
+    if (!isInside(file)) {
+        marqenLog("Refused resource URI " + uri + ": its file resolves outside " + directory_.string());
+        fail(error, MarqenResourceErrorOutsideStorage, "The resource file for " + uri + " lies outside the resources directory");
+        return std::nullopt;
+    }
+    return file;
+}
+
+void MarqenDirectoryResourceCoordinator::loadResourceWithURI(const std::string &uri, Completion completion) {
+    MarqenError error;
+    auto file = fileForURI(uri, true, &error);
+    if (!file) {
+        completion({}, uri, error);
+        return;
+    }
+    completion(*file, uri, std::nullopt);
+}
+
+void MarqenDirectoryResourceCoordinator::storeResourceWithURI(const std::string &uri, const MarqenImageRef &image,
+                                                              unsigned long profile, const MarqenJSON &imageProperties,
+                                                              Completion completion) {
+    MarqenError error;
+    auto file = fileForURI(uri, false, &error);
+    if (!file) {
+        completion({}, uri, error);
+        return;
+    }
+    std::error_code code;
+    if (!image) {
+        // Nothing new to write: what is stored stays.
+        if (std::filesystem::is_regular_file(*file, code)) {
+            completion(*file, uri, std::nullopt);
+        } else {
+            fail(&error, MarqenResourceErrorNoImage, "No image to store for " + uri);
+            completion({}, uri, error);
+        }
+        return;
+    }
+    MarqenImageEncodeOptions options;
+    auto dpi = [&](const char *key) {
+        const MarqenJSON *value = marqen_objectForKey(imageProperties, key);
+        return value && value->is_number() && value->get<double>() > 0 ? value->get<double>() : 72.0;
+    };
+    options.dpiWidth = dpi(kMarqenImagePropertyDPIWidth);
+    options.dpiHeight = dpi(kMarqenImagePropertyDPIHeight);
+    if (profile == MarqenImageProfileJPEG) options.quality = 0.9;
+    MarqenError writeError;
+    // Written beside the target and renamed over it: a symbolic link in its place is replaced, not followed.
+    if (!MarqenImageWriteToFile(*image, *file, formatForProfile(profile), options, &writeError)) {
+        MarqenError failed;
+        fail(&failed, MarqenResourceErrorWriteFailed, "Unable to store " + uri + ": " + writeError.description());
+        completion({}, uri, failed);
+        return;
+    }
+    completion(*file, uri, std::nullopt);
+}
+
+}  // namespace marqen

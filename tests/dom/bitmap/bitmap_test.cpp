@@ -1,0 +1,314 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "dom/bitmap.h"
+#include "dom/document.h"
+#include "formats/directory_resource_coordinator.h"
+#include "foundation/undo_manager.h"
+#include "platform/image_io.h"
+#include "support/test_support.h"
+
+using namespace marqen;
+using marqen::test::LogCapture;
+using marqen::test::TempDir;
+
+namespace {
+
+// A width × height image of one opaque colour, with an optional transparent pixel.
+MarqenImageRef solidImage(int width, int height, uint32_t argb) {
+    auto image = MarqenImage::create(width, height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) image->setPixelAt(x, y, argb);
+    return image;
+}
+
+std::string uuidOf(const std::string &uri) { return uri.substr(std::string(MarqenDOMBitmapURIPrefix).size()); }
+
+// Counts loads and stores, answering from a directory coordinator.
+class CountingCoordinator : public MarqenDOMDocumentResourceCoordinator {
+public:
+    explicit CountingCoordinator(std::shared_ptr<MarqenDirectoryResourceCoordinator> inner) : inner_(std::move(inner)) {}
+    void loadResourceWithURI(const std::string &uri, Completion completion) override {
+        ++loads;
+        inner_->loadResourceWithURI(uri, std::move(completion));
+    }
+    void storeResourceWithURI(const std::string &uri, const MarqenImageRef &image, unsigned long profile,
+                              const MarqenJSON &properties, Completion completion) override {
+        ++stores;
+        inner_->storeResourceWithURI(uri, image, profile, properties, std::move(completion));
+    }
+    int loads = 0, stores = 0;
+
+private:
+    std::shared_ptr<MarqenDirectoryResourceCoordinator> inner_;
+};
+
+struct BitmapFixture {
+    TempDir directory;
+    std::shared_ptr<MarqenDirectoryResourceCoordinator> files = MarqenDirectoryResourceCoordinator::create(directory.path());
+    std::shared_ptr<CountingCoordinator> coordinator = std::make_shared<CountingCoordinator>(files);
+    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({40, 30}, 1);
+
+    BitmapFixture() { document->setResourceCoordinator(coordinator); }
+
+    // Writes an image as a resource file and returns its URI.
+    std::string storeFile(const MarqenImageRef &image) {
+        std::string uri = MarqenDOMBitmap::marqenDOMBitmapCreateUri();
+        EXPECT_TRUE(MarqenImageWriteToFile(*image, directory / uuidOf(uri), MarqenImageFormat::PNG));
+        return uri;
+    }
+};
+
+}  // namespace
+
+TEST(MarqenDOMBitmapJSON, KeysDefaultsAndLowerCaseURI) {
+    auto bitmap = MarqenDOMBitmap::fromDictionary({{"type", "Bitmap"},
+                                                   {"frame", {{"x", 0}, {"y", 0}, {"width", 40}, {"height", 30}}},
+                                                   {"uri", "MARQEN+UUID:///ABCDEF01-2345-6789-ABCD-EF0123456789"},
+                                                   {"imageProfile", 1},
+                                                   {"cropRect", {{"x", 0}, {"y", 0}, {"width", 0}, {"height", 0}}}});
+    EXPECT_EQ(bitmap->uri(), "marqen+uuid:///abcdef01-2345-6789-abcd-ef0123456789");
+    EXPECT_EQ(bitmap->imageProfile(), 1u);
+    EXPECT_TRUE(bitmap->hasImageProfile());
+    MarqenJSON written = bitmap->dictionaryRepresentation();
+    EXPECT_FALSE(written.contains("cropRect"));
+    EXPECT_FALSE(written.contains("contentMode"));
+    EXPECT_EQ(written["uri"], "marqen+uuid:///abcdef01-2345-6789-abcd-ef0123456789");
+    EXPECT_EQ(written["imageProfile"], 1);
+    EXPECT_EQ(written["frame"]["height"], 30);
+
+    auto fresh = MarqenDOMBitmap::create();
+    EXPECT_EQ(fresh->uri().rfind(MarqenDOMBitmapURIPrefix, 0), 0u);
+    EXPECT_EQ(fresh->uri(), "marqen+uuid:///" + uuidOf(fresh->uri()));
+    EXPECT_NE(fresh->uri(), MarqenDOMBitmap::create()->uri());
+    MarqenJSON freshWritten = fresh->dictionaryRepresentation();
+    EXPECT_EQ(freshWritten["imageProfile"], 0);
+    EXPECT_FALSE(freshWritten.contains("frame"));
+
+    for (const char *type : {"Bitmap", "com.brondale.marqen.element.type.bitmap"})
+        EXPECT_EQ(MarqenDOMNode::nodeWithDictionary({{"type", type}})->className(), "MarqenDOMBitmap");
+}
+
+TEST(MarqenDOMBitmapLoading, SettingTheSameURITwiceLoadsOnceWithOneUndoStep) {
+    BitmapFixture fixture;
+    std::string uri = fixture.storeFile(solidImage(4, 3, 0xFF336699));
+    auto bitmap = MarqenDOMBitmap::create();
+    fixture.document->addNode(bitmap);
+    fixture.document->undoManager()->removeAllActions();
+    int before = fixture.coordinator->loads;
+    bitmap->setUri(uri);
+    bitmap->setUri(uri);
+    EXPECT_EQ(fixture.coordinator->loads, before + 1);
+    EXPECT_EQ(fixture.document->undoManager()->undoCount(), 1u);
+    ASSERT_NE(bitmap->image(), nullptr);
+    EXPECT_EQ(bitmap->image()->width(), 4);
+    EXPECT_EQ(bitmap->image()->pixelAt(1, 1), 0xFF336699u);
+    EXPECT_EQ(bitmap->displayImage(), bitmap->image());
+    EXPECT_EQ(bitmap->imageProperties()["PixelWidth"], 4);
+}
+
+TEST(MarqenDOMBitmapLoading, FailuresAreLoggedAndLeaveNoImage) {
+    BitmapFixture fixture;
+    LogCapture log;
+    auto bitmap = MarqenDOMBitmap::create();
+    fixture.document->addNode(bitmap);
+    std::string missing = "marqen+uuid:///00000000-0000-4000-8000-000000000001";
+    bitmap->setUri(missing);
+    EXPECT_EQ(bitmap->image(), nullptr);
+    ASSERT_FALSE(log.lines().empty());
+    EXPECT_EQ(log.lines().back(), "ERROR: Unable to load resource with URI " + missing + " from URL " + missing +
+                                      " : MarqenDOMDocumentResourceCoordinatorErrorDomain (3): No resource file for " +
+                                      missing);
+
+    std::string broken = "marqen+uuid:///00000000-0000-4000-8000-000000000002";
+    test::writeFile(fixture.directory / uuidOf(broken), "\x89PNG\r\n\x1a\n truncated");
+    bitmap->setUri(broken);
+    EXPECT_EQ(bitmap->image(), nullptr);
+    EXPECT_EQ(log.lines().back(), "ERROR: Unable to load resource with URI " + broken + " from URL file://" +
+                                      (fixture.files->directory() / uuidOf(broken)).string());
+}
+
+TEST(MarqenDOMBitmapLoading, ACoordinatorChangeOfTheOwnDocumentReloads) {
+    BitmapFixture fixture;
+    std::string uri = fixture.storeFile(solidImage(2, 2, 0xFF000000));
+    auto bitmap = MarqenDOMBitmap::create();
+    bitmap->setUri(uri);  // no document yet: nothing loads
+    EXPECT_EQ(bitmap->image(), nullptr);
+    auto other = MarqenDOMDocument::createWithSize({10, 10}, 1);
+    other->addNode(bitmap);
+    EXPECT_EQ(bitmap->image(), nullptr);
+    int before = fixture.coordinator->loads;
+    fixture.document->setResourceCoordinator(fixture.coordinator);  // another document: ignored
+    EXPECT_EQ(fixture.coordinator->loads, before);
+    other->setResourceCoordinator(fixture.coordinator);
+    EXPECT_EQ(fixture.coordinator->loads, before + 1);
+    EXPECT_NE(bitmap->image(), nullptr);
+}
+
+TEST(MarqenDOMBitmapSaving, StoresUnderItsURIAndReportsFailures) {
+    BitmapFixture fixture;
+    auto bitmap = fixture.document->addBackgroundImage(solidImage(40, 30, 0xFFFF0000), 0, MarqenJSON::object());
+    EXPECT_EQ(fixture.document->backgroundLayer()->primaryBitmap(), bitmap);
+    EXPECT_EQ(bitmap->frame(), CGRectMake(0, 0, 40, 30));
+    EXPECT_EQ(fixture.document->prepareForSaveSynchronous(), std::nullopt);
+    auto stored = MarqenImageDecodeFile(fixture.directory / uuidOf(bitmap->uri()));
+    ASSERT_NE(stored, nullptr);
+    EXPECT_EQ(stored->pixelAt(39, 29), 0xFFFF0000u);
+
+    auto loose = MarqenDOMBitmap::create();
+    fixture.document->addNode(loose);  // no image and nothing stored
+    auto error = fixture.document->prepareForSaveSynchronous();
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain, MarqenDOMDocumentResourceCoordinatorErrorDomain);
+    EXPECT_EQ(error->code, MarqenResourceErrorNoImage);
+
+    auto detached = MarqenDOMBitmap::create();
+    EXPECT_EQ(detached->prepareForSaveSynchronous(), std::nullopt);  // no coordinator: nothing to do
+}
+
+TEST(MarqenDOMBitmapOpacity, DecidedByTheTwoDigests) {
+    TempDir directory;
+    auto opaque = solidImage(16, 9, 0xFF20A040);
+    ASSERT_TRUE(MarqenImageWriteToFile(*opaque, directory / "opaque.png", MarqenImageFormat::PNG));
+    auto holed = solidImage(16, 9, 0xFF20A040);
+    holed->setPixelAt(7, 4, 0x00000000);
+    ASSERT_TRUE(MarqenImageWriteToFile(*holed, directory / "holed.png", MarqenImageFormat::PNG));
+    auto faint = solidImage(16, 9, 0xFF20A040);
+    faint->setPixelAt(0, 0, MarqenImagePremultiply(254, 0x20, 0xA0, 0x40));
+    ASSERT_TRUE(MarqenImageWriteToFile(*faint, directory / "faint.png", MarqenImageFormat::PNG));
+
+    auto check = [&](const char *name) {
+        auto bitmap = MarqenDOMBitmap::create();
+        bitmap->setImage(MarqenImageDecodeFile(directory / name));
+        return bitmap->isOpaque();
+    };
+    EXPECT_TRUE(check("opaque.png"));
+    EXPECT_FALSE(check("holed.png"));
+    EXPECT_FALSE(check("faint.png"));
+    EXPECT_FALSE(MarqenDOMBitmap::create()->isOpaque());
+
+    auto bitmap = MarqenDOMBitmap::create();
+    bitmap->setImage(opaque);
+    EXPECT_TRUE(bitmap->isOpaque());
+    bitmap->setImage(holed);  // a new image clears the cached answer
+    EXPECT_FALSE(bitmap->isOpaque());
+}
+
+TEST(MarqenDOMBitmapEdits, CropMakesANewResourceAndUndoRestoresTheURI) {
+    BitmapFixture fixture;
+    auto image = solidImage(40, 30, 0xFF0000FF);
+    for (int y = 10; y < 20; ++y)
+        for (int x = 10; x < 30; ++x) image->setPixelAt(x, y, 0xFFFFFF00);
+    auto bitmap = fixture.document->addBackgroundImage(image, 0, MarqenJSON::object());
+    ASSERT_EQ(fixture.document->prepareForSaveSynchronous(), std::nullopt);
+    std::string original = bitmap->uri();
+    fixture.document->undoManager()->removeAllActions();
+
+    MarqenError error;
+    ASSERT_TRUE(bitmap->replaceImageWithCropRect(CGRectMake(10, 10, 20, 10), &error)) << error.description();
+    EXPECT_NE(bitmap->uri(), original);
+    EXPECT_TRUE(std::filesystem::exists(fixture.directory / uuidOf(bitmap->uri())));
+    EXPECT_TRUE(std::filesystem::exists(fixture.directory / uuidOf(original)));
+    ASSERT_EQ(bitmap->image()->width(), 20);
+    EXPECT_EQ(bitmap->image()->pixelAt(0, 0), 0xFFFFFF00u);
+
+    fixture.document->undoManager()->undo();
+    EXPECT_EQ(bitmap->uri(), original);
+    ASSERT_NE(bitmap->image(), nullptr);
+    EXPECT_EQ(bitmap->image()->width(), 40);  // reloaded from the original resource
+    fixture.document->undoManager()->redo();
+    EXPECT_EQ(bitmap->image()->width(), 20);
+}
+
+TEST(MarqenDOMBitmapEdits, RotateTurnsPixelsFrameAndCrop) {
+    BitmapFixture fixture;
+    auto image = solidImage(4, 2, 0xFF000000);
+    image->setPixelAt(0, 0, 0xFFFF0000);  // top left red
+    auto bitmap = fixture.document->addBitmapNode(image, 0, MarqenJSON::object(), CGRectMake(10, 10, 40, 20), false);
+    bitmap->setCropRect(CGRectMake(0, 0, 1, 2));
+    ASSERT_TRUE(bitmap->rotate90Degrees(true));
+    ASSERT_EQ(bitmap->image()->width(), 2);
+    ASSERT_EQ(bitmap->image()->height(), 4);
+    EXPECT_EQ(bitmap->image()->pixelAt(1, 0), 0xFFFF0000u);  // the top left went to the top right
+    EXPECT_EQ(bitmap->frame(), CGRectMake(20, 0, 20, 40));
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(0, 0, 2, 1));
+    ASSERT_TRUE(bitmap->rotate90Degrees(false));
+    EXPECT_EQ(bitmap->image()->pixelAt(0, 0), 0xFFFF0000u);
+    EXPECT_EQ(bitmap->frame(), CGRectMake(10, 10, 40, 20));
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(0, 0, 1, 2));
+}
+
+TEST(MarqenDOMBitmapEdits, EditsWithoutACoordinatorFailClearly) {
+    auto document = MarqenDOMDocument::createWithSize({10, 10}, 1);
+    auto bitmap = document->addBackgroundImage(solidImage(10, 10, 0xFFFFFFFF), 0, MarqenJSON::object());
+    std::string uri = bitmap->uri();
+    MarqenError error;
+    EXPECT_FALSE(bitmap->replaceImageWithCropRect(CGRectMake(0, 0, 5, 5), &error));
+    EXPECT_EQ(error.domain, MarqenDOMDocumentResourceCoordinatorErrorDomain);
+    EXPECT_EQ(bitmap->uri(), uri);
+    EXPECT_EQ(bitmap->image()->width(), 10);
+    EXPECT_FALSE(MarqenDOMBitmap::create()->rotate90Degrees(true, &error));
+    EXPECT_EQ(error.code, MarqenResourceErrorNoImage);
+}
+
+TEST(MarqenDOMBitmapEdits, AdjustmentsMergeIntoThePrimaryBitmap) {
+    BitmapFixture fixture;
+    auto background = fixture.document->addBackgroundImage(solidImage(40, 30, 0xFF0000FF), 0, MarqenJSON::object());
+    // An adjustment of 10 by 10 pixels shown over 20 by 20 units, partly outside the background,
+    // transparent in its top half.
+    auto patch = solidImage(10, 10, 0xFFFF0000);
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 10; ++x) patch->setPixelAt(x, y, 0);
+    auto adjustment = fixture.document->addAdjustmentImage(patch, CGRectMake(30, 20, 20, 20));
+    EXPECT_TRUE(adjustment->isAdjustment());
+    EXPECT_EQ(fixture.document->resourceURIs(), std::vector<std::string>{background->uri()});
+    std::string before = background->uri();
+
+    fixture.document->applyAdjustments();
+    auto layer = fixture.document->backgroundLayer();
+    ASSERT_EQ(layer->childCount(), 1u);
+    EXPECT_NE(background->uri(), before);
+    EXPECT_EQ(background->frame(), CGRectMake(0, 0, 50, 40));
+    auto merged = background->image();
+    ASSERT_EQ(merged->width(), 50);
+    ASSERT_EQ(merged->height(), 40);
+    EXPECT_EQ(merged->pixelAt(5, 5), 0xFF0000FFu);     // the background
+    EXPECT_EQ(merged->pixelAt(32, 22), 0xFF0000FFu);   // the patch's transparent half over the background
+    EXPECT_EQ(merged->pixelAt(32, 37), 0xFFFF0000u);   // its opaque half
+    EXPECT_EQ(merged->pixelAt(45, 37), 0xFFFF0000u);   // its opaque half, outside the background
+    EXPECT_EQ(merged->pixelAt(45, 22), 0x00000000u);   // its transparent half, outside the background
+    EXPECT_EQ(merged->pixelAt(45, 5), 0x00000000u);    // nothing drew there
+}
+
+TEST(MarqenDOMBitmapEdits, ResizingTheDocumentResamplesTheBackground) {
+    BitmapFixture fixture;
+    auto background = fixture.document->addBackgroundImage(solidImage(40, 30, 0xFF808080), 0, MarqenJSON::object());
+    std::string before = background->uri();
+    fixture.document->resizeToSize({20, 15});
+    EXPECT_EQ(fixture.document->frame(), CGRectMake(0, 0, 20, 15));
+    EXPECT_EQ(background->frame(), CGRectMake(0, 0, 20, 15));
+    ASSERT_EQ(background->image()->width(), 20);
+    EXPECT_EQ(background->image()->height(), 15);
+    EXPECT_EQ(background->image()->pixelAt(10, 7), 0xFF808080u);  // no colour shift on a flat area
+    EXPECT_NE(background->uri(), before);
+
+    fixture.document->resizeToSize({0, 100});  // ignored
+    EXPECT_EQ(fixture.document->frame().size, CGSizeMake(20, 15));
+}
+
+TEST(MarqenDOMBitmapEdits, AxisAlignedTransformsMoveTheFrameOnly) {
+    BitmapFixture fixture;
+    auto bitmap = fixture.document->addBitmapNode(solidImage(8, 8, 0xFF00FF00), 0, MarqenJSON::object(),
+                                                  CGRectMake(0, 0, 8, 8), false);
+    std::string uri = bitmap->uri();
+    bitmap->applyTransform(CGAffineTransformMake(2, 0, 0, 2, 5, 5));
+    EXPECT_EQ(bitmap->frame(), CGRectMake(5, 5, 16, 16));
+    EXPECT_EQ(bitmap->uri(), uri);
+    bitmap->translate({1, 2});
+    EXPECT_EQ(bitmap->frame(), CGRectMake(6, 7, 16, 16));
+    // A mirror resamples into a new resource.
+    bitmap->applyTransform(CGAffineTransformMake(-1, 0, 0, 1, 0, 0));
+    EXPECT_NE(bitmap->uri(), uri);
+    EXPECT_EQ(bitmap->frame(), CGRectMake(-22, 7, 16, 16));
+}
