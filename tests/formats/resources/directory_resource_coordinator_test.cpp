@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "formats/directory_resource_coordinator.h"
+#include "platform/image_io.h"
+#include "support/test_support.h"
+
+using namespace marqen;
+using marqen::test::LogCapture;
+using marqen::test::TempDir;
+
+namespace {
+
+constexpr const char *kUUID = "abcdef01-2345-6789-abcd-ef0123456789";
+
+struct Outcome {
+    std::filesystem::path file;
+    std::string uri;
+    std::optional<MarqenError> error;
+    int calls = 0;
+};
+
+Outcome load(MarqenDirectoryResourceCoordinator &coordinator, const std::string &uri) {
+    Outcome outcome;
+    coordinator.loadResourceWithURI(uri, [&](const std::filesystem::path &file, const std::string &answered,
+                                             const std::optional<MarqenError> &error) {
+        outcome = {file, answered, error, outcome.calls + 1};
+    });
+    return outcome;
+}
+
+Outcome store(MarqenDirectoryResourceCoordinator &coordinator, const std::string &uri, const MarqenImageRef &image,
+              unsigned long profile = 0) {
+    Outcome outcome;
+    coordinator.storeResourceWithURI(uri, image, profile, MarqenJSON::object(),
+                                     [&](const std::filesystem::path &file, const std::string &answered,
+                                         const std::optional<MarqenError> &error) {
+                                         outcome = {file, answered, error, outcome.calls + 1};
+                                     });
+    return outcome;
+}
+
+MarqenImageRef tinyImage() {
+    auto image = MarqenImage::create(3, 2);
+    image->setPixelAt(0, 0, 0xFF102030);
+    return image;
+}
+
+}  // namespace
+
+TEST(MarqenDirectoryResourceCoordinator, FileNamesComeFromTheUUIDOnly) {
+    EXPECT_EQ(MarqenDirectoryResourceCoordinator::fileNameForURI(std::string("marqen+uuid:///") + kUUID), kUUID);
+    EXPECT_EQ(MarqenDirectoryResourceCoordinator::fileNameForURI("MARQEN+UUID:///ABCDEF01-2345-6789-ABCD-EF0123456789.PNG"),
+              std::string(kUUID) + ".png");
+    // Leading dots and slashes are trimmed as a bundle trims them: the name stays a plain file name.
+    EXPECT_EQ(MarqenDirectoryResourceCoordinator::fileNameForURI(std::string("marqen+uuid:///../") + kUUID), kUUID);
+    for (const char *bad : {"", "marqen+uuid:///", "file:///etc/passwd", "marqen+uuid:///x/../abcdef01-2345-6789-abcd-ef0123456789",
+                            "marqen+uuid:///abcdef01-2345-6789-abcd-ef0123456789/../../x",
+                            "marqen+uuid:////etc/abcdef01-2345-6789-abcd-ef0123456789", "marqen+uuid:///sub/abcdef01-2345-6789-abcd-ef0123456789",
+                            "marqen+uuid:///abcdef01-2345-6789-abcd-ef012345678", "http://abcdef01-2345-6789-abcd-ef0123456789"})
+        EXPECT_FALSE(MarqenDirectoryResourceCoordinator::fileNameForURI(bad)) << bad;
+}
+
+TEST(MarqenDirectoryResourceCoordinator, StoresAndLoadsBackByURI) {
+    TempDir directory;
+    auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
+    ASSERT_NE(coordinator, nullptr);
+    std::string uri = std::string("marqen+uuid:///") + kUUID;
+    Outcome stored = store(*coordinator, uri, tinyImage());
+    EXPECT_EQ(stored.calls, 1);
+    EXPECT_FALSE(stored.error);
+    EXPECT_EQ(stored.file.filename(), kUUID);
+    Outcome loaded = load(*coordinator, uri);
+    EXPECT_FALSE(loaded.error);
+    EXPECT_EQ(loaded.file, stored.file);
+    EXPECT_EQ(loaded.uri, uri);
+    auto image = MarqenImageDecodeFile(loaded.file);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->pixelAt(0, 0), 0xFF102030u);
+
+    // A null image keeps what is stored; with nothing stored it is an error.
+    EXPECT_FALSE(store(*coordinator, uri, nullptr).error);
+    Outcome empty = store(*coordinator, "marqen+uuid:///00000000-0000-4000-8000-000000000000", nullptr);
+    ASSERT_TRUE(empty.error);
+    EXPECT_EQ(empty.error->code, MarqenResourceErrorNoImage);
+
+    EXPECT_EQ(MarqenDirectoryResourceCoordinator::create(directory / "missing"), nullptr);
+}
+
+TEST(MarqenDirectoryResourceCoordinator, AFileWithAnExtensionAnswersForItsUUID) {
+    TempDir directory;
+    ASSERT_TRUE(MarqenImageWriteToFile(*tinyImage(), directory / (std::string(kUUID) + ".png"), MarqenImageFormat::PNG));
+    auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
+    Outcome loaded = load(*coordinator, std::string("marqen+uuid:///") + kUUID);
+    ASSERT_FALSE(loaded.error);
+    EXPECT_EQ(loaded.file.filename(), std::string(kUUID) + ".png");
+    // Storing again replaces that same file, so that loading finds the new pixels.
+    auto other = MarqenImage::create(5, 5);
+    Outcome stored = store(*coordinator, std::string("marqen+uuid:///") + kUUID, other);
+    EXPECT_EQ(stored.file, loaded.file);
+    EXPECT_EQ(MarqenImageDecodeFile(loaded.file)->width(), 5);
+}
+
+TEST(MarqenDirectoryResourceCoordinator, NothingOutsideTheDirectoryIsReadOrWritten) {
+    TempDir outside;
+    TempDir directory;
+    auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
+    LogCapture log;
+
+    Outcome traversal = load(*coordinator, "marqen+uuid:///../../" + outside.path().filename().string() + "/" + kUUID);
+    ASSERT_TRUE(traversal.error);
+    EXPECT_EQ(traversal.error->code, MarqenResourceErrorInvalidURI);
+    EXPECT_EQ(log.lines().back(), "Refused resource URI marqen+uuid:///../../" + outside.path().filename().string() +
+                                      "/" + kUUID + ": not a resource UUID URI");
+    Outcome absolute = store(*coordinator, "marqen+uuid:///" + (outside / kUUID).string(), tinyImage());
+    ASSERT_TRUE(absolute.error);
+    EXPECT_FALSE(std::filesystem::exists(outside / kUUID));
+
+    // A symbolic link inside the directory that points out of it is refused both ways.
+    test::writeFile(outside / "secret.png", "not yours");
+    std::filesystem::create_symlink(outside / "secret.png", directory / kUUID);
+    std::string uri = std::string("marqen+uuid:///") + kUUID;
+    Outcome linked = load(*coordinator, uri);
+    ASSERT_TRUE(linked.error);
+    EXPECT_EQ(linked.error->code, MarqenResourceErrorOutsideStorage);
+    EXPECT_TRUE(log.contains("Refused resource URI " + uri + ": its file resolves outside"));
+    Outcome overwrite = store(*coordinator, uri, tinyImage());
+    ASSERT_TRUE(overwrite.error);
+    EXPECT_EQ(test::readFile(outside / "secret.png"), "not yours");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(outside.path()), {}), 1);
+
+    // A link that stays inside is followed.
+    std::filesystem::remove(directory / kUUID);
+    ASSERT_TRUE(MarqenImageWriteToFile(*tinyImage(), directory / "real.png", MarqenImageFormat::PNG));
+    std::filesystem::create_symlink(directory / "real.png", directory / kUUID);
+    EXPECT_FALSE(load(*coordinator, uri).error);
+}
