@@ -25,6 +25,10 @@ constexpr CGFloat kLabelMinimumHeight = 34.0;
 constexpr CGFloat kLabelEditingMinimumWidth = 147.0;
 constexpr CGFloat kLabelEditingCaretRoom = 33.0;
 constexpr unsigned long kLabelPositionLeft = 1;
+// Glyph ink may reach past the measured line boxes (italic overhangs sideways; accents and the marks of
+// Arabic or Hebrew above and below): room around the text, as a share of the font size.
+constexpr CGFloat kInkAllowanceAcross = 0.15;
+constexpr CGFloat kInkAllowanceDown = 0.3;
 
 // A text's own geometry: the font size a relative size step stands for.
 CGFloat toolFontSizeStep(CGFloat relative) {
@@ -252,6 +256,13 @@ CGSize MarqenDOMText::measuredTextSize() const {
     return size;
 }
 
+CGSize MarqenDOMText::outlineAndInkMargin() const {
+    CGFloat size = displayFontSize();
+    // Bubble text is outlined: the outline reaches out by up to the stroke width on every side.
+    CGFloat outline = textBlockStyle_ == MarqenDOMTextBlockStyleBubble ? std::max(bubbleStrokeWidth(), lineWidth_) : 0;
+    return CGSizeMake(outline + kInkAllowanceAcross * size, outline + kInkAllowanceDown * size);
+}
+
 CGRect MarqenDOMText::textBounds() const {
     CGSize size = measuredTextSize();
     if (isLabel()) {
@@ -262,8 +273,8 @@ CGRect MarqenDOMText::textBounds() const {
         CGFloat y = box.origin.y + (box.size.height - size.height) / 2;
         return CGRectMake(x, y, size.width, size.height);
     }
-    CGFloat inset = textBlockStyle_ == MarqenDOMTextBlockStyleBubble ? std::max(bubbleStrokeWidth(), lineWidth_) : 0;
-    return CGRectMake(origin_.x + inset, origin_.y + inset, size.width, size.height);
+    CGSize inset = outlineAndInkMargin();
+    return CGRectMake(origin_.x + inset.width, origin_.y + inset.height, size.width, size.height);
 }
 
 CGRect MarqenDOMText::contentBoundsTight(bool tight) const {
@@ -282,10 +293,9 @@ CGRect MarqenDOMText::contentBoundsTight(bool tight) const {
         }
         return CGRectMake(x, origin_.y, width, height);
     }
-    // Bubble text is outlined: the outline reaches out by up to the stroke width on every side.
-    CGFloat margin = textBlockStyle_ == MarqenDOMTextBlockStyleBubble ? std::max(bubbleStrokeWidth(), lineWidth_) : 0;
-    CGFloat width = size.width + 2 * margin;
-    CGFloat height = size.height + 2 * margin;
+    CGSize margin = outlineAndInkMargin();
+    CGFloat width = size.width + 2 * margin.width;
+    CGFloat height = size.height + 2 * margin.height;
     // Room for the next character and the caret while typing.
     if (editingInProgress_ && !tight) width += displayFontSize();
     return CGRectMake(origin_.x, origin_.y, width, height);

@@ -139,6 +139,8 @@ protected:
 
 private:
     CGSize measuredTextSize() const;
+    // Between the box's edge and the laid-out text: the bubble outline and room for glyph ink.
+    CGSize outlineAndInkMargin() const;
     void invalidateLayout();
 
     std::optional<std::string> text_;
