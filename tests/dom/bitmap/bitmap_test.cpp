@@ -311,4 +311,8 @@ TEST(MarqenDOMBitmapEdits, AxisAlignedTransformsMoveTheFrameOnly) {
     bitmap->applyTransform(CGAffineTransformMake(-1, 0, 0, 1, 0, 0));
     EXPECT_NE(bitmap->uri(), uri);
     EXPECT_EQ(bitmap->frame(), CGRectMake(-22, 7, 16, 16));
+    ASSERT_EQ(bitmap->image()->width(), 8);
+    EXPECT_EQ(bitmap->image()->pixelAt(0, 0), 0xFF00FF00u);
+    EXPECT_EQ(bitmap->image()->pixelAt(7, 7), 0xFF00FF00u);
+    EXPECT_TRUE(bitmap->isOpaque());
 }
