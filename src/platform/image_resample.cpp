@@ -99,12 +99,16 @@ MarqenImageRef MarqenImageApplyAffineTransform(const MarqenImage &image, const C
         fail(error, MarqenNativeImageErrorInvalidArgument, "The output area of the transform is empty or too large.");
         return nullptr;
     }
+    // libvips maps pixel indices (centres at whole numbers); the transform maps CG coordinates (centres
+    // at +0.5), so the displacement takes the half-pixel difference of both sides.
+    const double odx = t.tx + 0.5 * (t.a + t.c) - 0.5;
+    const double ody = t.ty + 0.5 * (t.b + t.d) - 0.5;
     ImageHandle in = wrap(image), out;
     VipsInterpolate *interpolate = vips_interpolate_new("bicubic");
     VipsArrayInt *oarea = vips_array_int_newv(4, int(area.origin.x), int(area.origin.y), int(area.size.width),
                                               int(area.size.height));
     VipsArrayDouble *background = vips_array_double_newv(1, 0.0);
-    int status = in ? vips_affine(in.get(), out.out(), t.a, t.c, t.b, t.d, "odx", t.tx, "ody", t.ty, "oarea", oarea,
+    int status = in ? vips_affine(in.get(), out.out(), t.a, t.c, t.b, t.d, "odx", odx, "ody", ody, "oarea", oarea,
                                   "interpolate", interpolate, "extend", VIPS_EXTEND_BACKGROUND, "background",
                                   background, "premultiplied", TRUE, nullptr)
                     : -1;
