@@ -2,9 +2,13 @@
 
 #include <map>
 
+#include "dom/arrow.h"
 #include "dom/bitmap.h"
 #include "dom/document.h"
+#include "dom/ellipse.h"
 #include "dom/layer.h"
+#include "dom/line.h"
+#include "dom/rectangle.h"
 #include "dom/stamp.h"
 #include "dom/text.h"
 
@@ -15,7 +19,10 @@ namespace {
 // Every class a dictionary can name, by type path. Older identifiers map to the class they meant.
 std::map<std::string, const MarqenDOMNodeClass *> buildTypeMap() {
     std::map<std::string, const MarqenDOMNodeClass *> map;
-    for (const MarqenDOMNodeClass *cls : {&MarqenDOMDocument::classDescriptor(), &MarqenDOMLayer::classDescriptor()})
+    for (const MarqenDOMNodeClass *cls :
+         {&MarqenDOMDocument::classDescriptor(), &MarqenDOMLayer::classDescriptor(), &MarqenDOMVector::classDescriptor(),
+          &MarqenDOMArrow::classDescriptor(), &MarqenDOMLine::classDescriptor(), &MarqenDOMPolygon::classDescriptor(),
+          &MarqenDOMRectangle::classDescriptor(), &MarqenDOMEllipse::classDescriptor()})
         map[cls->jsonTypePath] = cls;
     map["com.brondale.marqen.element.type.layer"] = &MarqenDOMLayer::classDescriptor();
     for (const MarqenDOMNodeClass *cls : {&MarqenDOMBitmap::classDescriptor(), &MarqenDOMStamp::classDescriptor(),
@@ -23,6 +30,7 @@ std::map<std::string, const MarqenDOMNodeClass *> buildTypeMap() {
         map[cls->jsonTypePath] = cls;
     map["com.brondale.marqen.element.type.bitmap"] = &MarqenDOMBitmap::classDescriptor();
     map["com.brondale.marqen.element.type.text"] = &MarqenDOMText::classDescriptor();
+    map["com.brondale.marqen.element.type.vector"] = &MarqenDOMVector::classDescriptor();
     return map;
 }
 
@@ -56,7 +64,8 @@ const MarqenDOMNodeClass *MarqenDOMNodeResolveNodeClass(const MarqenJSON &dictio
 }
 
 const std::vector<const MarqenDOMNodeClass *> &MarqenDOMNodeEarlyClasses() {
-    static const std::vector<const MarqenDOMNodeClass *> classes{};
+    static const std::vector<const MarqenDOMNodeClass *> classes{&MarqenDOMArrow::classDescriptor(),
+                                                                 &MarqenDOMLine::classDescriptor()};
     return classes;
 }
 

@@ -1,0 +1,77 @@
+#include "dom/polygon.h"
+
+#include "dom/node_class.h"
+#include "foundation/value_encoding.h"
+
+namespace marqen {
+
+const MarqenDOMNodeClass &MarqenDOMPolygon::classDescriptor() {
+    static const MarqenDOMNodeClass descriptor{"MarqenDOMPolygon", "Vector.Polygon", [] { return create(); },
+                                               nullptr, &MarqenDOMVector::classDescriptor};
+    return descriptor;
+}
+
+std::shared_ptr<MarqenDOMPolygon> MarqenDOMPolygon::create() { return MarqenMakeNode<MarqenDOMPolygon>(); }
+
+void MarqenDOMPolygon::setVertices(const std::vector<CGPoint> &vertices) {
+    if (vertices == vertices_) return;
+    auto old = vertices_;
+    postWillChange();
+    vertices_ = vertices;
+    postDidChange();
+    updateBezierPath();
+    registerUndo<MarqenDOMPolygon>([old](MarqenDOMPolygon &polygon) { polygon.setVertices(old); });
+}
+
+CGPoint MarqenDOMPolygon::pointAtIndex(size_t index) const {
+    return index < vertices_.size() ? vertices_[index] : CGPointZero;
+}
+
+MarqenBezierPath MarqenDOMPolygon::polygonPath(const std::vector<CGPoint> &vertices) {
+    MarqenBezierPath path;
+    path.moveToPoint(vertices.front());
+    for (CGPoint vertex : vertices) path.addLineToPoint(vertex);
+    path.closeSubpath();
+    return path;
+}
+
+void MarqenDOMPolygon::updateBezierPath() {
+    if (vertices_.empty())
+        setBezierPathWithoutUndo(std::nullopt);
+    else
+        setBezierPathWithoutUndo(polygonPath(vertices_));
+}
+
+void MarqenDOMPolygon::applyTransform(const CGAffineTransform &t) {
+    MarqenDOMElement::applyTransform(t);
+    std::vector<CGPoint> moved;
+    moved.reserve(vertices_.size());
+    for (CGPoint vertex : vertices_) moved.push_back(CGPointApplyAffineTransform(vertex, t));
+    setVertices(moved);
+    applyTransformToLineWidth(t);
+}
+
+void MarqenDOMPolygon::initWithDictionary(const MarqenJSON &dictionary) {
+    MarqenDOMVector::initWithDictionary(dictionary);
+    const MarqenJSON *vertices = marqen_valueForKeyPath(dictionary, "extension.vertices");
+    if (!vertices || !vertices->is_array()) return;
+    std::vector<CGPoint> points;
+    points.reserve(vertices->size());
+    for (const auto &vertex : *vertices) points.push_back(CGPointFromNSDictionary(vertex));
+    setVertices(points);
+}
+
+MarqenJSON MarqenDOMPolygon::dictionaryRepresentation() const {
+    MarqenJSON dictionary = MarqenDOMVector::dictionaryRepresentation();
+    MarqenJSON vertices = MarqenJSON::array();
+    for (CGPoint vertex : vertices_) vertices.push_back(NSDictionaryFromCGPoint(vertex));
+    dictionary["extension"] = MarqenJSON{{"type", "Polygon"}, {"vertices", std::move(vertices)}};
+    return dictionary;
+}
+
+void MarqenDOMPolygon::copyStateTo(MarqenDOMNode &target) const {
+    MarqenDOMVector::copyStateTo(target);
+    static_cast<MarqenDOMPolygon &>(target).vertices_ = vertices_;
+}
+
+}  // namespace marqen

@@ -1,0 +1,317 @@
+#include "dom/vector.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "dom/document.h"
+#include "dom/node_class.h"
+#include "dom/vector_stroke_fitting.h"
+#include "formats/svg_path_parser.h"
+#include "formats/svg_path_writer.h"
+#include "foundation/log.h"
+#include "foundation/value_encoding.h"
+#include "ink/rite_point_filter.h"
+#include "platform/path_hit_test.h"
+
+namespace marqen {
+
+namespace {
+
+// The size steps allow this much rounding above each bound.
+constexpr CGFloat kToolSizeBoundSlack = 2.3e-16;
+
+std::optional<MarqenDOMColor> colorForKey(const MarqenJSON &dictionary, const std::string &key) {
+    const MarqenJSON *value = marqen_objectForKey(dictionary, key);
+    if (!value || !value->is_object()) return std::nullopt;
+    return MarqenDOMColor::fromDictionary(*value);
+}
+
+}  // namespace
+
+std::optional<CGPoint> MarqenDOMVectorPointForKey(const MarqenJSON &dictionary, const std::string &key) {
+    const MarqenJSON *value = marqen_objectForKey(dictionary, key);
+    if (!value) return std::nullopt;
+    return CGPointFromNSDictionary(*value);
+}
+
+const MarqenDOMNodeClass &MarqenDOMVector::classDescriptor() {
+    static const MarqenDOMNodeClass descriptor{"MarqenDOMVector", "Vector", [] { return create(); }, nullptr,
+                                               &MarqenDOMElement::classDescriptor};
+    return descriptor;
+}
+
+std::shared_ptr<MarqenDOMVector> MarqenDOMVector::create() { return MarqenMakeNode<MarqenDOMVector>(); }
+
+MarqenDOMVector::MarqenDOMVector() = default;
+MarqenDOMVector::~MarqenDOMVector() = default;
+
+void MarqenDOMVector::setBezierPathWithoutUndo(const std::optional<MarqenBezierPath> &path) {
+    if (path == bezierPath_) return;
+    changeBoundsAffectingValue([&] { bezierPath_ = path; });
+}
+
+void MarqenDOMVector::setBezierPath(const std::optional<MarqenBezierPath> &path) {
+    if (path == bezierPath_) return;
+    auto old = bezierPath_;
+    setBezierPathWithoutUndo(path);
+    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setBezierPath(old); });
+    markDocumentNeedsSave();
+}
+
+std::string MarqenDOMVector::bezierPathString() const {
+    return bezierPath_ ? BezierToSvg::pathDataFromCGPath(*bezierPath_) : std::string();
+}
+
+void MarqenDOMVector::setStrokeColor(const std::optional<MarqenDOMColor> &color) {
+    if (color == strokeColor_) return;
+    auto old = strokeColor_;
+    changeBoundsAffectingValue([&] { strokeColor_ = color; });
+    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setStrokeColor(old); });
+    markDocumentNeedsSave();
+}
+
+void MarqenDOMVector::setFillColor(const std::optional<MarqenDOMColor> &color) {
+    if (color == fillColor_) return;
+    auto old = fillColor_;
+    changeBoundsAffectingValue([&] { fillColor_ = color; });
+    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setFillColor(old); });
+    markDocumentNeedsSave();
+}
+
+void MarqenDOMVector::setLineWidth(CGFloat width) {
+    // NaN never equals itself; treat a NaN stored over a NaN as no change.
+    if (width == lineWidth_ || (std::isnan(width) && std::isnan(lineWidth_))) return;
+    CGFloat old = lineWidth_;
+    changeBoundsAffectingValue([&] { lineWidth_ = width; });
+    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setLineWidth(old); });
+    markDocumentNeedsSave();
+}
+
+// Freehand stroke: a polyline through the filtered points while drawing; the fitted curve later.
+
+void MarqenDOMVector::beginAtPoint(CGPoint point) {
+    ++strokeGeneration_;
+    originalPoints_.assign(1, point);
+    realtimePointFilter_ = std::make_unique<MarqenRitePointFilter>();
+    realtimePointFilter_->filterPoint(point);
+    MarqenBezierPath path;
+    path.moveToPoint(point);
+    setBezierPathWithoutUndo(path);
+}
+
+void MarqenDOMVector::appendPoint(CGPoint point, CGPoint, MarqenVectorDrawingOptions) {
+    if (!realtimePointFilter_) {
+        beginAtPoint(point);
+        return;
+    }
+    originalPoints_.push_back(point);
+    MarqenBezierPath path = bezierPath_.value_or(MarqenBezierPath());
+    for (CGPoint filtered : realtimePointFilter_->filterPoint(point)) {
+        if (path.hasCurrentPoint())
+            path.addLineToPoint(filtered);
+        else
+            path.moveToPoint(filtered);
+    }
+    setBezierPathWithoutUndo(path);
+    markDocumentNeedsSave();
+}
+
+void MarqenDOMVector::endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options) {
+    appendPoint(point, velocity, options);
+    fitStrokeInBackground();
+}
+
+void MarqenDOMVector::endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options,
+                                 const CGAffineTransform &) {
+    endAtPoint(point, velocity, options);
+}
+
+void MarqenDOMVector::fitStrokeInBackground() {
+    if (!realtimePointFilter_) return;
+    // The filter is done with once the stroke ends; its points are handed over by value.
+    std::vector<CGPoint> points = realtimePointFilter_->filteredPoints();
+    realtimePointFilter_.reset();
+    std::weak_ptr<MarqenDOMVector> weakSelf = std::static_pointer_cast<MarqenDOMVector>(shared_from_this());
+    uint64_t generation = strokeGeneration_;
+    MarqenDOMVectorFitStrokeAsync(std::move(points), static_cast<float>(lineWidth_),
+                                  [weakSelf, generation](MarqenBezierPath path) {
+                                      auto self = weakSelf.lock();
+                                      if (!self || self->strokeGeneration_ != generation) return;
+                                      self->setBezierPathWithoutUndo(path);
+                                      self->markDocumentNeedsSave();
+                                  });
+}
+
+// Geometry
+
+CGRect MarqenDOMVector::contentBounds() const {
+    if (!bezierPath_ || bezierPath_->isEmpty()) return CGRectZero;
+    CGRect b = bezierPath_->bounds();
+    if (CGRectIsNull(b)) return CGRectZero;
+    const MarqenDOMStyle &s = *style();
+    CGFloat lw = lineWidth_;
+    CGFloat marginX = std::fabs(s.shadowRadius()) + std::fabs(s.shadowOffset().width);
+    CGFloat marginY = std::fabs(s.shadowRadius()) + std::fabs(s.shadowOffset().height);
+    return CGRectMake(b.origin.x - 2 * lw - 2 * marginX, b.origin.y - 2 * lw - 2 * marginY,
+                      b.size.width + 4 * lw + 4 * marginX, b.size.height + 4 * lw + 4 * marginY);
+}
+
+CGRect MarqenDOMVector::tightContentBounds() const {
+    if (!bezierPath_ || bezierPath_->isEmpty()) return CGRectZero;
+    CGRect b = bezierPath_->bounds();
+    if (CGRectIsNull(b)) return CGRectZero;
+    CGFloat half = lineWidth_ / 2;
+    return CGRectMake(b.origin.x - half, b.origin.y - half, b.size.width + lineWidth_, b.size.height + lineWidth_);
+}
+
+MarqenDOMNodePtr MarqenDOMVector::hitTestWithPoint(CGPoint point) { return hitTestWithPoint(point, 0); }
+
+MarqenDOMNodePtr MarqenDOMVector::hitTestWithPoint(CGPoint point, CGFloat minimumHitStrokeWidth) {
+    if (!bezierPath_ || bezierPath_->isEmpty()) return nullptr;
+    if (fillColor_) return bezierPath_->containsPoint(point) ? shared_from_this() : nullptr;
+    CGFloat w = std::max(lineWidth_, minimumHitStrokeWidth);
+    return hitTestWithRect(CGRectMake(point.x - w / 2, point.y - w / 2, w, w));
+}
+
+MarqenDOMNodePtr MarqenDOMVector::hitTestWithRect(CGRect rect) {
+    if (!bezierPath_ || bezierPath_->isEmpty()) return nullptr;
+    std::string error;
+    bool hit = MarqenCGPathIntersectsRect(*bezierPath_, rect, fillColor_.has_value(), &error);
+    if (!error.empty()) marqenLog(error);
+    return hit ? shared_from_this() : nullptr;
+}
+
+void MarqenDOMVector::applyTransformToLineWidth(const CGAffineTransform &t) {
+    setLineWidth(std::fabs(t.a * lineWidth_ + t.c * lineWidth_));
+}
+
+void MarqenDOMVector::applyTransform(const CGAffineTransform &t) {
+    MarqenDOMElement::applyTransform(t);
+    if (bezierPath_) setBezierPath(bezierPath_->transformed(t));
+    applyTransformToLineWidth(t);
+}
+
+void MarqenDOMVector::translate(CGPoint delta) { applyTransform(CGAffineTransformMakeTranslation(delta.x, delta.y)); }
+
+void MarqenDOMVector::rotate(CGFloat angle, CGPoint aroundPoint) {
+    CGFloat width = lineWidth_;
+    MarqenDOMElement::rotate(angle, aroundPoint);
+    setLineWidth(width);
+}
+
+bool MarqenDOMVector::isAspectLocked() const { return &nodeClass() == &classDescriptor(); }
+
+// Tool colour and size
+
+void MarqenDOMVector::setToolColor(const std::optional<MarqenDOMColor> &color) {
+    auto previous = toolColor();
+    std::optional<MarqenDOMColor> stroke = color;
+    // A highlighter keeps its translucency when its colour changes.
+    if (stroke && previous) stroke->setAlpha(previous->alpha());
+    if (stroke == strokeColor_ && !fillColor_) return;
+    changeBoundsAffectingValue([&] {
+        fillColor_.reset();
+        strokeColor_ = stroke;
+    });
+    registerUndo<MarqenDOMVector>([previous](MarqenDOMVector &vector) { vector.setToolColor(previous); });
+    markDocumentNeedsSave();
+    postNeedsDisplay();
+}
+
+void MarqenDOMVector::setToolSizeAbsolute(CGFloat size) {
+    // std::clamp would turn a NaN into a bound; a NaN passes through.
+    if (!std::isnan(size)) size = std::min(std::max(size, 1.0), 256.0);
+    setLineWidth(size);
+    postNeedsDisplay();
+}
+
+CGFloat MarqenDOMVector::absoluteToolSizeScale() const {
+    return strokeColor_ && strokeColor_->alpha() < 1 ? 2.0 : 1.0;
+}
+
+CGFloat MarqenDOMVector::toolSizeAbsoluteForRelative(CGFloat relative, CGFloat absoluteScale,
+                                                     CGFloat contentScaleFactor) {
+    CGFloat step = 31;
+    if (relative <= 0.2 + kToolSizeBoundSlack)
+        step = 1;
+    else if (relative <= 0.4 + kToolSizeBoundSlack)
+        step = 3;
+    else if (relative <= 0.6 + kToolSizeBoundSlack)
+        step = 7;
+    else if (relative <= 0.8 + kToolSizeBoundSlack)
+        step = 15;
+    return step * contentScaleFactor * absoluteScale;
+}
+
+CGFloat MarqenDOMVector::toolSizeRelativeForAbsolute(CGFloat absolute, CGFloat absoluteScale,
+                                                     CGFloat contentScaleFactor) {
+    CGFloat v = absolute / contentScaleFactor / absoluteScale;
+    if (v - 1 <= 0.01) return 0.2;
+    if (v - 3 <= 0.01) return 0.4;
+    if (v - 7 <= 0.01) return 0.6;
+    if (v - 15 <= 0.01) return 0.8;
+    return 1.0;
+}
+
+CGFloat MarqenDOMVector::convertToolSizeRelativeToToolSizeAbsolute(CGFloat relative, CGFloat absoluteScale,
+                                                                   CGFloat contentScaleFactor) const {
+    return toolSizeAbsoluteForRelative(relative, absoluteScale, contentScaleFactor);
+}
+
+CGFloat MarqenDOMVector::convertToolSizeAbsoluteToToolSizeRelative(CGFloat absolute, CGFloat absoluteScale,
+                                                                   CGFloat contentScaleFactor) const {
+    return toolSizeRelativeForAbsolute(absolute, absoluteScale, contentScaleFactor);
+}
+
+std::any MarqenDOMVector::elementGeometry() const { return MarqenDOMVectorGeometry{bezierPath_, lineWidth_}; }
+
+void MarqenDOMVector::setElementGeometry(const std::any &geometry) {
+    const auto *value = std::any_cast<MarqenDOMVectorGeometry>(&geometry);
+    if (!value) return;
+    setBezierPath(value->bezierPath);
+    setLineWidth(value->lineWidth);
+}
+
+// JSON
+
+void MarqenDOMVector::initWithDictionary(const MarqenJSON &dictionary) {
+    MarqenDOMElement::initWithDictionary(dictionary);
+    if (auto path = marqen_stringForKey(dictionary, "path")) bezierPath_ = marqen_bezierPathWithSVGString(*path);
+    const MarqenJSON *inkStyle = marqen_objectForKey(dictionary, "inkStyle");
+    static const MarqenJSON noInkStyle = MarqenJSON::object();
+    if (!inkStyle) inkStyle = &noInkStyle;
+    if (auto color = colorForKey(dictionary, "strokeColor"))
+        strokeColor_ = color;
+    else if (auto older = colorForKey(*inkStyle, "strokeColor"))
+        strokeColor_ = older;
+    if (auto color = colorForKey(dictionary, "fillColor"))
+        fillColor_ = color;
+    else if (auto older = colorForKey(*inkStyle, "fillColor"))
+        fillColor_ = older;
+    if (const MarqenJSON *width = marqen_objectForKey(dictionary, "lineWidth"); width && marqen_isNumber(*width))
+        lineWidth_ = CGFloatFromNumber(*width);
+    else if (const MarqenJSON *older = marqen_objectForKey(*inkStyle, "lineWidth"); older && marqen_isNumber(*older))
+        lineWidth_ = CGFloatFromNumber(*older);
+}
+
+MarqenJSON MarqenDOMVector::dictionaryRepresentation() const {
+    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
+    if (!bezierPath_) return dictionary;
+    dictionary["path"] = BezierToSvg::pathDataFromCGPath(*bezierPath_);
+    if (strokeColor_) dictionary["strokeColor"] = strokeColor_->dictionaryRepresentation();
+    if (fillColor_) dictionary["fillColor"] = fillColor_->dictionaryRepresentation();
+    dictionary["lineWidth"] = lineWidth_;
+    return dictionary;
+}
+
+void MarqenDOMVector::copyStateTo(MarqenDOMNode &target) const {
+    MarqenDOMElement::copyStateTo(target);
+    auto &vector = static_cast<MarqenDOMVector &>(target);
+    vector.bezierPath_ = bezierPath_;
+    vector.alignedBezierPath_ = alignedBezierPath_;
+    vector.strokeColor_ = strokeColor_;
+    vector.fillColor_ = fillColor_;
+    vector.lineWidth_ = lineWidth_;
+}
+
+}  // namespace marqen
