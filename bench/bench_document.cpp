@@ -12,18 +12,64 @@ namespace {
 
 using marqen::MarqenJSON;
 
-// A document with nested layers under the annotation layer, 10,000 nodes in all.
+MarqenJSON point(double x, double y) { return {{"x", x}, {"y", y}}; }
+
+// One of the six vector kinds, chosen by index, placed by the group number.
+MarqenJSON vectorElement(int index, const std::string &guid, int group) {
+    double x = 10 + (index % 40) * 20, y = 10 + group % 100 * 10;
+    MarqenJSON color{{"red", 255}, {"green", 59}, {"blue", 48}, {"alpha", 1}};
+    MarqenJSON element{{"type", "Vector"}, {"guid", guid}, {"strokeColor", color}, {"lineWidth", 3}};
+    switch (index % 6) {
+        case 0:
+            element["path"] = "M" + std::to_string(x) + "," + std::to_string(y) + "C10,20 30,40 50,60C70,80 90,100 110,120";
+            break;
+        case 1:
+            element["extension"] = {{"type", "Polygon"},
+                                    {"vertices", {point(x, y), point(x + 50, y), point(x + 50, y + 30), point(x, y + 30)}},
+                                    {"extension", {{"type", "Rectangle"}, {"cornerRadius", 6}}}};
+            break;
+        case 2:
+            element["extension"] = {
+                {"type", "Ellipse"}, {"center", point(x, y)}, {"xradius", 30}, {"yradius", 20}, {"theta", 0.2}};
+            break;
+        case 3:
+            element["extension"] = {{"type", "Line"}, {"startPoint", point(x, y)}, {"endPoint", point(x + 80, y + 40)}};
+            break;
+        case 4:
+            element["extension"] = {
+                {"type", "Polygon"}, {"vertices", {point(x, y), point(x + 40, y), point(x + 20, y + 30)}}};
+            break;
+        default:
+            element.erase("strokeColor");
+            element["fillColor"] = color;
+            element["extension"] = {{"type", "Arrow"},
+                                    {"startPoint", point(x, y)},
+                                    {"endPoint", point(x + 120, y + 60)},
+                                    {"toolArrowSize", 12}};
+            break;
+    }
+    return element;
+}
+
+// A document with nested layers and vector elements under the annotation layer, 10,000 nodes in all.
 std::string makeDocumentText() {
     MarqenJSON groups = MarqenJSON::array();
     int nodes = 4;  // the document and its three layers
     for (int g = 0; nodes < 10000; ++g) {
         MarqenJSON members = MarqenJSON::array();
-        for (int i = 0; i < 49 && nodes + 1 + i < 10000; ++i)
+        for (int i = 0; i < 49 && nodes + 1 + i < 10000; ++i) {
+            std::string guid = "00000000-0000-4000-8000-" + std::to_string(100000000000 + g * 100 + i);
+            // Every other member is one of the vector kinds, which rebuild their outlines when read.
+            if (i % 2 == 1) {
+                members.push_back(vectorElement(i / 2, guid, g));
+                continue;
+            }
             members.push_back({{"type", "Layer"},
-                               {"guid", "00000000-0000-4000-8000-" + std::to_string(100000000000 + g * 100 + i)},
+                               {"guid", guid},
                                {"metadata", {{"index", i}}},
                                {"transform", {{"a", 1}, {"b", 0}, {"c", 0}, {"d", 1}, {"e", i}, {"f", g}}},
                                {"style", {{"shadowRadius", 2}, {"shadowOpacity", 0.5}}}});
+        }
         nodes += 1 + static_cast<int>(members.size());
         groups.push_back({{"type", "Layer"}, {"layerId", "group-" + std::to_string(g)}, {"children", members}});
     }

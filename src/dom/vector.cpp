@@ -8,7 +8,6 @@
 #include "dom/vector_stroke_fitting.h"
 #include "formats/svg_path_parser.h"
 #include "formats/svg_path_writer.h"
-#include "foundation/log.h"
 #include "foundation/value_encoding.h"
 #include "ink/rite_point_filter.h"
 #include "platform/path_hit_test.h"
@@ -175,10 +174,7 @@ MarqenDOMNodePtr MarqenDOMVector::hitTestWithPoint(CGPoint point, CGFloat minimu
 
 MarqenDOMNodePtr MarqenDOMVector::hitTestWithRect(CGRect rect) {
     if (!bezierPath_ || bezierPath_->isEmpty()) return nullptr;
-    std::string error;
-    bool hit = MarqenCGPathIntersectsRect(*bezierPath_, rect, fillColor_.has_value(), &error);
-    if (!error.empty()) marqenLog(error);
-    return hit ? shared_from_this() : nullptr;
+    return MarqenCGPathIntersectsRect(*bezierPath_, rect, fillColor_.has_value()) ? shared_from_this() : nullptr;
 }
 
 void MarqenDOMVector::applyTransformToLineWidth(const CGAffineTransform &t) {

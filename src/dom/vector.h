@@ -128,7 +128,7 @@ private:
 
 template <typename Store>
 void MarqenDOMVector::changeBoundsAffectingValue(Store store) {
-    CGRect oldBounds = contentBounds();
+    CGRect oldBounds = boundsBeforeChange();
     postWillChange();
     store();
     postDidChange();
