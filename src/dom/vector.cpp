@@ -1,6 +1,7 @@
 #include "dom/vector.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
 #include "dom/document.h"
@@ -132,7 +133,9 @@ void MarqenDOMVector::fitStrokeInBackground() {
     realtimePointFilter_.reset();
     std::weak_ptr<MarqenDOMVector> weakSelf = std::static_pointer_cast<MarqenDOMVector>(shared_from_this());
     uint64_t generation = strokeGeneration_;
-    MarqenDOMVectorFitStrokeAsync(std::move(points), static_cast<float>(lineWidth_),
+    // A width single precision cannot hold counts as no width; the fit then uses its default.
+    float traceSize = std::fabs(lineWidth_) <= FLT_MAX ? static_cast<float>(lineWidth_) : 0.0f;
+    MarqenDOMVectorFitStrokeAsync(std::move(points), traceSize,
                                   [weakSelf, generation](MarqenBezierPath path) {
                                       auto self = weakSelf.lock();
                                       if (!self || self->strokeGeneration_ != generation) return;

@@ -1,5 +1,6 @@
 #include "dom/vector_stroke_fitting.h"
 
+#include <cfloat>
 #include <cmath>
 #include <optional>
 
@@ -12,11 +13,12 @@ std::optional<MarqenBezierPath> MarqenDOMVectorFitStroke(const std::vector<CGPoi
                                                          float smallTraceSize) {
     std::vector<float> pairs;
     pairs.reserve(filteredPoints.size() * 2);
+    // Only values that single precision can hold are narrowed (anything else would not be finite).
+    auto fitsFloat = [](double value) { return std::isfinite(value) && std::fabs(value) <= FLT_MAX; };
     for (CGPoint point : filteredPoints) {
-        auto x = static_cast<float>(point.x), y = static_cast<float>(point.y);
-        if (!std::isfinite(x) || !std::isfinite(y)) continue;
-        pairs.push_back(x);
-        pairs.push_back(y);
+        if (!fitsFloat(point.x) || !fitsFloat(point.y)) continue;
+        pairs.push_back(static_cast<float>(point.x));
+        pairs.push_back(static_cast<float>(point.y));
     }
     if (pairs.size() < 4) return std::nullopt;
     // The fitter's tolerances scale with the trace size; a broken line width must not blow them up.
