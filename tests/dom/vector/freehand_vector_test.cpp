@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "dom/vector.h"
+#include "dom/vector_hit_test.h"
 #include "dom/vector_stroke_fitting.h"
 #include "foundation/queues.h"
 #include "support/test_support.h"
@@ -246,4 +247,20 @@ TEST(MarqenDOMVectorJSON, ElementGeometryAndCopy) {
     EXPECT_EQ(*copy->bezierPath(), *vector->bezierPath());
     EXPECT_EQ(copy->lineWidth(), 3);
     EXPECT_EQ(copy->bezierPathString(), "M0.000,0.000L10.000,0.000");
+}
+
+TEST(MarqenDOMVectorHitTest, PathAgainstRectangle) {
+    MarqenBezierPath diagonal = polyline({{0, 0}, {100, 100}});
+    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(10, 10, 0, 5), false));  // empty
+    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(200, 0, 10, 10), false));
+    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(-1, -1, 200, 200), false));
+    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(45, 45, 10, 10), false));
+    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(60, 10, 10, 10), false));  // beside it
+    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(70, 50, -10, 10), false));  // standardised
+    MarqenBezierPath ring;
+    ring.addEllipseInRect(CGRectMake(0, 0, 100, 100));
+    CGRect inside = CGRectMake(45, 45, 10, 10);
+    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(ring, inside, false));  // only the ink of the outline counts
+    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(ring, inside, true));
+    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(ring, CGRectMake(99.7, 45, 5, 10), false));  // the stroke's half unit
 }
