@@ -5,12 +5,12 @@
 #include <cmath>
 
 #include "dom/node_class.h"
-#include "dom/vector_hit_test.h"
 #include "dom/vector_stroke_fitting.h"
 #include "formats/svg_path_parser.h"
 #include "formats/svg_path_writer.h"
 #include "foundation/value_encoding.h"
 #include "ink/rite_point_filter.h"
+#include "platform/path_hit_test.h"
 
 namespace marqen {
 
@@ -176,7 +176,7 @@ MarqenDOMNodePtr MarqenDOMVector::hitTestWithPoint(CGPoint point, CGFloat minimu
 
 MarqenDOMNodePtr MarqenDOMVector::hitTestWithRect(CGRect rect) {
     if (!bezierPath_ || bezierPath_->isEmpty()) return nullptr;
-    return MarqenDOMVectorPathIntersectsRect(*bezierPath_, rect, fillColor_.has_value()) ? shared_from_this() : nullptr;
+    return MarqenCGPathIntersectsRect(*bezierPath_, rect, fillColor_.has_value()) ? shared_from_this() : nullptr;
 }
 
 void MarqenDOMVector::applyTransformToLineWidth(const CGAffineTransform &t) {

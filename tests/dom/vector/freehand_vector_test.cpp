@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "dom/vector.h"
-#include "dom/vector_hit_test.h"
 #include "dom/vector_stroke_fitting.h"
 #include "foundation/queues.h"
 #include "support/test_support.h"
@@ -122,7 +121,6 @@ TEST(MarqenDOMVectorHitTest, StrokeAndFill) {
     auto stroke = strokeWithPath(polyline({{0, 0}, {100, 0}}), 4);
     EXPECT_EQ(stroke->hitTestWithPoint({50, 1}), stroke);
     EXPECT_EQ(stroke->hitTestWithPoint({50, 10}), nullptr);
-    EXPECT_EQ(stroke->hitTestWithPoint({50, 10}, 24), stroke);  // the minimum hit width widens the probe
     EXPECT_EQ(stroke->hitTestWithRect(CGRectMake(40, -5, 10, 10)), stroke);
     EXPECT_EQ(stroke->hitTestWithRect(CGRectMake(40, 5, 10, 10)), nullptr);
 
@@ -249,18 +247,15 @@ TEST(MarqenDOMVectorJSON, ElementGeometryAndCopy) {
     EXPECT_EQ(copy->bezierPathString(), "M0.000,0.000L10.000,0.000");
 }
 
-TEST(MarqenDOMVectorHitTest, PathAgainstRectangle) {
-    MarqenBezierPath diagonal = polyline({{0, 0}, {100, 100}});
-    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(10, 10, 0, 5), false));  // empty
-    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(200, 0, 10, 10), false));
-    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(-1, -1, 200, 200), false));
-    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(45, 45, 10, 10), false));
-    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(60, 10, 10, 10), false));  // beside it
-    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(diagonal, CGRectMake(70, 50, -10, 10), false));  // standardised
+TEST(MarqenDOMVectorHitTest, RectanglesMeetTheInkOrTheFill) {
     MarqenBezierPath ring;
     ring.addEllipseInRect(CGRectMake(0, 0, 100, 100));
+    auto vector = strokeWithPath(ring, 2);
     CGRect inside = CGRectMake(45, 45, 10, 10);
-    EXPECT_FALSE(MarqenDOMVectorPathIntersectsRect(ring, inside, false));  // only the ink of the outline counts
-    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(ring, inside, true));
-    EXPECT_TRUE(MarqenDOMVectorPathIntersectsRect(ring, CGRectMake(99.7, 45, 5, 10), false));  // the stroke's half unit
+    EXPECT_EQ(vector->hitTestWithRect(inside), nullptr);  // only the outline's ink counts
+    EXPECT_EQ(vector->hitTestWithRect(CGRectMake(95, 45, 10, 10)), vector);
+    EXPECT_EQ(vector->hitTestWithRect(CGRectMake(-10, -10, 200, 200)), vector);  // the whole path inside
+    EXPECT_EQ(vector->hitTestWithRect(CGRectMake(300, 0, 10, 10)), nullptr);
+    vector->setFillColor(MarqenDOMColor(0, 0, 0, 1));
+    EXPECT_EQ(vector->hitTestWithRect(inside), vector);
 }
