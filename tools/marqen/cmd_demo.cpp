@@ -5,11 +5,54 @@
 
 #include "command.h"
 #include "document_loading.h"
+#include "document_rendering.h"
+#include "formats/directory_resource_coordinator.h"
 
 namespace marqen::cli {
 namespace {
 
 namespace fs = std::filesystem;
+
+// Renders every page of a sample to PNG; a sample X.json with a sibling X.pdf is drawn over that
+// PDF's pages and also gets its annotations as a vector PDF. Returns the number of pages that failed.
+int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, const fs::path &samples, const fs::path &output,
+                 MarqenJSON *renders) {
+    const fs::path resources = samples / "resources";
+    fs::path pdf = file;
+    pdf.replace_extension(".pdf");
+    std::error_code ec;
+    const bool hasPDF = fs::is_regular_file(pdf, ec);
+    const size_t pageCount = content.pages->pages().size();
+    int failed = 0;
+    for (size_t index = 0; index < pageCount; ++index) {
+        const int page = static_cast<int>(index) + 1;
+        std::string stem = file.stem().string() + (pageCount > 1 ? "-page-" + std::to_string(page) : "");
+        try {
+            auto document = pageForRendering(content, page, hasPDF ? std::optional(pdf.string()) : std::nullopt);
+            std::shared_ptr<MarqenDOMDocumentResourceCoordinator> coordinator;
+            if (fs::is_directory(resources, ec)) {
+                coordinator = MarqenDirectoryResourceCoordinator::create(resources.string());
+                if (coordinator) {
+                    document->setResourceCoordinator(coordinator);
+                    document->waitForOperationsToFinish();
+                }
+            }
+            RenderRequest request;
+            request.output = output / (stem + ".png");
+            renderDocumentToFile(document, request);
+            renders->push_back(request.output.string());
+            if (hasPDF) {
+                request.output = output / (stem + "-annotations.pdf");
+                renderDocumentToFile(document, request);
+                renders->push_back(request.output.string());
+            }
+        } catch (const CommandError &error) {
+            std::cerr << "marqen: " << file.filename().string() << " page " << page << ": " << error.what() << '\n';
+            ++failed;
+        }
+    }
+    return failed;
+}
 
 int run(const std::vector<std::string> &args) {
     Arguments arguments(args, {"-o", "--samples"}, {});
@@ -19,6 +62,7 @@ int run(const std::vector<std::string> &args) {
     std::error_code ec;
     if (!fs::is_directory(samples, ec)) failure("no samples folder at " + samples.string() + " (use --samples DIR)");
     fs::create_directories(output / "normalized", ec);
+    if (!ec) fs::create_directories(output / "rendered", ec);
     if (ec) failure("cannot create " + output.string() + ": " + ec.message());
 
     std::vector<fs::path> files;
@@ -27,6 +71,7 @@ int run(const std::vector<std::string> &args) {
     std::sort(files.begin(), files.end());
 
     MarqenJSON report = MarqenJSON::object();
+    int failed = 0;
     for (const auto &file : files) {
         auto content = loadDocumentFile(file.string());
         fs::path normalized = output / "normalized" / file.filename();
@@ -37,12 +82,17 @@ int run(const std::vector<std::string> &args) {
                 ++nodes;
                 return true;
             });
-        report[file.filename().string()] = {{"pages", content.pages->pages().size()}, {"nodes", nodes}};
+        MarqenJSON renders = MarqenJSON::array();
+        failed += renderSample(file, content, samples, output / "rendered", &renders);
+        report[file.filename().string()] = {
+            {"pages", content.pages->pages().size()}, {"nodes", nodes}, {"rendered", renders}};
         std::cout << file.filename().string() << ": " << content.pages->pages().size() << " page(s), " << nodes
                   << " nodes -> " << normalized.string() << '\n';
+        for (const auto &rendered : renders) std::cout << "  rendered " << rendered.get<std::string>() << '\n';
     }
     writeFileAtomically((output / "summary.json").string(), report.dump(2) + "\n");
     std::cout << "demo output is in " << fs::absolute(output).string() << '\n';
+    if (failed) failure(std::to_string(failed) + " sample page(s) could not be rendered");
     return kExitSuccess;
 }
 
@@ -51,7 +101,10 @@ const MarqenCommandRegistration registration{{
     "run the main job on the bundled samples",
     "usage: marqen demo [-o DIR] [--samples DIR]\n\n"
     "Loads every sample document in the samples folder (default ./samples), writes its\n"
-    "canonical form and a summary to DIR (default ./demo-out) and says where they are.\n",
+    "canonical form to DIR/normalized, renders every page to DIR/rendered/NAME.png (bitmaps\n"
+    "from the samples' resources folder; a sample NAME.json beside NAME.pdf is drawn over that\n"
+    "PDF's pages and also written as the vector annotation PDF NAME-annotations.pdf), writes a\n"
+    "summary to DIR/summary.json (default DIR: ./demo-out) and says where they are.\n",
     run,
 }};
 

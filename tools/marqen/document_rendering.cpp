@@ -1,0 +1,100 @@
+#include "document_rendering.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "command.h"
+#include "platform/image_io.h"
+#include "platform/pdf_page.h"
+#include "render/document_images.h"
+
+namespace marqen::cli {
+
+namespace {
+
+std::string lowercase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+MarqenImageFormat imageFormat(const std::string &format) {
+    if (format == "png") return MarqenImageFormat::PNG;
+    if (format == "jpeg") return MarqenImageFormat::JPEG;
+    if (format == "heic") return MarqenImageFormat::HEIC;
+    if (format == "tiff") return MarqenImageFormat::TIFF;
+    if (format == "gif") return MarqenImageFormat::GIF;
+    if (format == "bmp") return MarqenImageFormat::BMP;
+    return MarqenImageFormat::JPEG2000;
+}
+
+std::string typeIdentifier(const std::string &format) {
+    if (format == "png") return kMarqenTypeIdentifierPNG;
+    if (format == "jpeg") return kMarqenTypeIdentifierJPEG;
+    if (format == "pdf") return kMarqenTypeIdentifierPDF;
+    if (format == "heic") return "public.heic";
+    if (format == "tiff") return "public.tiff";
+    if (format == "gif") return "com.compuserve.gif";
+    if (format == "bmp") return "com.microsoft.bmp";
+    return "public.jpeg-2000";
+}
+
+}  // namespace
+
+std::string renderFormatForPath(const std::filesystem::path &path) {
+    std::string extension = lowercase(path.extension().string());
+    if (extension == ".png") return "png";
+    if (extension == ".jpg" || extension == ".jpeg") return "jpeg";
+    if (extension == ".heic") return "heic";
+    if (extension == ".tif" || extension == ".tiff") return "tiff";
+    if (extension == ".gif") return "gif";
+    if (extension == ".bmp") return "bmp";
+    if (extension == ".jp2") return "jp2";
+    if (extension == ".pdf") return "pdf";
+    usageError("cannot tell the output format from '" + path.string() +
+               "' (use .png, .jpg, .heic, .tif, .gif, .bmp, .jp2 or .pdf)");
+}
+
+std::shared_ptr<MarqenDOMDocument> pageForRendering(const MarqenDOMJSONContent &content, int pageNumber,
+                                                    const std::optional<std::string> &pdfPath) {
+    const auto pages = content.pages->pages();
+    if (pageNumber < 1 || static_cast<size_t>(pageNumber) > pages.size())
+        failure("the document has no page " + std::to_string(pageNumber) + " (it has " + std::to_string(pages.size()) +
+                ")");
+    auto document = pages[static_cast<size_t>(pageNumber) - 1];
+    if (!pdfPath) return document;
+    MarqenError error;
+    auto pdf = MarqenPDFDocument::openFile(*pdfPath, &error);
+    if (!pdf) failure(*pdfPath + ": " + error.localizedDescription());
+    auto page = MarqenPDFPage::create(pdf, pageNumber - 1, &error);
+    if (!page) failure(*pdfPath + ": " + error.localizedDescription());
+    // The page goes with the document from its creation, so the document is built again around it.
+    auto withPage = MarqenDOMDocument::fromDictionary(document->dictionaryRepresentation(), page);
+    if (!withPage) failure("cannot attach the PDF page to the document");
+    return withPage;
+}
+
+std::string renderDocumentToFile(const std::shared_ptr<MarqenDOMDocument> &document, const RenderRequest &request) {
+    const std::string format = renderFormatForPath(request.output);
+    MarqenError error;
+    if (format == "pdf") {
+        auto data = MarqenDOMDocumentPDFRepresentation(document, false, &error);
+        if (!data) failure(request.output.string() + ": " + error.localizedDescription());
+        writeFileAtomically(request.output.string(), std::string(data->begin(), data->end()));
+        return "vector";
+    }
+    CGSize size = request.size.value_or(CGSizeMake(document->frame().size.width * document->deviceScale(),
+                                                   document->frame().size.height * document->deviceScale()));
+    auto background = CopyMarqenDOMDocumentBackgroundColorForDocument(*document, typeIdentifier(format));
+    auto image = MarqenDOMDocumentCreateImageWithSize(document, background, std::nullopt, size, &error);
+    if (!image) failure(error.localizedDescription());
+    MarqenImageEncodeOptions options;
+    if (request.quality) options.quality = *request.quality;
+    // The resolution says how large the picture is meant to be: 72 dpi per unit of device scale.
+    const double scale = document->frame().size.width > 0 ? image->width() / document->frame().size.width : 1;
+    options.dpiWidth = options.dpiHeight = std::isfinite(scale) && scale > 0 ? 72 * scale : 72;
+    if (!MarqenImageWriteToFile(*image, request.output, imageFormat(format), options, &error))
+        failure(request.output.string() + ": " + error.localizedDescription());
+    return std::to_string(image->width()) + "x" + std::to_string(image->height());
+}
+
+}  // namespace marqen::cli
