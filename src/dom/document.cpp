@@ -4,6 +4,7 @@
 
 #include "dom/bitmap.h"
 #include "dom/exceptions.h"
+#include "platform/pdf_page.h"
 #include "dom/node_class.h"
 #include "dom/notifications.h"
 #include "dom/resource_coordinator.h"
@@ -86,6 +87,20 @@ std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::createWithSize(CGSize size
         document->deviceScale_ = deviceScale;
     }
     document->finishCreation();
+    return document;
+}
+
+std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::createWithPDFPage(const std::shared_ptr<MarqenPDFPage> &page,
+                                                                        CGFloat deviceScale) {
+    CGSize size = CGSizeZero;
+    if (page) {
+        CGRect crop = page->cropBox();
+        if (!CGRectIsNull(crop)) size = {CGRectGetWidth(crop), CGRectGetHeight(crop)};
+        int rotation = page->rotation() % 360;
+        if (rotation == 90 || rotation == 270 || rotation == -90 || rotation == -270) std::swap(size.width, size.height);
+    }
+    auto document = createWithSize(size, deviceScale);
+    document->pdfPage_ = page;
     return document;
 }
 

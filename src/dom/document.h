@@ -30,6 +30,9 @@ public:
 
     static std::shared_ptr<MarqenDOMDocument> create();
     static std::shared_ptr<MarqenDOMDocument> createWithSize(CGSize size, CGFloat deviceScale);
+    // A document the size of the page's crop box (width and height swapped for quarter-turn rotations).
+    static std::shared_ptr<MarqenDOMDocument> createWithPDFPage(const std::shared_ptr<MarqenPDFPage> &page,
+                                                                CGFloat deviceScale);
     static std::shared_ptr<MarqenDOMDocument> fromDictionary(const MarqenJSON &dictionary);
     // Reads "pageNumber" only when it is a number, and keeps the page.
     static std::shared_ptr<MarqenDOMDocument> fromDictionary(const MarqenJSON &dictionary,

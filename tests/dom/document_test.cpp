@@ -6,6 +6,7 @@
 #include "dom/multi_page_document.h"
 #include "dom/node_class.h"
 #include "dom/notifications.h"
+#include "platform/pdf_page.h"
 #include "foundation/notification_center.h"
 #include "foundation/undo_manager.h"
 #include "support/test_support.h"
@@ -236,4 +237,17 @@ TEST(MarqenDOMMultiPageDocument, ReadsPagesAndFailsWholeOnABadPage) {
     auto empty = MarqenDOMMultiPageDocument::fromDictionary({{"children", 7}});
     ASSERT_TRUE(empty);
     EXPECT_TRUE(empty->pages().empty());
+}
+
+TEST(MarqenDOMDocument, PDFPageDocumentsTakeTheDisplayedCropBox) {
+    auto pdf = MarqenPDFDocument::openFile(test::sourceDir() / "samples" / "pdf-review.pdf");
+    ASSERT_TRUE(pdf);
+    auto page = MarqenPDFPage::create(pdf, 0);
+    ASSERT_TRUE(page);
+    auto document = MarqenDOMDocument::createWithPDFPage(page, 1);
+    CGSize shown = page->displaySize();
+    EXPECT_EQ(document->frame(), CGRectMake(0, 0, std::max(8.0, shown.width), std::max(8.0, shown.height)));
+    EXPECT_EQ(document->pdfPage(), page);
+    EXPECT_EQ(document->proposedContentScaleFactor(), 2.0 / 3.0);
+    EXPECT_FALSE(document->needsSave());
 }
