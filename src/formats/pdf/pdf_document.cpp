@@ -44,25 +44,43 @@ std::string latin1ToUTF8(std::string_view text) {
 
 }  // namespace
 
-MarqenPDF::MarqenPDF(std::string data, MarqenPDFOptions options)
-    : pdfData_(std::make_shared<const std::string>(std::move(data))),
-      maximumDecodedStreamLength_(options.maximumDecodedStreamLength ? options.maximumDecodedStreamLength
-                                                                     : MarqenPDFStream::kDefaultMaximumDecodedLength),
+namespace {
+
+size_t decodedStreamLimit(const MarqenPDFOptions &options, size_t fileLength) {
+    if (options.maximumDecodedStreamLengthPerFileByte) {
+        size_t multiple = options.maximumDecodedStreamLengthPerFileByte;
+        size_t length = std::max<size_t>(fileLength, 1);
+        return length > SIZE_MAX / multiple ? SIZE_MAX : length * multiple;
+    }
+    return options.maximumDecodedStreamLength ? options.maximumDecodedStreamLength
+                                              : MarqenPDFStream::kDefaultMaximumDecodedLength;
+}
+
+}  // namespace
+
+MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options)
+    : pdfData_(std::move(data)),
+      pdfView_(pdfData_->view()),
+      maximumDecodedStreamLength_(decodedStreamLimit(options, pdfView_.size())),
       current_(std::make_shared<XrefTable>()) {
     original_ = current_;
 }
 
-std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOptions options) {
+std::shared_ptr<MarqenPDF> MarqenPDF::openBytes(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options) {
     std::shared_ptr<MarqenPDF> pdf(new MarqenPDF(std::move(data), options));
     if (!pdf->open()) return nullptr;
     return pdf;
 }
 
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOptions options) {
+    return openBytes(std::make_shared<const MarqenPDFBytes>(std::move(data)), options);
+}
+
 std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfFile(const std::string &path, MarqenPDFOptions options) {
     MarqenPDFSourceFile source;
-    std::optional<std::string> data = MarqenPDFReadFile(path, &source);
+    std::shared_ptr<const MarqenPDFBytes> data = MarqenPDFReadFile(path, &source, options.copyFileIntoMemory);
     if (!data) return nullptr;
-    auto pdf = initWithData(std::move(*data), options);
+    auto pdf = openBytes(std::move(data), options);
     if (pdf) pdf->sourceFile_ = std::make_shared<MarqenPDFSourceFile>(std::move(source));
     return pdf;
 }
@@ -378,7 +396,7 @@ MarqenPDFDictionary MarqenPDF::originalTrailerInformation() const {
 }
 
 std::string_view MarqenPDF::originalPDFBytes() const {
-    return std::string_view(pdfData()).substr(0, isRichPDF() ? size_t(originalEOF_) : pdfLength());
+    return pdfData().substr(0, isRichPDF() ? size_t(originalEOF_) : pdfLength());
 }
 
 }  // namespace marqen

@@ -18,6 +18,7 @@
 namespace marqen {
 
 struct MarqenPDFSourceFile;
+class MarqenPDFBytes;
 
 // Where an object held in an object stream lives: the stream's object number and the index in it.
 struct MarqenPDFObjectStreamLocation {
@@ -35,6 +36,12 @@ struct MarqenPDFAppendedObject {
 struct MarqenPDFOptions {
     // Decoding a stream stops with a logged failure beyond this many bytes (0: the default of 512 MiB).
     size_t maximumDecodedStreamLength = 0;
+    // When not 0, the limit is instead this many times the file's length, so that small files cannot
+    // expand into large allocations while large files keep room.
+    size_t maximumDecodedStreamLengthPerFileByte = 0;
+    // Files are mapped; this reads them into memory instead, for hosts whose files may be truncated by
+    // others while open.
+    bool copyFileIntoMemory = false;
 };
 
 class MarqenPDF {
@@ -47,9 +54,9 @@ public:
     static std::shared_ptr<MarqenPDF> initWithContentsOfFile(const std::string &path, MarqenPDFOptions options = {});
     static std::shared_ptr<MarqenPDF> initWithContentsOfURL(const std::string &path, MarqenPDFOptions options = {});
 
-    const std::string &pdfData() const { return *pdfData_; }
-    const char *pdfBytes() const { return pdfData_->data(); }
-    size_t pdfLength() const { return pdfData_->size(); }
+    std::string_view pdfData() const { return pdfView_; }
+    const char *pdfBytes() const { return pdfView_.data(); }
+    size_t pdfLength() const { return pdfView_.size(); }
     uint64_t xrefOffset() const { return xrefOffset_; }
     const std::vector<uint64_t> &objectOffsetTable() const { return current_->offsets; }
     size_t objectTableSize() const { return current_->offsets.size(); }
@@ -116,7 +123,8 @@ private:
         std::vector<std::optional<uint64_t>> offsets;  // relative offsets by index; nothing for a broken pair
     };
 
-    explicit MarqenPDF(std::string data, MarqenPDFOptions options);
+    MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options);
+    static std::shared_ptr<MarqenPDF> openBytes(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options);
     bool open();
 
     // Cross-reference reading.
@@ -146,7 +154,8 @@ private:
 
     const MarqenPDFSourceFile *sourceFile() const { return sourceFile_.get(); }
 
-    std::shared_ptr<const std::string> pdfData_;
+    std::shared_ptr<const MarqenPDFBytes> pdfData_;
+    std::string_view pdfView_;
     std::shared_ptr<MarqenPDFSourceFile> sourceFile_;  // the file read, when opened from one
     size_t maximumDecodedStreamLength_;
     uint64_t xrefOffset_ = 0;

@@ -1,6 +1,7 @@
 #include "formats/pdf/pdf_file_io.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -66,51 +67,76 @@ bool copyFromSource(int out, const MarqenPDFSourceFile &source, size_t length) {
 
 }  // namespace
 
-std::optional<std::string> MarqenPDFReadFile(const std::string &path, MarqenPDFSourceFile *source) {
+MarqenPDFBytes::MarqenPDFBytes(void *mapping, size_t length)
+    : mapping_(mapping), mappedLength_(length), view_(static_cast<const char *>(mapping), length) {}
+
+MarqenPDFBytes::~MarqenPDFBytes() {
+    if (mapping_) ::munmap(mapping_, mappedLength_);
+}
+
+std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path, MarqenPDFSourceFile *source,
+                                                        bool copy) {
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         marqenLog("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
-        return std::nullopt;
+        return nullptr;
     }
     struct stat info {};
     if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         ::close(fd);
         marqenLog("MarqenPDF: Could not read file " + path + ": not a regular file");
-        return std::nullopt;
+        return nullptr;
     }
-    std::string data(size_t(info.st_size), '\0');
+    auto remember = [&](uint64_t length, bool complete) {
+        if (!source) return;
+        *source = MarqenPDFSourceFile{path,
+                                      length,
+                                      int64_t(info.st_mtim.tv_sec),
+                                      int64_t(info.st_mtim.tv_nsec),
+                                      uint64_t(info.st_dev),
+                                      uint64_t(info.st_ino)};
+        if (!complete) source->size = ~uint64_t(0);  // changed while read: never copy
+    };
+
+    size_t length = size_t(info.st_size);
+    if (!copy && length > 0) {
+        void *mapping = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, fd, 0);
+        if (mapping != MAP_FAILED) {
+            ::close(fd);
+            remember(length, true);
+            return std::shared_ptr<const MarqenPDFBytes>(new MarqenPDFBytes(mapping, length));
+        }
+    }
+
+    // Read into memory; new[] leaves the buffer unfilled, so the expected size is touched once.
+    std::unique_ptr<char[]> buffer(new char[length ? length : 1]);
+    std::string tail;
     size_t filled = 0;
     for (;;) {
         ssize_t count;
-        if (filled < data.size()) {
-            count = ::read(fd, data.data() + filled, data.size() - filled);
+        if (filled < length) {
+            count = ::read(fd, buffer.get() + filled, length - filled);
         } else {
-            // The file grew while being read: take the rest in pieces (the expected size needs no copy).
+            // The file grew while being read: take the rest in pieces.
             char more[65536];
             count = ::read(fd, more, sizeof more);
-            if (count > 0) data.append(more, size_t(count));
+            if (count > 0) tail.append(more, size_t(count));
         }
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             marqenLog("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
             ::close(fd);
-            return std::nullopt;
+            return nullptr;
         }
         if (count == 0) break;
-        filled += size_t(count);
+        if (filled < length) filled += size_t(count);
     }
-    data.resize(filled);
     ::close(fd);
-    if (source) {
-        *source = MarqenPDFSourceFile{path,
-                                      uint64_t(filled),
-                                      int64_t(info.st_mtim.tv_sec),
-                                      int64_t(info.st_mtim.tv_nsec),
-                                      uint64_t(info.st_dev),
-                                      uint64_t(info.st_ino)};
-        if (uint64_t(info.st_size) != filled) source->size = ~uint64_t(0);  // changed while read: never copy
-    }
-    return data;
+    std::string data(buffer.get(), filled);
+    buffer.reset();
+    data += tail;
+    remember(data.size(), data.size() == length);
+    return std::make_shared<const MarqenPDFBytes>(std::move(data));
 }
 
 bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<MarqenPDFFilePart> &parts,

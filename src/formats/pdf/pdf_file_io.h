@@ -1,6 +1,8 @@
 #pragma once
-// Reading a PDF file into memory and writing files safely (a temporary file beside the target, renamed).
+// Reading a PDF file (mapped, or copied into memory) and writing files safely (a temporary file beside the
+// target, renamed).
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,8 +23,33 @@ struct MarqenPDFSourceFile {
     uint64_t inode = 0;
 };
 
-// The whole file, or nothing (logged) when it cannot be read.
-std::optional<std::string> MarqenPDFReadFile(const std::string &path, MarqenPDFSourceFile *source);
+// The bytes of a PDF: a read-only private mapping of a file, or bytes held in memory. A mapping costs
+// nothing up front, so a large file is only paged in where the parser looks. Like any mapping it assumes
+// that nobody truncates the file while it is open; hosts that cannot promise that read it into memory.
+class MarqenPDFBytes {
+public:
+    explicit MarqenPDFBytes(std::string bytes) : held_(std::move(bytes)), view_(held_) {}
+    ~MarqenPDFBytes();
+    MarqenPDFBytes(const MarqenPDFBytes &) = delete;
+    MarqenPDFBytes &operator=(const MarqenPDFBytes &) = delete;
+
+    std::string_view view() const { return view_; }
+    bool isMapped() const { return mapping_ != nullptr; }
+
+private:
+    friend std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &, MarqenPDFSourceFile *, bool);
+    MarqenPDFBytes(void *mapping, size_t length);
+
+    std::string held_;
+    void *mapping_ = nullptr;
+    size_t mappedLength_ = 0;
+    std::string_view view_;
+};
+
+// The whole file, or nothing (logged) when it cannot be read. The file is mapped unless copy is true or
+// mapping fails.
+std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path, MarqenPDFSourceFile *source,
+                                                        bool copy = false);
 
 // One piece of the file to write. When source is given and still unchanged on disk, bytes are the first
 // bytes of that file and are copied from it directly.

@@ -170,7 +170,7 @@ void MarqenPDFDictionary::removeObjectForKey(std::string_view name) {
     for (size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].first.name(), i);
 }
 
-MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const std::string> storage,
+MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const void> storage,
                                  std::string_view rawData, size_t maximumDecodedLength)
     : streamInfo_(std::move(streamInfo)),
       storage_(std::move(storage)),
@@ -178,8 +178,10 @@ MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr
       maximumDecodedLength_(maximumDecodedLength) {}
 
 MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string rawData)
-    : streamInfo_(std::move(streamInfo)), storage_(std::make_shared<const std::string>(std::move(rawData))) {
-    rawData_ = *storage_;
+    : streamInfo_(std::move(streamInfo)) {
+    auto owned = std::make_shared<const std::string>(std::move(rawData));
+    rawData_ = *owned;
+    storage_ = std::move(owned);
 }
 
 const std::string *MarqenPDFStream::stream() const {

@@ -145,14 +145,15 @@ public:
     static constexpr size_t kDefaultMaximumDecodedLength = size_t(512) << 20;
 
     // A stream over bytes held elsewhere (the file's buffer): rawData is not copied.
-    MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const std::string> storage,
+    MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const void> storage,
                     std::string_view rawData, size_t maximumDecodedLength = kDefaultMaximumDecodedLength);
     // A stream owning its bytes.
     MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string rawData);
 
     const MarqenPDFDictionary &streamInfo() const { return streamInfo_; }
     std::string_view rawData() const { return rawData_; }
-    const std::shared_ptr<const std::string> &storage() const { return storage_; }
+    // Keeps the bytes that rawData points into alive.
+    const std::shared_ptr<const void> &storage() const { return storage_; }
     size_t maximumDecodedLength() const { return maximumDecodedLength_; }
 
     // The decoded bytes (cached after the first call), or null when the filters cannot be undone.
@@ -168,7 +169,7 @@ public:
 
 private:
     MarqenPDFDictionary streamInfo_;
-    std::shared_ptr<const std::string> storage_;
+    std::shared_ptr<const void> storage_;
     std::string_view rawData_;
     size_t maximumDecodedLength_ = kDefaultMaximumDecodedLength;
     mutable bool decoded_ = false;

@@ -267,6 +267,56 @@ TEST(PDFFilters, DecodedSizeIsCapped) {
     EXPECT_EQ(roomy.stream()->size(), size_t(4 << 20));
 }
 
+TEST(PDFFilters, LimitAsAMultipleOfTheFileLength) {
+    // A one-page file whose content stream inflates to 4 MiB: refused at 16 bytes per file byte (the file
+    // is far smaller than 256 KiB), decoded at the default absolute limit.
+    auto builder = PDFBuilder::simpleDocument();
+    std::string compressed = test::flate(std::string(4 << 20, 'x'));
+    builder.object(5, "<< /Filter /FlateDecode /Length " + std::to_string(compressed.size()) + " >>\nstream\n" +
+                          compressed + "\nendstream");
+    std::string file = builder.finishWithTable("/Root 1 0 R");
+    ASSERT_LT(file.size(), size_t(256) << 10);
+
+    MarqenPDFOptions perByte;
+    perByte.maximumDecodedStreamLengthPerFileByte = 16;
+    auto strict = open(file, perByte);
+    ASSERT_TRUE(strict);
+    EXPECT_EQ(strict->maximumDecodedStreamLength(), file.size() * 16);
+    LogCapture log;
+    EXPECT_FALSE(resolve(*strict, 5).asStream()->stream());
+    EXPECT_TRUE(log.contains("MarqenPDF: Decoded stream exceeds the size limit of " + std::to_string(file.size() * 16) +
+                             " bytes"));
+
+    auto roomy = open(file);
+    ASSERT_TRUE(roomy);
+    ASSERT_TRUE(resolve(*roomy, 5).asStream()->stream());
+    EXPECT_EQ(resolve(*roomy, 5).asStream()->stream()->size(), size_t(4) << 20);
+}
+
+TEST(PDFOpen, MappedAndCopiedFilesReadAlike) {
+    test::TempDir dir;
+    std::string file = PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R");
+    test::writeFile(dir / "a.pdf", file);
+    MarqenPDFOptions copied;
+    copied.copyFileIntoMemory = true;
+    for (const MarqenPDFOptions &options : {MarqenPDFOptions{}, copied}) {
+        auto pdf = MarqenPDF::initWithContentsOfFile((dir / "a.pdf").string(), options);
+        ASSERT_TRUE(pdf);
+        EXPECT_EQ(pdf->pdfData(), file);
+        EXPECT_EQ(pdf->numberOfPagesInOriginalPDF(), 1u);
+        // The bytes outlive the document in the streams that point into them.
+        MarqenPDFObject contents = resolve(*pdf, 4);
+        pdf.reset();
+        ASSERT_TRUE(contents.asStream());
+        EXPECT_FALSE(contents.asStream()->rawData().empty());
+    }
+    LogCapture log;
+    EXPECT_FALSE(MarqenPDF::initWithContentsOfFile((dir / "missing.pdf").string()));
+    EXPECT_FALSE(MarqenPDF::initWithContentsOfFile(dir.path().string()));
+    EXPECT_TRUE(log.contains("MarqenPDF: Could not read file " + (dir / "missing.pdf").string() +
+                             ": No such file or directory"));
+}
+
 TEST(PDFOpen, HybridFileResolvesObjectsListedOnlyInItsStream) {
     // Objects 1 to 4 in the classic table; object 5 only in the stream named by /XRefStm.
     auto builder = PDFBuilder::simpleDocument();
