@@ -39,14 +39,16 @@ def main():
     names = ["rejected", "exclaim", "question", "approved", "perfect", "happy", "cool", "silly", "surprise", "angry"]
     defaults = ["Rejected", "Wow!", "What?", "Approved", "Perfect", "Fantastic!", "Hehe", "Kidding!", "Uh oh\u2026", "Grrr"]
     for i, (name, text) in enumerate(zip(names, defaults)):
-        column, row = i % 5, i // 5
-        x, y = 110 + column * 150, 380 + row * 130
+        # Three columns leave room for each label beside its badge; the tenth stamp takes the middle.
+        column, row = (i % 3, i // 3) if i < 9 else (1, 3)
+        x, y = 90 + column * 265, 200 + row * 112
         stamp_guid, label_guid = guid(100 + i), guid(200 + i)
         stamp = {"type": "Stamp", "guid": stamp_guid, "labelGuid": label_guid,
                  "frame": {"x": x - 50, "y": y - 50, "width": 100, "height": 100},
                  "stampName": "com.brondale.marqen." + name}
         if i % 3 == 0:
-            stamp["tailAngleInDegrees"] = (i * 45) % 360
+            # Tails point away from the labels on the right.
+            stamp["tailAngleInDegrees"] = [135, 180, 225, 90][i // 3]
         labels.append({"type": "Text", "guid": label_guid, "text": text,
                        "origin": {"x": x + 20, "y": y - 17},
                        "font": {"name": "HelveticaNeue-Medium", "size": 24},

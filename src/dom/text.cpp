@@ -17,8 +17,11 @@ constexpr CGFloat kMinimumToolFontSize = 8.0;
 constexpr CGFloat kMaximumToolFontSize = 1024.0;
 constexpr CGFloat kLabelFontSize = 15.0;
 constexpr CGFloat kLabelAttachFontSize = 24.0;
-// The plate behind a label: 38 units of padding across (half on each side), 16 down, at least 34 high.
-constexpr CGFloat kLabelHorizontalMargin = 38.0;
+// The plate behind a label starts under its parent (a stamp's badge covers its first units), so the text
+// keeps 38 units from the plate's edge on the parent's side and 14 on the far side; 16 down, at least
+// 34 high.
+constexpr CGFloat kLabelParentSideMargin = 38.0;
+constexpr CGFloat kLabelFarSideMargin = 14.0;
 constexpr CGFloat kLabelVerticalMargin = 16.0;
 constexpr CGFloat kLabelMinimumHeight = 34.0;
 // While a label is typed into it is at least 147 units wide and keeps 33 units of room for the caret.
@@ -268,8 +271,9 @@ CGRect MarqenDOMText::textBounds() const {
     if (isLabel()) {
         CGRect box = contentBoundsTight(true);
         CGRect plate = contentBoundsTight(false);
-        // The text sits after the left padding of the plate, centred vertically.
-        CGFloat x = plate.origin.x + applyContentScaleFactor(kLabelHorizontalMargin) / 2;
+        // The text sits after the plate's left margin, centred vertically.
+        CGFloat x = plate.origin.x +
+                    applyContentScaleFactor(isLeftOfLabelParent() ? kLabelFarSideMargin : kLabelParentSideMargin);
         CGFloat y = box.origin.y + (box.size.height - size.height) / 2;
         return CGRectMake(x, y, size.width, size.height);
     }
@@ -277,10 +281,18 @@ CGRect MarqenDOMText::textBounds() const {
     return CGRectMake(origin_.x + inset.width, origin_.y + inset.height, size.width, size.height);
 }
 
+bool MarqenDOMText::isLeftOfLabelParent() const {
+    if (labelPosition_ != 0) return labelPosition_ == kLabelPositionLeft;
+    // A loaded label has no position yet: its side is where its origin lies. A right label starts just
+    // past its parent's centre, a left one ends just before it.
+    MarqenDOMNodePtr parent = labelParentNode();
+    return parent && origin_.x < CGRectGetMidX(parent->tightContentBounds());
+}
+
 CGRect MarqenDOMText::contentBoundsTight(bool tight) const {
     CGSize size = measuredTextSize();
     if (isLabel()) {
-        CGFloat width = size.width + applyContentScaleFactor(kLabelHorizontalMargin);
+        CGFloat width = size.width + applyContentScaleFactor(kLabelParentSideMargin + kLabelFarSideMargin);
         CGFloat height = std::max(size.height + applyContentScaleFactor(kLabelVerticalMargin),
                                   applyContentScaleFactor(kLabelMinimumHeight));
         CGFloat x = origin_.x;
@@ -288,7 +300,7 @@ CGRect MarqenDOMText::contentBoundsTight(bool tight) const {
             CGFloat editingWidth = std::max(width, applyContentScaleFactor(kLabelEditingMinimumWidth)) +
                                    applyContentScaleFactor(kLabelEditingCaretRoom);
             // Left of its parent a label grows leftwards, keeping its edge next to the parent.
-            if (labelPosition_ == kLabelPositionLeft) x -= editingWidth - width;
+            if (isLeftOfLabelParent()) x -= editingWidth - width;
             width = editingWidth;
         }
         return CGRectMake(x, origin_.y, width, height);

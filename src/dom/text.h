@@ -92,6 +92,8 @@ public:
     // Bounds
     CGRect textBounds() const;  // where the laid-out text goes
     CGRect contentBoundsTight(bool tight) const;
+    // A label left of its parent keeps its wide margin on the right, next to the parent.
+    bool isLeftOfLabelParent() const;
     CGRect contentBounds() const override { return contentBoundsTight(false); }
     CGRect tightContentBounds() const override { return contentBoundsTight(true); }
     MarqenDOMNodePtr hitTestWithPoint(CGPoint point) override;

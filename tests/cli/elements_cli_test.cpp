@@ -22,7 +22,7 @@ TEST(MarqenCliElements, InspectReportsTextsStampsAndLoadedBitmaps) {
     EXPECT_EQ(page["texts"][0]["style"], "bubbleText");
     EXPECT_EQ(page["texts"][1]["style"], "paragraphText");
     EXPECT_EQ(page["texts"][10]["text"], "Uh oh\u2026");
-    EXPECT_EQ(page["stamps"][3]["tailAngleInDegrees"], 135);
+    EXPECT_EQ(page["stamps"][3]["tailAngleInDegrees"], 180);
     ASSERT_EQ(page["bitmaps"].size(), 1u);
     EXPECT_EQ(page["bitmaps"][0]["loaded"], true);
     EXPECT_EQ(page["bitmaps"][0]["pixelWidth"], 240);

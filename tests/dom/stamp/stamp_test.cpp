@@ -168,6 +168,30 @@ TEST(MarqenDOMStampLabels, SideFollowsTheDocumentEdges) {
     EXPECT_EQ(other->origin(), nearLeft->labelOriginForPosition(MarqenDOMStampLabelPositionLeft));
 }
 
+TEST(MarqenDOMStampLabels, TextClearsTheBadgeOnEitherSide) {
+    // The plate starts under the badge; the letters begin past the badge's edge, on both sides, and
+    // keep that side after a reload (when the position is known only from the origin).
+    auto document = documentOfSize(600, 400);
+    auto right = placedStamp(document, {100, 200});
+    auto rightLabel = MarqenDOMText::attachLabelToNode(right, "Approved");
+    auto left = placedStamp(document, {540, 200});
+    auto leftLabel = MarqenDOMText::attachLabelToNode(left, "Approved");
+    ASSERT_EQ(leftLabel->labelPosition(), MarqenDOMStampLabelPositionLeft);
+
+    EXPECT_LT(CGRectGetMinX(rightLabel->contentBounds()), CGRectGetMaxX(right->frame()));
+    EXPECT_GE(CGRectGetMinX(rightLabel->textBounds()), CGRectGetMaxX(right->frame()));
+    EXPECT_GT(CGRectGetMaxX(leftLabel->contentBounds()), CGRectGetMinX(left->frame()));
+    EXPECT_LE(CGRectGetMaxX(leftLabel->textBounds()), CGRectGetMinX(left->frame()));
+    for (const auto &label : {rightLabel, leftLabel})
+        EXPECT_TRUE(CGRectContainsRect(label->contentBounds(), label->textBounds()));
+
+    auto reloaded = MarqenDOMDocument::fromDictionary(document->dictionaryRepresentation());
+    ASSERT_TRUE(reloaded);
+    auto again = std::dynamic_pointer_cast<MarqenDOMText>(reloaded->findNode(leftLabel->guid()));
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->textBounds(), leftLabel->textBounds());
+}
+
 TEST(MarqenDOMStampJSON, FrameNameAndTailRoundTrip) {
     auto stamp = MarqenDOMStamp::fromDictionary({{"type", "Stamp"},
                                                  {"frame", {{"x", 100}, {"y", 200}, {"width", 100}, {"height", 100}}},
