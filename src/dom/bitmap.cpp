@@ -40,9 +40,19 @@ MarqenJSON propertiesOfFile(const std::filesystem::path &path) {
 }
 
 // Pixels per document unit across and down, for an image shown over frame.
-CGSize pixelDensity(const CGRect &visible, const CGRect &frame) {
+CGSize pixelDensity(const MarqenImage &image, const CGRect &frame) {
     CGFloat w = CGRectGetWidth(frame), h = CGRectGetHeight(frame);
-    return CGSizeMake(w > 0 ? visible.size.width / w : 1, h > 0 ? visible.size.height / h : 1);
+    return CGSizeMake(w > 0 ? image.width() / w : 1, h > 0 ? image.height() / h : 1);
+}
+
+// A rectangle turned a quarter about centre (clockwise on the y-down page: (dx, dy) goes to (-dy, dx)).
+CGRect quarterTurn(CGRect rect, CGPoint centre, bool clockwise) {
+    rect = CGRectStandardize(rect);
+    if (clockwise)
+        return CGRectMake(centre.x - (CGRectGetMaxY(rect) - centre.y), centre.y + (rect.origin.x - centre.x),
+                          rect.size.height, rect.size.width);
+    return CGRectMake(centre.x + (rect.origin.y - centre.y), centre.y - (CGRectGetMaxX(rect) - centre.x),
+                      rect.size.height, rect.size.width);
 }
 
 int pixelCount(CGFloat value) { return std::max(1, static_cast<int>(std::lround(value))); }
@@ -195,13 +205,26 @@ bool MarqenDOMBitmap::isOpaque() const {
     return *isOpaque_;
 }
 
+CGRect MarqenDOMBitmap::visibleFrame() const {
+    CGRect frame = CGRectStandardize(frame_);
+    if (CGRectIsEmpty(cropRect_)) return frame;
+    CGRect visible = CGRectIntersection(CGRectStandardize(cropRect_), frame);
+    return CGRectIsNull(visible) || CGRectIsEmpty(visible) ? frame : visible;
+}
+
 CGRect MarqenDOMBitmap::visiblePixelRect() const {
     auto image = this->image();
     if (!image) return CGRectZero;
     CGRect whole = CGRectMake(0, 0, image->width(), image->height());
-    if (CGRectIsEmpty(cropRect_)) return whole;
-    CGRect visible = CGRectIntersection(CGRectStandardize(cropRect_), whole);
-    return CGRectIsNull(visible) || CGRectIsEmpty(visible) ? whole : visible;
+    CGRect frame = CGRectStandardize(frame_);
+    if (CGRectIsEmpty(cropRect_) || CGRectIsEmpty(frame)) return whole;
+    CGSize density = pixelDensity(*image, frame);
+    CGRect visible = visibleFrame();
+    CGRect pixels = CGRectIntegral(CGRectMake((visible.origin.x - frame.origin.x) * density.width,
+                                              (visible.origin.y - frame.origin.y) * density.height,
+                                              visible.size.width * density.width, visible.size.height * density.height));
+    pixels = CGRectIntersection(pixels, whole);
+    return CGRectIsNull(pixels) || CGRectIsEmpty(pixels) ? whole : pixels;
 }
 
 // MARK: Loading and saving
@@ -288,12 +311,11 @@ bool MarqenDOMBitmap::replaceImageByApplyingTransform(const CGAffineTransform &t
     auto image = this->image();
     if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot transform: the bitmap has no image");
     CGRect visible = visiblePixelRect();
-    CGSize density = pixelDensity(visible, frame_);
-    CGRect newFrame = CGRectApplyAffineTransform(frame_, t);
+    CGSize density = pixelDensity(*image, frame_);
+    CGRect newFrame = CGRectApplyAffineTransform(visibleFrame(), t);
     // Image pixels → document units, the transform, then document units → new image pixels (same density).
     CGAffineTransform toModel = CGAffineTransformMakeTranslation(frame_.origin.x, frame_.origin.y);
     toModel = CGAffineTransformScale(toModel, 1 / density.width, 1 / density.height);
-    toModel = CGAffineTransformTranslate(toModel, -visible.origin.x, -visible.origin.y);
     CGAffineTransform toPixels = CGAffineTransformMakeScale(density.width, density.height);
     toPixels = CGAffineTransformTranslate(toPixels, -newFrame.origin.x, -newFrame.origin.y);
     CGAffineTransform pixels = CGAffineTransformConcat(CGAffineTransformConcat(toModel, t), toPixels);
@@ -315,19 +337,11 @@ bool MarqenDOMBitmap::rotate90Degrees(bool clockwise, MarqenError *error) {
     if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot rotate: the bitmap has no image");
     MarqenImageRef rotated = MarqenImageRotateQuarterTurns(*image, clockwise ? 1 : -1, error);
     if (!rotated) return false;
-    CGRect crop = cropRect_;
-    if (!CGRectIsEmpty(crop)) {
-        crop = CGRectStandardize(crop);
-        // The crop turns with the pixels: clockwise, (x, y) of the old image goes to (h − y, x).
-        CGFloat h = image->height(), w = image->width();
-        crop = clockwise ? CGRectMake(h - CGRectGetMaxY(crop), crop.origin.x, crop.size.height, crop.size.width)
-                         : CGRectMake(crop.origin.y, w - CGRectGetMaxX(crop), crop.size.height, crop.size.width);
-    }
     if (!storeNewImage(rotated, "rotate", error)) return false;
-    setCropRect(crop);
+    // The crop turns with the frame, about the frame's centre.
     CGPoint centre = CGPointMake(CGRectGetMidX(frame_), CGRectGetMidY(frame_));
-    setFrame(CGRectMake(centre.x - frame_.size.height / 2, centre.y - frame_.size.width / 2, frame_.size.height,
-                        frame_.size.width));
+    if (!CGRectIsEmpty(cropRect_)) setCropRect(quarterTurn(cropRect_, centre, clockwise));
+    setFrame(quarterTurn(frame_, centre, clockwise));
     return true;
 }
 
@@ -336,14 +350,14 @@ bool MarqenDOMBitmap::mergeBitmaps(const std::vector<std::shared_ptr<MarqenDOMBi
     auto image = this->image();
     if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot merge: the bitmap has no image");
     frame = CGRectStandardize(frame);
-    CGSize density = pixelDensity(visiblePixelRect(), frame_);
+    CGSize density = pixelDensity(*image, frame_);
     int width = pixelCount(frame.size.width * density.width), height = pixelCount(frame.size.height * density.height);
     MarqenImageRef merged = MarqenImage::create(width, height, error);
     if (!merged) return false;
     auto place = [&](const MarqenDOMBitmap &bitmap) -> bool {
         auto source = bitmap.image();
         if (!source) return true;  // a bitmap still without pixels adds nothing
-        CGRect target = bitmap.frame();
+        CGRect target = bitmap.visibleFrame();
         CGRect inPixels = CGRectMake((target.origin.x - frame.origin.x) * density.width,
                                      (target.origin.y - frame.origin.y) * density.height,
                                      target.size.width * density.width, target.size.height * density.height);
@@ -367,26 +381,36 @@ void MarqenDOMBitmap::applyResizeTransform(const CGAffineTransform &t, CGSize in
         std::fabs(newFrame.size.height - document.size.height) < 1)
         newFrame = document;
     auto image = this->image();
+    bool baked = false;
     if (image && !CGRectIsEmpty(frame_)) {
+        // The visible pixels are resampled with the frame's change; a crop is baked into them.
+        const bool cropped = !CGRectIsEmpty(cropRect_);
+        CGRect source = cropped ? visibleFrame() : CGRectStandardize(frame_);
+        CGRect shown = cropped ? CGRectApplyAffineTransform(source, t) : newFrame;
         CGRect visible = visiblePixelRect();
-        int width = pixelCount(visible.size.width * newFrame.size.width / frame_.size.width);
-        int height = pixelCount(visible.size.height * newFrame.size.height / frame_.size.height);
-        if (width != static_cast<int>(visible.size.width) || height != static_cast<int>(visible.size.height)) {
+        int width = pixelCount(visible.size.width * shown.size.width / source.size.width);
+        int height = pixelCount(visible.size.height * shown.size.height / source.size.height);
+        if (cropped || width != static_cast<int>(visible.size.width) ||
+            height != static_cast<int>(visible.size.height)) {
             MarqenError error;
             MarqenImageRef part = MarqenImageCrop(*image, visible, &error);
             MarqenImageRef resized = part ? MarqenImageResize(*part, width, height, &error) : nullptr;
             if (!resized || !storeNewImage(resized, "resize", &error)) {
                 marqenLog("ERROR: Unable to resize bitmap with URI " + uri() + " : " + error.description());
             } else {
+                baked = true;
                 setCropRect(CGRectZero);
+                newFrame = shown;
             }
         }
     }
+    if (!baked && !CGRectIsEmpty(cropRect_)) setCropRect(CGRectApplyAffineTransform(cropRect_, t));
     setFrame(newFrame);
 }
 
 void MarqenDOMBitmap::applyTransform(const CGAffineTransform &t) {
     if (t.b == 0 && t.c == 0 && t.a > 0 && t.d > 0) {
+        if (!CGRectIsEmpty(cropRect_)) setCropRect(CGRectApplyAffineTransform(cropRect_, t));
         setFrame(CGRectApplyAffineTransform(frame_, t));
         return;
     }
@@ -394,6 +418,7 @@ void MarqenDOMBitmap::applyTransform(const CGAffineTransform &t) {
     if (!replaceImageByApplyingTransform(t, &error)) {
         // Without pixels to turn, the frame still follows.
         if (!image()) {
+            if (!CGRectIsEmpty(cropRect_)) setCropRect(CGRectApplyAffineTransform(cropRect_, t));
             setFrame(CGRectApplyAffineTransform(frame_, t));
             return;
         }
@@ -401,7 +426,11 @@ void MarqenDOMBitmap::applyTransform(const CGAffineTransform &t) {
     }
 }
 
-void MarqenDOMBitmap::translate(CGPoint delta) { setFrame(CGRectOffset(frame_, delta.x, delta.y)); }
+void MarqenDOMBitmap::translate(CGPoint delta) {
+    // The crop is a part of the page under the frame: it moves with it.
+    if (!CGRectIsEmpty(cropRect_)) setCropRect(CGRectOffset(cropRect_, delta.x, delta.y));
+    setFrame(CGRectOffset(frame_, delta.x, delta.y));
+}
 
 MarqenDOMNodePtr MarqenDOMBitmap::hitTestWithPoint(CGPoint point) {
     return CGRectContainsPoint(frame_, point) ? shared_from_this() : nullptr;

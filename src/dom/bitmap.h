@@ -3,8 +3,9 @@
 // document's resource coordinator stores and loads the file behind it. Every edit of the pixels
 // stores a new resource under a fresh URI, so undoing an edit only restores the previous URI.
 //
-// Pixel geometry: the visible part of the image (cropRect, or the whole image when cropRect is
-// empty; in image pixels) is drawn stretched over `frame` (in document units).
+// Geometry: the whole image is drawn stretched over `frame` (document units). `cropRect`, when not
+// empty, is the part of the frame that shows, in the same units: the renderer clips to it, and the
+// pixel edits keep only the pixels under it.
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -66,12 +67,13 @@ public:
     // the reason in *error) when there is no image or no coordinator, or the coordinator fails.
     // rect: in image pixels.
     bool replaceImageWithCropRect(CGRect rect, MarqenError *error = nullptr);
-    // t: in document units; the frame becomes the bounding box of the transformed frame.
+    // t: in document units; the visible part is kept, and the frame becomes the bounding box of the
+    // transformed visible part.
     bool replaceImageByApplyingTransform(const CGAffineTransform &t, MarqenError *error = nullptr);
-    // Quarter turns (clockwise as the image is seen); the frame turns about its centre.
+    // Quarter turns (clockwise as the image is seen); the frame and the crop turn about the frame's centre.
     bool rotate90Degrees(bool clockwise, MarqenError *error = nullptr);
-    // Draws this image and then each bitmap, at their frames, into one image covering frame, at this
-    // image's pixel density; this element then shows it at frame.
+    // Draws the visible part of this image and then of each bitmap, where they show, into one image
+    // covering frame, at this image's pixel density; this element then shows it at frame.
     bool mergeBitmaps(const std::vector<std::shared_ptr<MarqenDOMBitmap>> &bitmaps, CGRect frame,
                       MarqenError *error = nullptr);
     // Resamples the pixels with the frame's change (the document being resized to integralDocumentSize).
@@ -99,7 +101,10 @@ public:
     void initWithDictionary(const MarqenJSON &dictionary) override;
     MarqenJSON dictionaryRepresentation() const override;
 
-    // The part of the image that is shown, in pixels (the crop rectangle inside the image).
+    // The part of the frame that shows: the frame cut to the crop rectangle (the whole frame when there
+    // is no crop, or when the crop misses the frame).
+    CGRect visibleFrame() const;
+    // The image pixels under visibleFrame(), widened to whole pixels.
     CGRect visiblePixelRect() const;
 
 protected:

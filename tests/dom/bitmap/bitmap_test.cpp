@@ -226,17 +226,20 @@ TEST(MarqenDOMBitmapEdits, RotateTurnsPixelsFrameAndCrop) {
     auto image = solidImage(4, 2, 0xFF000000);
     image->setPixelAt(0, 0, 0xFFFF0000);  // top left red
     auto bitmap = fixture.document->addBitmapNode(image, 0, MarqenJSON::object(), CGRectMake(10, 10, 40, 20), false);
-    bitmap->setCropRect(CGRectMake(0, 0, 1, 2));
+    // The crop shows the left quarter of the frame: the image's first column.
+    bitmap->setCropRect(CGRectMake(10, 10, 10, 20));
+    EXPECT_EQ(bitmap->visiblePixelRect(), CGRectMake(0, 0, 1, 2));
     ASSERT_TRUE(bitmap->rotate90Degrees(true));
     ASSERT_EQ(bitmap->image()->width(), 2);
     ASSERT_EQ(bitmap->image()->height(), 4);
     EXPECT_EQ(bitmap->image()->pixelAt(1, 0), 0xFFFF0000u);  // the top left went to the top right
     EXPECT_EQ(bitmap->frame(), CGRectMake(20, 0, 20, 40));
-    EXPECT_EQ(bitmap->cropRect(), CGRectMake(0, 0, 2, 1));
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(20, 0, 20, 10));  // the first column became the top row
+    EXPECT_EQ(bitmap->visiblePixelRect(), CGRectMake(0, 0, 2, 1));
     ASSERT_TRUE(bitmap->rotate90Degrees(false));
     EXPECT_EQ(bitmap->image()->pixelAt(0, 0), 0xFFFF0000u);
     EXPECT_EQ(bitmap->frame(), CGRectMake(10, 10, 40, 20));
-    EXPECT_EQ(bitmap->cropRect(), CGRectMake(0, 0, 1, 2));
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(10, 10, 10, 20));
 }
 
 TEST(MarqenDOMBitmapEdits, EditsWithoutACoordinatorFailClearly) {
@@ -315,4 +318,54 @@ TEST(MarqenDOMBitmapEdits, AxisAlignedTransformsMoveTheFrameOnly) {
     EXPECT_EQ(bitmap->image()->pixelAt(0, 0), 0xFF00FF00u);
     EXPECT_EQ(bitmap->image()->pixelAt(7, 7), 0xFF00FF00u);
     EXPECT_TRUE(bitmap->isOpaque());
+}
+
+TEST(MarqenDOMBitmapEdits, TheCropIsPartOfThePageUnderTheFrame) {
+    // An 8 by 4 image over 16 by 8 units, left half green, right half red; the crop shows the right half.
+    BitmapFixture fixture;
+    auto image = solidImage(8, 4, 0xFF00FF00);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 4; x < 8; ++x) image->setPixelAt(x, y, 0xFFFF0000);
+    auto bitmap = fixture.document->addBitmapNode(image, 0, MarqenJSON::object(), CGRectMake(0, 0, 16, 8), false);
+    bitmap->setCropRect(CGRectMake(8, 0, 8, 8));
+    EXPECT_EQ(bitmap->visibleFrame(), CGRectMake(8, 0, 8, 8));
+    EXPECT_EQ(bitmap->visiblePixelRect(), CGRectMake(4, 0, 4, 4));
+
+    // Moving and axis-aligned scaling carry the crop along; the pixels stay.
+    bitmap->translate({2, 3});
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(10, 3, 8, 8));
+    bitmap->applyTransform(CGAffineTransformMake(2, 0, 0, 2, 0, 0));
+    EXPECT_EQ(bitmap->frame(), CGRectMake(4, 6, 32, 16));
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(20, 6, 16, 16));
+    EXPECT_EQ(bitmap->visiblePixelRect(), CGRectMake(4, 0, 4, 4));
+
+    // A mirror keeps only what showed: four red columns at the frame's density, shown where the
+    // crop went, and no crop left.
+    bitmap->applyTransform(CGAffineTransformMake(-1, 0, 0, 1, 0, 0));
+    EXPECT_EQ(bitmap->cropRect(), CGRectZero);
+    EXPECT_EQ(bitmap->frame(), CGRectMake(-36, 6, 16, 16));
+    ASSERT_EQ(bitmap->image()->width(), 4);
+    ASSERT_EQ(bitmap->image()->height(), 4);
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(bitmap->image()->pixelAt(x, 2), 0xFFFF0000u);
+
+    // A crop that misses the frame is ignored by pixel edits.
+    bitmap->setCropRect(CGRectMake(100, 100, 5, 5));
+    EXPECT_EQ(bitmap->visibleFrame(), bitmap->frame());
+    EXPECT_EQ(bitmap->visiblePixelRect(), CGRectMake(0, 0, 4, 4));
+}
+
+TEST(MarqenDOMBitmapEdits, ResizingBakesTheCropIntoThePixels) {
+    BitmapFixture fixture;
+    auto image = solidImage(40, 30, 0xFF0000FF);
+    for (int y = 0; y < 30; ++y)
+        for (int x = 0; x < 20; ++x) image->setPixelAt(x, y, 0xFFFFFF00);
+    auto background = fixture.document->addBackgroundImage(image, 0, MarqenJSON::object());
+    background->setCropRect(CGRectMake(20, 0, 20, 30));  // the blue right half
+    fixture.document->resizeToSize({20, 15});
+    EXPECT_EQ(background->cropRect(), CGRectZero);
+    EXPECT_EQ(background->frame(), CGRectMake(10, 0, 10, 15));
+    ASSERT_EQ(background->image()->width(), 10);
+    ASSERT_EQ(background->image()->height(), 15);
+    EXPECT_EQ(background->image()->pixelAt(0, 7), 0xFF0000FFu);
+    EXPECT_EQ(background->image()->pixelAt(9, 7), 0xFF0000FFu);
 }
