@@ -24,26 +24,11 @@ public:
     // artwork gives a transparent picture.
     static MarqenImageRef imageForStampNamed(const std::string &stampName, CGSize size);
 
-    static void drawRedStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                             bool flipShadow);
-    static void drawOrangeStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                                bool flipShadow);
-    static void drawBlueStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
+    // One routine a badge; each draws into rect as drawStampNamed does.
+    using StampDrawing = void(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
                               bool flipShadow);
-    static void drawGreenStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                               bool flipShadow);
-    static void drawPinkStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                              bool flipShadow);
-    static void drawHappyStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                               bool flipShadow);
-    static void drawCoolStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                              bool flipShadow);
-    static void drawSillyStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                               bool flipShadow);
-    static void drawSurpriseStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                                  bool flipShadow);
-    static void drawAngryStamp(MarqenGraphicsContext &context, CGRect rect, std::optional<long> tailAngleInDegrees,
-                               bool flipShadow);
+    static StampDrawing drawRedStamp, drawOrangeStamp, drawBlueStamp, drawGreenStamp, drawPinkStamp;
+    static StampDrawing drawHappyStamp, drawCoolStamp, drawSillyStamp, drawSurpriseStamp, drawAngryStamp;
 };
 
 }  // namespace marqen
