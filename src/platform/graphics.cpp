@@ -81,14 +81,17 @@ bool groupInkExtents(cairo_t *cr, cairo_pattern_t *pattern, double box[4]) {
         int minX = w, minY = h, maxX = -1, maxY = -1;
         for (int y = 0; y < h; ++y) {
             const auto *row = reinterpret_cast<const uint32_t *>(data + static_cast<size_t>(y) * stride);
-            for (int x = 0; x < w; ++x) {
-                if (row[x] >> 24) {
-                    minX = std::min(minX, x);
-                    maxX = std::max(maxX, x);
-                    minY = std::min(minY, y);
-                    maxY = y;
-                }
-            }
+            // Premultiplied: a pixel without alpha is all zero, so one OR over the row finds empty rows.
+            uint32_t any = 0;
+            for (int x = 0; x < w; ++x) any |= row[x];
+            if (!any) continue;
+            int first = 0, last = w - 1;
+            while (first < minX && !(row[first] >> 24)) ++first;
+            while (last > maxX && !(row[last] >> 24)) --last;
+            if (first < minX && (row[first] >> 24)) minX = first;
+            if (last > maxX && (row[last] >> 24)) maxX = last;
+            minY = std::min(minY, y);
+            maxY = y;
         }
         if (maxX < 0) return false;  // nothing drawn
         double dx = 0, dy = 0;
