@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets with clang (in build-fuzz/) and runs each for a while, seeded with the
+# bundled samples. Usage: scripts/fuzz.sh [SECONDS_PER_TARGET]   (default 20)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+SECONDS_PER_TARGET="${1:-20}"
+scripts/setup.sh
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DMARQEN_FUZZ=ON -DMARQEN_TESTS=OFF -DMARQEN_BENCH=OFF >/dev/null
+cmake --build build-fuzz -j "$(nproc)"
+
+WORK=$(mktemp -d /tmp/marqen-fuzz-XXXXXX)
+trap 'rm -rf "$WORK"' EXIT
+seed() {  # seed TARGET FILES...
+  local target=$1
+  shift
+  mkdir -p "$WORK/$target"
+  for file in "$@"; do [ -f "$file" ] && cp "$file" "$WORK/$target/"; done
+  return 0
+}
+seed fuzz_pdf samples/*.pdf
+seed fuzz_document samples/*.json
+seed fuzz_image_decode samples/resources/*
+mkdir -p build-fuzz/artifacts
+export ASAN_OPTIONS=detect_leaks=0:abort_on_error=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+for fuzzer in build-fuzz/fuzz/fuzz_*; do
+  [ -x "$fuzzer" ] || continue
+  name=$(basename "$fuzzer")
+  mkdir -p "$WORK/$name"
+  echo "fuzzing $name for ${SECONDS_PER_TARGET}s"
+  "$fuzzer" -max_total_time="$SECONDS_PER_TARGET" -timeout=10 -rss_limit_mb=3072 -max_len=65536 \
+    -artifact_prefix="build-fuzz/artifacts/" -print_final_stats=0 "$WORK/$name" 2>"$WORK/$name.log" || {
+    tail -40 "$WORK/$name.log"
+    echo "fuzz: $name failed"
+    exit 1
+  }
+done
+echo "fuzz: every target ran clean"
