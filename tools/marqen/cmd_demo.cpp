@@ -6,6 +6,7 @@
 #include "command.h"
 #include "document_loading.h"
 #include "document_rendering.h"
+#include "dom/layer.h"
 #include "formats/directory_resource_coordinator.h"
 
 namespace marqen::cli {
@@ -14,9 +15,10 @@ namespace {
 namespace fs = std::filesystem;
 
 // Renders every page of a sample to PNG; a sample X.json with a sibling X.pdf is drawn over that
-// PDF's pages and also gets its annotations as a vector PDF. Returns the number of pages that failed.
+// PDF's pages and also gets its annotations as a vector PDF; pages with nothing to draw are listed in
+// *blank. Returns the number of pages that failed.
 int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, const fs::path &samples, const fs::path &output,
-                 MarqenJSON *renders) {
+                 MarqenJSON *renders, MarqenJSON *blank) {
     const fs::path resources = samples / "resources";
     fs::path pdf = file;
     pdf.replace_extension(".pdf");
@@ -27,6 +29,17 @@ int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, cons
     for (size_t index = 0; index < pageCount; ++index) {
         const int page = static_cast<int>(index) + 1;
         std::string stem = file.stem().string() + (pageCount > 1 ? "-page-" + std::to_string(page) : "");
+        // A page without elements and without a PDF page under it would only be a blank picture.
+        bool hasElements = false;
+        content.pages->pages()[index]->acceptVisitor([&](MarqenDOMNode &node) {
+            const bool element = dynamic_cast<MarqenDOMElement *>(&node) && !dynamic_cast<MarqenDOMLayer *>(&node);
+            hasElements = hasElements || element;
+            return !hasElements;
+        });
+        if (!hasElements && !hasPDF) {
+            blank->push_back(page);
+            continue;
+        }
         try {
             auto document = pageForRendering(content, page, hasPDF ? std::optional(pdf.string()) : std::nullopt);
             std::shared_ptr<MarqenDOMDocumentResourceCoordinator> coordinator;
@@ -82,13 +95,14 @@ int run(const std::vector<std::string> &args) {
                 ++nodes;
                 return true;
             });
-        MarqenJSON renders = MarqenJSON::array();
-        failed += renderSample(file, content, samples, output / "rendered", &renders);
+        MarqenJSON renders = MarqenJSON::array(), blank = MarqenJSON::array();
+        failed += renderSample(file, content, samples, output / "rendered", &renders, &blank);
         report[file.filename().string()] = {
-            {"pages", content.pages->pages().size()}, {"nodes", nodes}, {"rendered", renders}};
+            {"pages", content.pages->pages().size()}, {"nodes", nodes}, {"rendered", renders}, {"blankPages", blank}};
         std::cout << file.filename().string() << ": " << content.pages->pages().size() << " page(s), " << nodes
                   << " nodes -> " << normalized.string() << '\n';
         for (const auto &rendered : renders) std::cout << "  rendered " << rendered.get<std::string>() << '\n';
+        for (const auto &page : blank) std::cout << "  page " << page.get<int>() << " has no annotations: not rendered\n";
     }
     writeFileAtomically((output / "summary.json").string(), report.dump(2) + "\n");
     std::cout << "demo output is in " << fs::absolute(output).string() << '\n';
