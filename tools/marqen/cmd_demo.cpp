@@ -8,15 +8,37 @@
 #include "document_rendering.h"
 #include "dom/layer.h"
 #include "formats/directory_resource_coordinator.h"
+#include "formats/pdf/pdf_overlay.h"
 
 namespace marqen::cli {
 namespace {
 
 namespace fs = std::filesystem;
 
+// The PDF with each page's annotation PDF drawn over its page and the document hidden in the update:
+// what saving an annotated PDF writes.
+void writeAnnotatedPDF(const fs::path &pdf, const std::vector<std::pair<int, fs::path>> &annotations,
+                       const MarqenDOMJSONContent &content, const fs::path &output) {
+    auto target = MarqenPDF::initWithContentsOfFile(pdf.string());
+    if (!target) failure("cannot read " + pdf.string() + " as a PDF");
+    MarqenPDFMigrator migrator(target, target->nextAvailableObjectNumber());
+    for (const auto &[page, annotationPDF] : annotations) {
+        MarqenError error;
+        if (!mergeAnnotationsWithOriginal(target, annotationPDF.string(), migrator, static_cast<uint64_t>(page - 1),
+                                          &error))
+            failure("cannot draw the annotations over page " + std::to_string(page) + ": " +
+                    error.localizedDescription());
+    }
+    MarqenError error;
+    if (!target->writeModifiedPDFToURL(output.string(), migrator.migratedObjects(),
+                                       content.dictionaryRepresentation().dump(), &error))
+        failure("cannot write " + output.string() + ": " + error.localizedDescription());
+}
+
 // Renders every page of a sample to PNG; a sample X.json with a sibling X.pdf is drawn over that
-// PDF's pages and also gets its annotations as a vector PDF; pages with nothing to draw are listed in
-// *blank. Returns the number of pages that failed.
+// PDF's pages, gets its annotations as a vector PDF a page, and the PDF annotated with them
+// (X-annotated.pdf); pages with nothing to draw are listed in *blank. Returns the number of pages that
+// failed.
 int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, const fs::path &samples, const fs::path &output,
                  MarqenJSON *renders, MarqenJSON *blank) {
     const fs::path resources = samples / "resources";
@@ -26,6 +48,7 @@ int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, cons
     const bool hasPDF = fs::is_regular_file(pdf, ec);
     const size_t pageCount = content.pages->pages().size();
     int failed = 0;
+    std::vector<std::pair<int, fs::path>> annotationPDFs;
     for (size_t index = 0; index < pageCount; ++index) {
         const int page = static_cast<int>(index) + 1;
         std::string stem = file.stem().string() + (pageCount > 1 ? "-page-" + std::to_string(page) : "");
@@ -58,9 +81,20 @@ int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, cons
                 request.output = output / (stem + "-annotations.pdf");
                 renderDocumentToFile(document, request);
                 renders->push_back(request.output.string());
+                annotationPDFs.emplace_back(page, request.output);
             }
         } catch (const CommandError &error) {
             std::cerr << "marqen: " << file.filename().string() << " page " << page << ": " << error.what() << '\n';
+            ++failed;
+        }
+    }
+    if (!annotationPDFs.empty()) {
+        const fs::path annotated = output / (file.stem().string() + "-annotated.pdf");
+        try {
+            writeAnnotatedPDF(pdf, annotationPDFs, content, annotated);
+            renders->push_back(annotated.string());
+        } catch (const CommandError &error) {
+            std::cerr << "marqen: " << file.filename().string() << ": " << error.what() << '\n';
             ++failed;
         }
     }
@@ -115,10 +149,12 @@ const MarqenCommandRegistration registration{{
     "run the main job on the bundled samples",
     "usage: marqen demo [-o DIR] [--samples DIR]\n\n"
     "Loads every sample document in the samples folder (default ./samples), writes its\n"
-    "canonical form to DIR/normalized, renders every page to DIR/rendered/NAME.png (bitmaps\n"
-    "from the samples' resources folder; a sample NAME.json beside NAME.pdf is drawn over that\n"
-    "PDF's pages and also written as the vector annotation PDF NAME-annotations.pdf), writes a\n"
-    "summary to DIR/summary.json (default DIR: ./demo-out) and says where they are.\n",
+    "canonical form to DIR/normalized, renders every page with annotations to\n"
+    "DIR/rendered/NAME.png (bitmaps from the samples' resources folder; a sample NAME.json beside\n"
+    "NAME.pdf is drawn over that PDF's pages, written as the vector annotation PDF\n"
+    "NAME-annotations.pdf, and drawn into the PDF itself as NAME-annotated.pdf, which keeps the\n"
+    "document for re-editing), writes a summary to DIR/summary.json (default DIR: ./demo-out) and\n"
+    "says where they are.\n",
     run,
 }};
 

@@ -144,6 +144,22 @@ TEST(DemoCommand, RendersEverySample) {
     EXPECT_NE(out.find("demo output is in"), std::string::npos);
     for (const char *name : {"vectors.png", "elements.png", "pdf-review.png", "pdf-review-annotations.pdf"})
         EXPECT_TRUE(fs::exists(directory / "rendered" / name)) << name;
+    EXPECT_NE(out.find("legacy-v1.1.json: 1 page(s), 4 nodes"), std::string::npos);
+    EXPECT_NE(out.find("page 1 has no annotations: not rendered"), std::string::npos);
+    EXPECT_FALSE(fs::exists(directory / "rendered" / "legacy-v1.1.png"));
+
+    // The sample PDF annotated with its page's annotations: one update over the untouched original,
+    // carrying the document.
+    const fs::path annotated = directory / "rendered" / "pdf-review-annotated.pdf";
+    ASSERT_EQ(runCli("pdf-info --json " + annotated.string(), &out, &err), 0) << err;
+    auto info = MarqenJSON::parse(out);
+    EXPECT_EQ(info["rich"], true);
+    EXPECT_EQ(info["hasDom"], true);
+    EXPECT_EQ(info["pages"], 1);
+    ASSERT_EQ(runCli("pdf-original " + annotated.string() + " -o " + (directory / "original.pdf").string(), &out, &err),
+              0)
+        << err;
+    EXPECT_EQ(readFile(directory / "original.pdf"), readFile(sourceDir() / "samples" / "pdf-review.pdf"));
 }
 
 }  // namespace
