@@ -4,9 +4,7 @@
 #include <cmath>
 
 #include "dom/document.h"
-#include "dom/line.h"
 #include "dom/node_class.h"
-#include "foundation/snapping.h"
 #include "foundation/value_encoding.h"
 #include "foundation/vector_math.h"
 
@@ -17,20 +15,7 @@ namespace {
 // An arrow may not be dragged shorter than this.
 constexpr CGFloat kShorteningGuardLength = 12.0;
 constexpr CGFloat kMinimumArrowLength = 40.0;
-constexpr CGFloat kToolSizeBoundSlack = 2.3e-16;
-
-// Restores a flag when the scope ends.
-class FlagScope {
-public:
-    FlagScope(bool &flag, bool value) : flag_(flag), saved_(flag) { flag_ = value; }
-    ~FlagScope() { flag_ = saved_; }
-    FlagScope(const FlagScope &) = delete;
-    FlagScope &operator=(const FlagScope &) = delete;
-
-private:
-    bool &flag_;
-    bool saved_;
-};
+constexpr MarqenToolSizeSteps kToolSizeSteps{{4, 8, 12, 16, 26}};
 
 }  // namespace
 
@@ -47,9 +32,7 @@ std::shared_ptr<MarqenDOMArrow> MarqenDOMArrow::create() {
 }
 
 bool MarqenDOMArrow::willInitializeWithDictionary(const MarqenJSON &dictionary) {
-    const MarqenJSON *metadata = marqen_objectForKey(dictionary, "metadata");
-    if (!metadata) return false;
-    return marqen_stringForKey(*metadata, MarqenDOMEditorMetadataKey) == std::string(MarqenDOMEditorTypeArrow);
+    return olderMetadataMarksEditorType(dictionary, MarqenDOMEditorTypeArrow);
 }
 
 std::shared_ptr<MarqenDOMStyle> MarqenDOMArrow::defaultStyle() {
@@ -101,32 +84,18 @@ MarqenBezierPath MarqenDOMArrow::makeArrowPath(CGPoint start, CGPoint end, CGFlo
     return path;
 }
 
-void MarqenDOMArrow::updateBezierPath() { setBezierPathWithoutUndo(makeArrowPath(startPoint_, endPoint_, toolArrowSize_)); }
+void MarqenDOMArrow::updateBezierPath() { setBezierPathWithoutUndo(makeArrowPath(startPoint(), endPoint(), toolArrowSize_)); }
 
 // End points
 
-void MarqenDOMArrow::setPoint(CGPoint &stored, CGPoint point, CGPoint other, void (MarqenDOMArrow::*setter)(CGPoint)) {
-    if (point == stored) return;
-    if (!ignoreMinimumConstraints_ && stored != other) {
-        // A point still at the origin counts as unset, so the first placement is never refused.
-        CGPoint reference = stored != CGPointZero ? stored : point;
-        CGFloat oldLength = MarqenGetLineLength(other, reference), newLength = MarqenGetLineLength(other, point);
-        if (newLength < oldLength && newLength < kShorteningGuardLength) return;
-    }
-    if (snap_) {
-        point = MarqenSnapEndpointAt45Degrees(other, point);
-        if (point == stored) return;
-    }
-    CGPoint old = stored;
-    postWillChange();
-    stored = point;
-    postDidChange();
-    updateBezierPath();
-    registerUndo<MarqenDOMArrow>([old, setter](MarqenDOMArrow &arrow) { (arrow.*setter)(old); });
+bool MarqenDOMArrow::acceptsEndPoint(CGPoint stored, CGPoint point, CGPoint otherEnd) const {
+    if (point == stored) return false;
+    if (ignoreMinimumConstraints_ || stored == otherEnd) return true;
+    // A point still at the origin counts as unset, so the first placement is never refused.
+    CGPoint reference = stored != CGPointZero ? stored : point;
+    CGFloat oldLength = MarqenGetLineLength(otherEnd, reference), newLength = MarqenGetLineLength(otherEnd, point);
+    return !(newLength < oldLength && newLength < kShorteningGuardLength);
 }
-
-void MarqenDOMArrow::setStartPoint(CGPoint point) { setPoint(startPoint_, point, endPoint_, &MarqenDOMArrow::setStartPoint); }
-void MarqenDOMArrow::setEndPoint(CGPoint point) { setPoint(endPoint_, point, startPoint_, &MarqenDOMArrow::setEndPoint); }
 
 void MarqenDOMArrow::setToolArrowSize(CGFloat size) {
     if (size == toolArrowSize_ || (std::isnan(size) && std::isnan(toolArrowSize_))) return;
@@ -140,20 +109,25 @@ void MarqenDOMArrow::setToolArrowSize(CGFloat size) {
 
 // Minimum length and standard placement
 
+CGFloat MarqenDOMArrow::minimumDrawnLength() const { return applyContentScaleFactor(kMinimumArrowLength); }
+
+// Deliberately without the content scale.
+CGFloat MarqenDOMArrow::minimumDraggedLength() const { return kMinimumArrowLength; }
+
 void MarqenDOMArrow::enforceMinimumLength(bool growFromStartPoint) {
-    enforceMinimumLength(applyContentScaleFactor(kMinimumArrowLength), growFromStartPoint);
+    enforceMinimumLength(minimumDrawnLength(), growFromStartPoint);
 }
 
 void MarqenDOMArrow::enforceMinimumLength(CGFloat minimumLength, bool growFromStartPoint) {
-    CGPoint fixed = growFromStartPoint ? startPoint_ : endPoint_;
-    CGPoint moving = growFromStartPoint ? endPoint_ : startPoint_;
+    CGPoint fixed = growFromStartPoint ? startPoint() : endPoint();
+    CGPoint moving = growFromStartPoint ? endPoint() : startPoint();
     CGPoint d = moving - fixed;
     CGFloat length = MarqenVectorGetMagnitude(d);
     if (length >= minimumLength) return;
     if (length < 1.0) {
         auto document = this->document();
         CGRect frame = document ? document->frame() : CGRectZero;
-        setStartPoint(getStandardArrowStart(endPoint_, frame, minimumLength, 0));
+        setStartPoint(getStandardArrowStart(endPoint(), frame, minimumLength, 0));
         return;
     }
     CGFloat phi = std::atan2(d.y, d.x);
@@ -179,62 +153,23 @@ CGPoint MarqenDOMArrow::getStandardArrowStart(CGPoint tip, CGRect frame, CGFloat
     return {tip.x - length * std::cos(rotation), tip.y - length * std::sin(rotation)};
 }
 
-// Drawing protocol
-
-void MarqenDOMArrow::beginAtPoint(CGPoint point) {
-    if (arrowheadsAtBeginningOfShape_)
-        setEndPoint(point);
-    else
-        setStartPoint(point);
-}
-
-void MarqenDOMArrow::appendPoint(CGPoint point, CGPoint, MarqenVectorDrawingOptions options) {
-    snap_ = MarqenVectorDrawingIsConstrained(options);
-    if (arrowheadsAtBeginningOfShape_)
-        setStartPoint(point);
-    else
-        setEndPoint(point);
-}
-
-void MarqenDOMArrow::endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options) {
-    appendPoint(point, velocity, options);
-    enforceMinimumLength(arrowheadsAtBeginningOfShape_);
-    snap_ = false;
-}
-
-void MarqenDOMArrow::endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options,
-                                const CGAffineTransform &viewModelTransform) {
-    appendPoint(point, velocity, options);
-    // A click gets 200 view units; a drag gets 40 model units, deliberately without the content scale.
-    CGFloat minimum = MarqenGetLineLength(startPoint_, endPoint_) < 2.0
-                          ? MarqenViewUnitsInModelUnits(viewModelTransform, 200)
-                          : kMinimumArrowLength;
-    enforceMinimumLength(minimum, arrowheadsAtBeginningOfShape_);
-    snap_ = false;
-}
-
 // Transforms
 
 void MarqenDOMArrow::applyTransform(const CGAffineTransform &t) {
-    FlagScope noSnap(snap_, false);
-    CGPoint start = CGPointApplyAffineTransform(startPoint_, t), end = CGPointApplyAffineTransform(endPoint_, t);
     CGFloat size = toolArrowSize_;
-    setStartPoint(start);
-    setEndPoint(end);
+    setEndPointsWithoutSnap(CGPointApplyAffineTransform(startPoint(), t), CGPointApplyAffineTransform(endPoint(), t));
     setToolArrowSize(std::fabs(t.a * size + t.c * size));
 }
 
 void MarqenDOMArrow::translate(CGPoint delta) {
-    FlagScope noSnap(snap_, false);
     // A translation keeps the length, so moving one end first must not trip the shortening guard.
     FlagScope noGuard(ignoreMinimumConstraints_, true);
-    setStartPoint(startPoint_ + delta);
-    setEndPoint(endPoint_ + delta);
+    setEndPointsWithoutSnap(startPoint() + delta, endPoint() + delta);
 }
 
 void MarqenDOMArrow::rotate(CGFloat angle, CGPoint aroundPoint) {
     CGFloat size = toolArrowSize_;
-    MarqenDOMVector::rotate(angle, aroundPoint);
+    MarqenDOMTwoPointVector::rotate(angle, aroundPoint);
     setToolArrowSize(size);
 }
 
@@ -257,91 +192,47 @@ void MarqenDOMArrow::setToolSizeAbsolute(CGFloat size) {
 
 CGFloat MarqenDOMArrow::toolSizeAbsoluteForRelative(CGFloat relative, CGFloat absoluteScale,
                                                     CGFloat contentScaleFactor) {
-    CGFloat step = 26;
-    if (relative <= 0.2 + kToolSizeBoundSlack)
-        step = 4;
-    else if (relative <= 0.4 + kToolSizeBoundSlack)
-        step = 8;
-    else if (relative <= 0.6 + kToolSizeBoundSlack)
-        step = 12;
-    else if (relative <= 0.8 + kToolSizeBoundSlack)
-        step = 16;
-    return step * contentScaleFactor * absoluteScale;
+    return kToolSizeSteps.absoluteForRelative(relative, absoluteScale, contentScaleFactor);
 }
 
 CGFloat MarqenDOMArrow::toolSizeRelativeForAbsolute(CGFloat absolute, CGFloat absoluteScale,
                                                     CGFloat contentScaleFactor) {
-    CGFloat v = absolute / contentScaleFactor / absoluteScale;
-    if (v - 4 <= 0.01) return 0.2;
-    if (v - 8 <= 0.01) return 0.4;
-    if (v - 12 <= 0.01) return 0.6;
-    if (v - 16 <= 0.01) return 0.8;
-    return 1.0;
+    return kToolSizeSteps.relativeForAbsolute(absolute, absoluteScale, contentScaleFactor);
 }
 
-CGFloat MarqenDOMArrow::convertToolSizeRelativeToToolSizeAbsolute(CGFloat relative, CGFloat absoluteScale,
-                                                                  CGFloat contentScaleFactor) const {
-    return toolSizeAbsoluteForRelative(relative, absoluteScale, contentScaleFactor);
-}
-
-CGFloat MarqenDOMArrow::convertToolSizeAbsoluteToToolSizeRelative(CGFloat absolute, CGFloat absoluteScale,
-                                                                  CGFloat contentScaleFactor) const {
-    return toolSizeRelativeForAbsolute(absolute, absoluteScale, contentScaleFactor);
-}
+const MarqenToolSizeSteps &MarqenDOMArrow::toolSizeSteps() const { return kToolSizeSteps; }
 
 std::any MarqenDOMArrow::elementGeometry() const {
-    return MarqenDOMArrowGeometry{startPoint_, endPoint_, toolArrowSize_};
+    return MarqenDOMArrowGeometry{{startPoint(), endPoint()}, toolArrowSize_};
 }
 
 void MarqenDOMArrow::setElementGeometry(const std::any &geometry) {
     const auto *value = std::any_cast<MarqenDOMArrowGeometry>(&geometry);
     if (!value) return;
-    FlagScope noSnap(snap_, false);
-    setStartPoint(value->startPoint);
-    setEndPoint(value->endPoint);
+    setEndPointsWithoutSnap(value->startPoint, value->endPoint);
     setToolArrowSize(value->toolArrowSize);
 }
 
 // JSON
 
 void MarqenDOMArrow::initWithDictionary(const MarqenJSON &dictionary) {
-    MarqenDOMVector::initWithDictionary(dictionary);
-    snap_ = false;
-    for (const char *key : {MarqenDOMEditorMetadataKey, MarqenDOMArrowSizeMetadataKey, MarqenDOMLineStartMetadataKey,
-                            MarqenDOMLineEndMetadataKey})
-        if (metadata().contains(key)) setMetadataObject(nullptr, key);
-    static const MarqenJSON none = MarqenJSON::object();
-    const MarqenJSON *extension = marqen_objectForKey(dictionary, "extension");
-    const MarqenJSON *olderMetadata = marqen_objectForKey(dictionary, "metadata");
-    if (!extension) extension = &none;
-    if (!olderMetadata) olderMetadata = &none;
-    const MarqenJSON *size = marqen_objectForKey(*extension, "toolArrowSize");
-    if (!size) size = marqen_objectForKey(*olderMetadata, MarqenDOMArrowSizeMetadataKey);
-    if (size) setToolArrowSize(CGFloatFromNumber(*size));
-    auto start = MarqenDOMVectorPointForKey(*extension, "startPoint");
-    if (!start) start = MarqenDOMVectorPointForKey(*olderMetadata, MarqenDOMLineStartMetadataKey);
-    if (start) setStartPoint(*start);
-    auto end = MarqenDOMVectorPointForKey(*extension, "endPoint");
-    if (!end) end = MarqenDOMVectorPointForKey(*olderMetadata, MarqenDOMLineEndMetadataKey);
-    if (end) setEndPoint(*end);
+    MarqenDOMTwoPointVector::initWithDictionary(dictionary);
+    startReading({MarqenDOMArrowSizeMetadataKey});
+    if (const MarqenJSON *size = extensionValueForKey(dictionary, "toolArrowSize", MarqenDOMArrowSizeMetadataKey))
+        setToolArrowSize(CGFloatFromNumber(*size));
+    readEndPoints(dictionary);
     if (!marqen_objectForKey(dictionary, "style")) setStyle(defaultStyle());
 }
 
 MarqenJSON MarqenDOMArrow::dictionaryRepresentation() const {
-    if (startPoint_ == endPoint_) return nullptr;
-    MarqenJSON dictionary = MarqenDOMVector::dictionaryRepresentation();
-    dictionary["extension"] = MarqenJSON{{"type", "Arrow"},
-                                         {"startPoint", NSDictionaryFromCGPoint(startPoint_)},
-                                         {"endPoint", NSDictionaryFromCGPoint(endPoint_)},
-                                         {"toolArrowSize", toolArrowSize_}};
+    MarqenJSON dictionary = dictionaryWithEndPoints("Arrow");
+    if (!dictionary.is_null()) dictionary["extension"]["toolArrowSize"] = toolArrowSize_;
     return dictionary;
 }
 
 void MarqenDOMArrow::copyStateTo(MarqenDOMNode &target) const {
-    MarqenDOMVector::copyStateTo(target);
+    MarqenDOMTwoPointVector::copyStateTo(target);
     auto &arrow = static_cast<MarqenDOMArrow &>(target);
-    arrow.startPoint_ = startPoint_;
-    arrow.endPoint_ = endPoint_;
     arrow.toolArrowSize_ = toolArrowSize_;
     arrow.arrowheadsAtBeginningOfShape_ = arrowheadsAtBeginningOfShape_;
     arrow.minimumLength_ = minimumLength_;

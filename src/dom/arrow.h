@@ -1,7 +1,7 @@
 #pragma once
 // The arrow: a filled outline with a tapered shaft, a rounded tail at the start point and a pointed
 // head at the end point. Its geometry lives entirely in its two points and its size.
-#include "dom/vector.h"
+#include "dom/two_point_vector.h"
 
 namespace marqen {
 
@@ -9,13 +9,11 @@ inline constexpr const char *MarqenDOMEditorTypeArrow = "com.brondale.marqen.edi
 inline constexpr const char *MarqenDOMArrowSizeMetadataKey = "com.brondale.marqen.element.semantics.arrow.toolArrowSize";
 
 // The editable geometry of an arrow.
-struct MarqenDOMArrowGeometry {
-    CGPoint startPoint{};
-    CGPoint endPoint{};
+struct MarqenDOMArrowGeometry : MarqenDOMTwoPointGeometry {
     CGFloat toolArrowSize = 0;
 };
 
-class MarqenDOMArrow : public MarqenDOMVector {
+class MarqenDOMArrow : public MarqenDOMTwoPointVector {
 public:
     static const MarqenDOMNodeClass &classDescriptor();
     const MarqenDOMNodeClass &nodeClass() const override { return classDescriptor(); }
@@ -30,17 +28,12 @@ public:
     // The outline from start (tail) to end (tip) for the given size.
     static MarqenBezierPath makeArrowPath(CGPoint start, CGPoint end, CGFloat arrowSize);
 
-    CGPoint startPoint() const { return startPoint_; }
-    CGPoint endPoint() const { return endPoint_; }
-    // An arrow can always be lengthened but not dragged shorter than 12 units (unless the guard is off);
-    // with snap on, the point is snapped to 0°/45°/90° about the other end. Neither marks the document.
-    void setStartPoint(CGPoint point);
-    void setEndPoint(CGPoint point);
+    // The inherited end point setters: an arrow can always be lengthened but not dragged shorter than 12 units
+    // (unless the guard is off), and neither marks the document.
+
     CGFloat toolArrowSize() const { return toolArrowSize_; }
     void setToolArrowSize(CGFloat size);
 
-    bool snap() const { return snap_; }
-    void setSnap(bool snap) { snap_ = snap; }
     bool ignoreMinimumConstraints() const { return ignoreMinimumConstraints_; }
     void setIgnoreMinimumConstraints(bool flag) { ignoreMinimumConstraints_ = flag; }
     // From the view's preference: a drag puts the tip where it began.
@@ -61,14 +54,6 @@ public:
     static CGPoint getStandardArrowStart(CGPoint tip, CGRect frame, CGFloat length, CGFloat maximumLength,
                                          CGFloat rotation);
 
-    // Drawing protocol
-    void beginAtPoint(CGPoint point) override;
-    void appendPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options) override;
-    void endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options) override;
-    // A click without a drag gives an arrow of 200 view units; otherwise the minimum is 40 units.
-    void endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options,
-                    const CGAffineTransform &viewModelTransform) override;
-
     // Moves both points; the size follows the x part of t. The node's own transform is not touched.
     void applyTransform(const CGAffineTransform &t) override;
     void translate(CGPoint delta) override;
@@ -81,10 +66,6 @@ public:
     CGFloat toolSizeAbsolute() const override { return toolArrowSize_; }
     // Unclamped; posts the needs-display notification.
     void setToolSizeAbsolute(CGFloat size) override;
-    CGFloat convertToolSizeRelativeToToolSizeAbsolute(CGFloat relative, CGFloat absoluteScale,
-                                                      CGFloat contentScaleFactor) const override;
-    CGFloat convertToolSizeAbsoluteToToolSizeRelative(CGFloat absolute, CGFloat absoluteScale,
-                                                      CGFloat contentScaleFactor) const override;
     // The steps 4, 8, 12, 16, 26 for the relative sizes 0.2 to 1.0.
     static CGFloat toolSizeAbsoluteForRelative(CGFloat relative, CGFloat absoluteScale, CGFloat contentScaleFactor);
     static CGFloat toolSizeRelativeForAbsolute(CGFloat absolute, CGFloat absoluteScale, CGFloat contentScaleFactor);
@@ -101,14 +82,21 @@ protected:
     MarqenDOMArrow() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
     void updateBezierPath() override;
+    // The steps 4, 8, 12, 16, 26.
+    const MarqenToolSizeSteps &toolSizeSteps() const override;
+    // The drag puts the tip where it began when the arrowheads go at the beginning of the shape. A finished drag
+    // is 40 units long at least: times the content scale without a view transform, as given after a real drag.
+    bool drawsFromEndPoint() const override { return arrowheadsAtBeginningOfShape_; }
+    bool acceptsEndPoint(CGPoint stored, CGPoint point, CGPoint otherEnd) const override;
+    bool endPointChangeMarksDocument() const override { return false; }
+    CGFloat minimumDrawnLength() const override;
+    CGFloat minimumDraggedLength() const override;
+    void growToMinimumLength(CGFloat minimumLength) override {
+        enforceMinimumLength(minimumLength, arrowheadsAtBeginningOfShape_);
+    }
 
 private:
-    void setPoint(CGPoint &stored, CGPoint point, CGPoint other, void (MarqenDOMArrow::*setter)(CGPoint));
-
-    bool snap_ = false;
     bool ignoreMinimumConstraints_ = false;
-    CGPoint startPoint_{};
-    CGPoint endPoint_{};
     CGFloat toolArrowSize_ = 0;
     bool arrowheadsAtBeginningOfShape_ = false;
     CGFloat minimumLength_ = 0;

@@ -3,8 +3,6 @@
 #include <cmath>
 
 #include "dom/node_class.h"
-#include "foundation/snapping.h"
-#include "foundation/value_encoding.h"
 #include "foundation/vector_math.h"
 
 namespace marqen {
@@ -32,80 +30,38 @@ const MarqenDOMNodeClass &MarqenDOMLine::classDescriptor() {
 std::shared_ptr<MarqenDOMLine> MarqenDOMLine::create() { return MarqenMakeNode<MarqenDOMLine>(); }
 
 bool MarqenDOMLine::willInitializeWithDictionary(const MarqenJSON &dictionary) {
-    const MarqenJSON *metadata = marqen_objectForKey(dictionary, "metadata");
-    if (!metadata) return false;
-    return marqen_stringForKey(*metadata, MarqenDOMEditorMetadataKey) == std::string(MarqenDOMEditorTypeLine);
+    return olderMetadataMarksEditorType(dictionary, MarqenDOMEditorTypeLine);
 }
-
-void MarqenDOMLine::setPoint(CGPoint &stored, CGPoint point, CGPoint anchor, void (MarqenDOMLine::*setter)(CGPoint)) {
-    if (snap_) point = MarqenSnapEndpointAt45Degrees(anchor, point);
-    if (point == stored) return;
-    CGPoint old = stored;
-    postWillChange();
-    stored = point;
-    postDidChange();
-    updateBezierPath();
-    registerUndo<MarqenDOMLine>([old, setter](MarqenDOMLine &line) { (line.*setter)(old); });
-    markDocumentNeedsSave();
-}
-
-void MarqenDOMLine::setStartPoint(CGPoint point) { setPoint(startPoint_, point, endPoint_, &MarqenDOMLine::setStartPoint); }
-void MarqenDOMLine::setEndPoint(CGPoint point) { setPoint(endPoint_, point, startPoint_, &MarqenDOMLine::setEndPoint); }
 
 void MarqenDOMLine::enforceMinimumLength(CGFloat minimumLength) {
-    if (auto grown = grownEndPoint(startPoint_, endPoint_, minimumLength)) setEndPoint(*grown);
+    if (auto grown = grownEndPoint(startPoint(), endPoint(), minimumLength)) setEndPoint(*grown);
 }
+
+CGFloat MarqenDOMLine::minimumDrawnLength() const { return kMinimumLineLength; }
 
 void MarqenDOMLine::updateBezierPath() {
     // Part of the rebuild, so stored without a change of its own (and without recursing into this).
-    if (auto grown = grownEndPoint(startPoint_, endPoint_, kMinimumLineLength)) endPoint_ = *grown;
+    if (auto grown = grownEndPoint(startPoint(), endPoint(), kMinimumLineLength)) storeEndPointWithoutChange(*grown);
+    CGPoint start = startPoint(), end = endPoint();
     MarqenBezierPath path;
-    path.moveToPoint(startPoint_);
-    path.addLineToPoint(endPoint_);
+    path.moveToPoint(start);
+    path.addLineToPoint(end);
     MarqenBezierPath aligned;
-    aligned.moveToPoint({std::floor(startPoint_.x), std::floor(startPoint_.y)});
-    aligned.addLineToPoint({std::floor(endPoint_.x), std::floor(endPoint_.y)});
+    aligned.moveToPoint({std::floor(start.x), std::floor(start.y)});
+    aligned.addLineToPoint({std::floor(end.x), std::floor(end.y)});
     setAlignedBezierPath(aligned);
     setBezierPathWithoutUndo(path);
 }
 
-// Drawing protocol
-
-void MarqenDOMLine::beginAtPoint(CGPoint point) { setStartPoint(point); }
-
-void MarqenDOMLine::appendPoint(CGPoint point, CGPoint, MarqenVectorDrawingOptions options) {
-    snap_ = MarqenVectorDrawingIsConstrained(options);
-    setEndPoint(point);
-}
-
-void MarqenDOMLine::endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options) {
-    appendPoint(point, velocity, options);
-    enforceMinimumLength(kMinimumLineLength);
-    snap_ = false;
-}
-
-void MarqenDOMLine::endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options,
-                               const CGAffineTransform &viewModelTransform) {
-    appendPoint(point, velocity, options);
-    if (MarqenGetLineLength(startPoint_, endPoint_) < 2.0)
-        enforceMinimumLength(MarqenViewUnitsInModelUnits(viewModelTransform, 200));
-    else
-        enforceMinimumLength(kMinimumLineLength);
-    snap_ = false;
-}
-
 void MarqenDOMLine::applyTransform(const CGAffineTransform &t) {
     MarqenDOMElement::applyTransform(t);
-    bool wasSnapping = snap_;
-    snap_ = false;
-    CGPoint start = CGPointApplyAffineTransform(startPoint_, t), end = CGPointApplyAffineTransform(endPoint_, t);
-    setStartPoint(start);
-    setEndPoint(end);
-    snap_ = wasSnapping;
+    setEndPointsWithoutSnap(CGPointApplyAffineTransform(startPoint(), t), CGPointApplyAffineTransform(endPoint(), t));
     applyTransformToLineWidth(t);
 }
 
-std::any MarqenDOMLine::elementGeometry() const { return MarqenDOMLineGeometry{startPoint_, endPoint_, lineWidth()}; }
+std::any MarqenDOMLine::elementGeometry() const {
+    return MarqenDOMLineGeometry{{startPoint(), endPoint()}, lineWidth()};
+}
 
 void MarqenDOMLine::setElementGeometry(const std::any &geometry) {
     const auto *value = std::any_cast<MarqenDOMLineGeometry>(&geometry);
@@ -118,37 +74,11 @@ void MarqenDOMLine::setElementGeometry(const std::any &geometry) {
 // JSON
 
 void MarqenDOMLine::initWithDictionary(const MarqenJSON &dictionary) {
-    MarqenDOMVector::initWithDictionary(dictionary);
-    snap_ = false;
-    for (const char *key : {MarqenDOMEditorMetadataKey, MarqenDOMLineStartMetadataKey, MarqenDOMLineEndMetadataKey})
-        if (metadata().contains(key)) setMetadataObject(nullptr, key);
-    static const MarqenJSON none = MarqenJSON::object();
-    const MarqenJSON *extension = marqen_objectForKey(dictionary, "extension");
-    const MarqenJSON *olderMetadata = marqen_objectForKey(dictionary, "metadata");
-    if (!extension) extension = &none;
-    if (!olderMetadata) olderMetadata = &none;
-    auto start = MarqenDOMVectorPointForKey(*extension, "startPoint");
-    if (!start) start = MarqenDOMVectorPointForKey(*olderMetadata, MarqenDOMLineStartMetadataKey);
-    if (start) setStartPoint(*start);
-    auto end = MarqenDOMVectorPointForKey(*extension, "endPoint");
-    if (!end) end = MarqenDOMVectorPointForKey(*olderMetadata, MarqenDOMLineEndMetadataKey);
-    if (end) setEndPoint(*end);
+    MarqenDOMTwoPointVector::initWithDictionary(dictionary);
+    startReading({});
+    readEndPoints(dictionary);
 }
 
-MarqenJSON MarqenDOMLine::dictionaryRepresentation() const {
-    if (startPoint_ == endPoint_) return nullptr;
-    MarqenJSON dictionary = MarqenDOMVector::dictionaryRepresentation();
-    dictionary["extension"] = MarqenJSON{{"type", "Line"},
-                                         {"startPoint", NSDictionaryFromCGPoint(startPoint_)},
-                                         {"endPoint", NSDictionaryFromCGPoint(endPoint_)}};
-    return dictionary;
-}
-
-void MarqenDOMLine::copyStateTo(MarqenDOMNode &target) const {
-    MarqenDOMVector::copyStateTo(target);
-    auto &line = static_cast<MarqenDOMLine &>(target);
-    line.startPoint_ = startPoint_;
-    line.endPoint_ = endPoint_;
-}
+MarqenJSON MarqenDOMLine::dictionaryRepresentation() const { return dictionaryWithEndPoints("Line"); }
 
 }  // namespace marqen

@@ -1,23 +1,17 @@
 #pragma once
 // A straight line between two end points.
-#include "dom/vector.h"
+#include "dom/two_point_vector.h"
 
 namespace marqen {
 
-// Older documents marked lines and arrows in their metadata instead of naming their class.
-inline constexpr const char *MarqenDOMEditorMetadataKey = "com.brondale.marqen.editor";
 inline constexpr const char *MarqenDOMEditorTypeLine = "com.brondale.marqen.editor.type.line";
-inline constexpr const char *MarqenDOMLineStartMetadataKey = "com.brondale.marqen.element.semantics.line.start";
-inline constexpr const char *MarqenDOMLineEndMetadataKey = "com.brondale.marqen.element.semantics.line.end";
 
 // The editable geometry of a line.
-struct MarqenDOMLineGeometry {
-    CGPoint startPoint{};
-    CGPoint endPoint{};
+struct MarqenDOMLineGeometry : MarqenDOMTwoPointGeometry {
     CGFloat lineWidth = 1;
 };
 
-class MarqenDOMLine : public MarqenDOMVector {
+class MarqenDOMLine : public MarqenDOMTwoPointVector {
 public:
     static const MarqenDOMNodeClass &classDescriptor();
     const MarqenDOMNodeClass &nodeClass() const override { return classDescriptor(); }
@@ -26,24 +20,8 @@ public:
     // True for an older dictionary whose metadata marks it as a line.
     static bool willInitializeWithDictionary(const MarqenJSON &dictionary);
 
-    CGPoint startPoint() const { return startPoint_; }
-    CGPoint endPoint() const { return endPoint_; }
-    // With snap on, the point is first snapped to 0°/45°/90° about the other end.
-    void setStartPoint(CGPoint point);
-    void setEndPoint(CGPoint point);
-    // Set while a drag runs with the constrain modifier (not saved).
-    bool snap() const { return snap_; }
-    void setSnap(bool snap) { snap_ = snap; }
     // Grows a line shorter than the minimum along its direction (to the right when it has none).
     void enforceMinimumLength(CGFloat minimumLength);
-
-    // Drawing protocol: the drag runs from the start to the end; the constrain option snaps the angle.
-    void beginAtPoint(CGPoint point) override;
-    void appendPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options) override;
-    void endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options) override;
-    // A click without a drag gives a line of 200 view units.
-    void endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options,
-                    const CGAffineTransform &viewModelTransform) override;
 
     // Moves the end points; the line width follows the x part of t, even for a pure rotation.
     void applyTransform(const CGAffineTransform &t) override;
@@ -58,15 +36,11 @@ public:
 
 protected:
     MarqenDOMLine() = default;
-    void copyStateTo(MarqenDOMNode &target) const override;
     void updateBezierPath() override;
-
-private:
-    void setPoint(CGPoint &stored, CGPoint point, CGPoint anchor, void (MarqenDOMLine::*setter)(CGPoint));
-
-    CGPoint startPoint_{};
-    CGPoint endPoint_{};
-    bool snap_ = false;
+    // Moving an end marks the document; a finished drag is at least 1 unit long.
+    bool endPointChangeMarksDocument() const override { return true; }
+    CGFloat minimumDrawnLength() const override;
+    void growToMinimumLength(CGFloat minimumLength) override { enforceMinimumLength(minimumLength); }
 };
 
 }  // namespace marqen

@@ -16,8 +16,7 @@ namespace marqen {
 
 namespace {
 
-// The size steps allow this much rounding above each bound.
-constexpr CGFloat kToolSizeBoundSlack = 2.3e-16;
+constexpr MarqenToolSizeSteps kToolSizeSteps{{1, 3, 7, 15, 31}};
 
 std::optional<MarqenDOMColor> colorForKey(const MarqenJSON &dictionary, const std::string &key) {
     const MarqenJSON *value = marqen_objectForKey(dictionary, key);
@@ -229,36 +228,24 @@ CGFloat MarqenDOMVector::absoluteToolSizeScale() const {
 
 CGFloat MarqenDOMVector::toolSizeAbsoluteForRelative(CGFloat relative, CGFloat absoluteScale,
                                                      CGFloat contentScaleFactor) {
-    CGFloat step = 31;
-    if (relative <= 0.2 + kToolSizeBoundSlack)
-        step = 1;
-    else if (relative <= 0.4 + kToolSizeBoundSlack)
-        step = 3;
-    else if (relative <= 0.6 + kToolSizeBoundSlack)
-        step = 7;
-    else if (relative <= 0.8 + kToolSizeBoundSlack)
-        step = 15;
-    return step * contentScaleFactor * absoluteScale;
+    return kToolSizeSteps.absoluteForRelative(relative, absoluteScale, contentScaleFactor);
 }
 
 CGFloat MarqenDOMVector::toolSizeRelativeForAbsolute(CGFloat absolute, CGFloat absoluteScale,
                                                      CGFloat contentScaleFactor) {
-    CGFloat v = absolute / contentScaleFactor / absoluteScale;
-    if (v - 1 <= 0.01) return 0.2;
-    if (v - 3 <= 0.01) return 0.4;
-    if (v - 7 <= 0.01) return 0.6;
-    if (v - 15 <= 0.01) return 0.8;
-    return 1.0;
+    return kToolSizeSteps.relativeForAbsolute(absolute, absoluteScale, contentScaleFactor);
 }
+
+const MarqenToolSizeSteps &MarqenDOMVector::toolSizeSteps() const { return kToolSizeSteps; }
 
 CGFloat MarqenDOMVector::convertToolSizeRelativeToToolSizeAbsolute(CGFloat relative, CGFloat absoluteScale,
                                                                    CGFloat contentScaleFactor) const {
-    return toolSizeAbsoluteForRelative(relative, absoluteScale, contentScaleFactor);
+    return toolSizeSteps().absoluteForRelative(relative, absoluteScale, contentScaleFactor);
 }
 
 CGFloat MarqenDOMVector::convertToolSizeAbsoluteToToolSizeRelative(CGFloat absolute, CGFloat absoluteScale,
                                                                    CGFloat contentScaleFactor) const {
-    return toolSizeRelativeForAbsolute(absolute, absoluteScale, contentScaleFactor);
+    return toolSizeSteps().relativeForAbsolute(absolute, absoluteScale, contentScaleFactor);
 }
 
 std::any MarqenDOMVector::elementGeometry() const { return MarqenDOMVectorGeometry{bezierPath_, lineWidth_}; }

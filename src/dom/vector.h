@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "dom/element.h"
+#include "dom/tool_size_steps.h"
 #include "dom/vector_drawing.h"
 #include "foundation/bezier_path.h"
 
@@ -80,6 +81,7 @@ public:
     void setToolSizeAbsolute(CGFloat size) override;
     // 2 for translucent (highlighter) strokes, else 1.
     CGFloat absoluteToolSizeScale() const override;
+    // Through the kind's tool-size steps.
     CGFloat convertToolSizeRelativeToToolSizeAbsolute(CGFloat relative, CGFloat absoluteScale,
                                                       CGFloat contentScaleFactor) const override;
     CGFloat convertToolSizeAbsoluteToToolSizeRelative(CGFloat absolute, CGFloat absoluteScale,
@@ -100,6 +102,8 @@ protected:
     void copyStateTo(MarqenDOMNode &target) const override;
     // Shapes rebuild their outline from their parameters; the freehand stroke has none.
     virtual void updateBezierPath() {}
+    // The steps of the tool-size conversions; the arrow has its own.
+    virtual const MarqenToolSizeSteps &toolSizeSteps() const;
     void setAlignedBezierPath(std::optional<MarqenBezierPath> path) { alignedBezierPath_ = std::move(path); }
     // Stores both colours without notifications or undo, for callers that bracket the change themselves.
     void storeColors(std::optional<MarqenDOMColor> stroke, std::optional<MarqenDOMColor> fill) {
