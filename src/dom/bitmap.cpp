@@ -10,6 +10,7 @@
 #include "dom/notifications.h"
 #include "dom/resource_coordinator.h"
 #include "foundation/log.h"
+#include "foundation/undo_manager.h"
 #include "foundation/uuid.h"
 #include "foundation/value_encoding.h"
 #include "platform/image_io.h"
@@ -308,6 +309,7 @@ bool MarqenDOMBitmap::replaceImageWithCropRect(CGRect rect, MarqenError *error) 
 }
 
 bool MarqenDOMBitmap::replaceImageByApplyingTransform(const CGAffineTransform &t, MarqenError *error) {
+    UndoGroupScope group(undoManager());  // new pixels, crop and frame undo as one step
     auto image = this->image();
     if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot transform: the bitmap has no image");
     CGRect visible = visiblePixelRect();
@@ -333,6 +335,7 @@ bool MarqenDOMBitmap::replaceImageByApplyingTransform(const CGAffineTransform &t
 }
 
 bool MarqenDOMBitmap::rotate90Degrees(bool clockwise, MarqenError *error) {
+    UndoGroupScope group(undoManager());  // new pixels, crop and frame undo as one step
     auto image = this->image();
     if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot rotate: the bitmap has no image");
     MarqenImageRef rotated = MarqenImageRotateQuarterTurns(*image, clockwise ? 1 : -1, error);
@@ -347,6 +350,7 @@ bool MarqenDOMBitmap::rotate90Degrees(bool clockwise, MarqenError *error) {
 
 bool MarqenDOMBitmap::mergeBitmaps(const std::vector<std::shared_ptr<MarqenDOMBitmap>> &bitmaps, CGRect frame,
                                    MarqenError *error) {
+    UndoGroupScope group(undoManager());  // new pixels, crop and frame undo as one step
     auto image = this->image();
     if (!image) return fail(error, MarqenResourceErrorNoImage, "Cannot merge: the bitmap has no image");
     frame = CGRectStandardize(frame);
@@ -373,6 +377,7 @@ bool MarqenDOMBitmap::mergeBitmaps(const std::vector<std::shared_ptr<MarqenDOMBi
 }
 
 void MarqenDOMBitmap::applyResizeTransform(const CGAffineTransform &t, CGSize integralDocumentSize) {
+    UndoGroupScope group(undoManager());  // new pixels, crop and frame undo as one step
     CGRect newFrame = CGRectApplyAffineTransform(frame_, t);
     // A bitmap that filled the document fills the resized one exactly.
     CGRect document = CGRectMake(0, 0, integralDocumentSize.width, integralDocumentSize.height);
@@ -409,6 +414,7 @@ void MarqenDOMBitmap::applyResizeTransform(const CGAffineTransform &t, CGSize in
 }
 
 void MarqenDOMBitmap::applyTransform(const CGAffineTransform &t) {
+    UndoGroupScope group(undoManager());
     if (t.b == 0 && t.c == 0 && t.a > 0 && t.d > 0) {
         if (!CGRectIsEmpty(cropRect_)) setCropRect(CGRectApplyAffineTransform(cropRect_, t));
         setFrame(CGRectApplyAffineTransform(frame_, t));
@@ -427,7 +433,8 @@ void MarqenDOMBitmap::applyTransform(const CGAffineTransform &t) {
 }
 
 void MarqenDOMBitmap::translate(CGPoint delta) {
-    // The crop is a part of the page under the frame: it moves with it.
+    // The crop is a part of the page under the frame: it moves with it, in the same undo step.
+    UndoGroupScope group(undoManager());
     if (!CGRectIsEmpty(cropRect_)) setCropRect(CGRectOffset(cropRect_, delta.x, delta.y));
     setFrame(CGRectOffset(frame_, delta.x, delta.y));
 }

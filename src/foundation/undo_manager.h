@@ -56,4 +56,21 @@ private:
     bool undoing_ = false, redoing_ = false;
 };
 
+// Keeps one undo group open for the life of the scope, so that an edit made of several changes undoes
+// in one step. Does nothing without a manager.
+class UndoGroupScope {
+public:
+    explicit UndoGroupScope(UndoManager *manager) : manager_(manager) {
+        if (manager_) manager_->beginUndoGrouping();
+    }
+    ~UndoGroupScope() {
+        if (manager_) manager_->endUndoGrouping();
+    }
+    UndoGroupScope(const UndoGroupScope &) = delete;
+    UndoGroupScope &operator=(const UndoGroupScope &) = delete;
+
+private:
+    UndoManager *manager_;
+};
+
 }  // namespace marqen

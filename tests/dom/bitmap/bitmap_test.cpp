@@ -348,6 +348,20 @@ TEST(MarqenDOMBitmapEdits, TheCropIsPartOfThePageUnderTheFrame) {
     ASSERT_EQ(bitmap->image()->height(), 4);
     for (int x = 0; x < 4; ++x) EXPECT_EQ(bitmap->image()->pixelAt(x, 2), 0xFFFF0000u);
 
+    // Each edit undoes in one step: pixels, crop and frame together.
+    auto *undo = fixture.document->undoManager();
+    undo->removeAllActions();
+    bitmap->setCropRect(CGRectMake(-30, 8, 8, 8));
+    bitmap->translate({1, 1});
+    ASSERT_TRUE(bitmap->rotate90Degrees(true));
+    EXPECT_EQ(undo->undoCount(), 3u);
+    undo->undo();
+    EXPECT_EQ(bitmap->frame(), CGRectMake(-35, 7, 16, 16));
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(-29, 9, 8, 8));
+    undo->undo();
+    EXPECT_EQ(bitmap->frame(), CGRectMake(-36, 6, 16, 16));
+    EXPECT_EQ(bitmap->cropRect(), CGRectMake(-30, 8, 8, 8));
+
     // A crop that misses the frame is ignored by pixel edits.
     bitmap->setCropRect(CGRectMake(100, 100, 5, 5));
     EXPECT_EQ(bitmap->visibleFrame(), bitmap->frame());
