@@ -149,6 +149,8 @@ void MarqenDOMNode::removeChild(const MarqenDOMNodePtr &child) {
     if (!child || !indexOfChild(child.get())) return;
     auto keepAlive = shared_from_this();
     auto documentBefore = document();
+    // Detaching a label registers its own undo actions: they and the removal undo as one step.
+    UndoGroupScope group(undoManager());
     postWillChange();
     post(MarqenDOMNodeWillRemoveChild, this, {{MarqenDOMNodeUserInfoChildKey, child}});
     MarqenDOMNodePtr labelOwner = child->detachLabelConnection();

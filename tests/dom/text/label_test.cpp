@@ -55,9 +55,8 @@ TEST(MarqenDOMTextLabels, RemovingTheLabelDetachesItAndUndoRestoresLinkAndOrder)
     auto *undo = fixture.document->undoManager();
     undo->removeAllActions();
 
-    undo->beginUndoGrouping();  // one user action
     layer->removeChild(label);
-    undo->endUndoGrouping();
+    EXPECT_EQ(undo->undoCount(), 1u);  // the removal and the detached links undo together
     EXPECT_EQ(label->labelParentNode(), nullptr);
     EXPECT_FALSE(label->labelParentGUID());
     EXPECT_EQ(fixture.stamp->labelNode(), nullptr);
