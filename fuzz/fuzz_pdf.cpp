@@ -2,8 +2,11 @@
 // merges the first page onto itself and serialises the update in memory.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 
+#include "formats/pdf/pdf_file_io.h"
 #include "formats/pdf/pdf_overlay.h"
 
 using namespace marqen;
@@ -11,8 +14,11 @@ using namespace marqen;
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     MarqenPDFOptions options;
     options.maximumDecodedStreamLength = size_t(16) << 20;  // keeps inflate bombs within the fuzzer's memory
+    // Exactly the input's bytes, nothing after them (as in a mapped file), so a read one past the end is caught.
+    std::unique_ptr<char[]> bytes(new char[size]);
+    std::memcpy(bytes.get(), data, size);
     std::shared_ptr<MarqenPDF> pdf =
-        MarqenPDF::initWithData(std::string(reinterpret_cast<const char *>(data), size), options);
+        MarqenPDF::initWithBytes(std::make_shared<const MarqenPDFBytes>(std::move(bytes), size), options);
     if (!pdf) return 0;
     for (bool original : {true, false}) {
         for (uint64_t number = 0; number < pdf->objectTableSize(); ++number) {

@@ -66,21 +66,22 @@ MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOption
     original_ = current_;
 }
 
-std::shared_ptr<MarqenPDF> MarqenPDF::openBytes(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options) {
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithBytes(std::shared_ptr<const MarqenPDFBytes> data,
+                                                    MarqenPDFOptions options) {
     std::shared_ptr<MarqenPDF> pdf(new MarqenPDF(std::move(data), options));
     if (!pdf->open()) return nullptr;
     return pdf;
 }
 
 std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOptions options) {
-    return openBytes(std::make_shared<const MarqenPDFBytes>(std::move(data)), options);
+    return initWithBytes(std::make_shared<const MarqenPDFBytes>(std::move(data)), options);
 }
 
 std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfFile(const std::string &path, MarqenPDFOptions options) {
     MarqenPDFSourceFile source;
     std::shared_ptr<const MarqenPDFBytes> data = MarqenPDFReadFile(path, &source, options.copyFileIntoMemory);
     if (!data) return nullptr;
-    auto pdf = openBytes(std::move(data), options);
+    auto pdf = initWithBytes(std::move(data), options);
     if (pdf) pdf->sourceFile_ = std::make_shared<MarqenPDFSourceFile>(std::move(source));
     return pdf;
 }

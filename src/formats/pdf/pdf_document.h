@@ -53,6 +53,9 @@ public:
     static std::shared_ptr<MarqenPDF> initWithData(std::string data, MarqenPDFOptions options = {});
     static std::shared_ptr<MarqenPDF> initWithContentsOfFile(const std::string &path, MarqenPDFOptions options = {});
     static std::shared_ptr<MarqenPDF> initWithContentsOfURL(const std::string &path, MarqenPDFOptions options = {});
+    // Opens bytes already held (a mapping, or a buffer the caller filled).
+    static std::shared_ptr<MarqenPDF> initWithBytes(std::shared_ptr<const MarqenPDFBytes> bytes,
+                                                    MarqenPDFOptions options = {});
 
     std::string_view pdfData() const { return pdfView_; }
     const char *pdfBytes() const { return pdfView_.data(); }
@@ -124,7 +127,6 @@ private:
     };
 
     MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options);
-    static std::shared_ptr<MarqenPDF> openBytes(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options);
     bool open();
 
     // Cross-reference reading.

@@ -132,11 +132,15 @@ std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path,
         if (filled < length) filled += size_t(count);
     }
     ::close(fd);
-    std::string data(buffer.get(), filled);
-    buffer.reset();
-    data += tail;
-    remember(data.size(), data.size() == length);
-    return std::make_shared<const MarqenPDFBytes>(std::move(data));
+    if (!tail.empty()) {
+        // Rare: keep the whole of what was read, in one piece.
+        std::string data(buffer.get(), filled);
+        data += tail;
+        remember(data.size(), false);
+        return std::make_shared<const MarqenPDFBytes>(std::move(data));
+    }
+    remember(filled, filled == length);
+    return std::make_shared<const MarqenPDFBytes>(std::move(buffer), filled);
 }
 
 bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<MarqenPDFFilePart> &parts,

@@ -29,6 +29,9 @@ struct MarqenPDFSourceFile {
 class MarqenPDFBytes {
 public:
     explicit MarqenPDFBytes(std::string bytes) : held_(std::move(bytes)), view_(held_) {}
+    // Exactly length bytes, with nothing after them (no terminating zero to lean on).
+    MarqenPDFBytes(std::unique_ptr<char[]> bytes, size_t length)
+        : buffer_(std::move(bytes)), view_(buffer_.get(), length) {}
     ~MarqenPDFBytes();
     MarqenPDFBytes(const MarqenPDFBytes &) = delete;
     MarqenPDFBytes &operator=(const MarqenPDFBytes &) = delete;
@@ -41,6 +44,7 @@ private:
     MarqenPDFBytes(void *mapping, size_t length);
 
     std::string held_;
+    std::unique_ptr<char[]> buffer_;
     void *mapping_ = nullptr;
     size_t mappedLength_ = 0;
     std::string_view view_;
