@@ -19,6 +19,7 @@ seed() {  # seed TARGET FILES...
 }
 seed fuzz_pdf samples/*.pdf
 seed fuzz_document samples/*.json
+seed fuzz_render samples/*.json
 seed fuzz_image_decode samples/resources/*
 mkdir -p build-fuzz/artifacts
 export ASAN_OPTIONS=detect_leaks=0:abort_on_error=1
