@@ -370,8 +370,15 @@ MarqenImageRef MarqenPaintCode::imageForStampNamed(const std::string &stampName,
     if (!image) return nullptr;
     auto context = MarqenGraphicsContext::createForImage(image);
     if (!context) return nullptr;
+    // The whole sticker shows, nothing cut off: the tail reaches out to the left, the shadow below.
+    // In design units the artwork spans 120 across from a little before the tail's point to past the
+    // rim's shadow, and as much down, centred a little below the disc's centre.
+    const CGRect artwork = CGRectMake(50 - kTailTip - 5, 52 - 60, 120, 120);
+    const CGFloat scale = std::min(size.width / artwork.size.width, size.height / artwork.size.height);
+    const CGFloat x = (size.width - artwork.size.width * scale) / 2 - artwork.origin.x * scale;
+    const CGFloat y = (size.height - artwork.size.height * scale) / 2 - artwork.origin.y * scale;
     // An image context is y-down already.
-    drawStampNamed(stampName, *context, CGRectMake(0, 0, size.width, size.height), 180, false);
+    drawStampNamed(stampName, *context, CGRectMake(x, y, kDesign * scale, kDesign * scale), 180, false);
     context.reset();
     return image;
 }

@@ -19,8 +19,8 @@ public:
     // nothing drawn, for a name without artwork.
     static bool drawStampNamed(const std::string &stampName, MarqenGraphicsContext &context, CGRect rect,
                                std::optional<long> tailAngleInDegrees, bool flipShadow);
-    // A picture of the badge filling an image of `size` (y down), its tail to the left, for menus
-    // and tool buttons. Null for a size without pixels or beyond the image limits; a name without
+    // A picture of the whole badge, its tail to the left, fitted into an image of `size` (y down), for
+    // menus and tool buttons. Null for a size without pixels or beyond the image limits; a name without
     // artwork gives a transparent picture.
     static MarqenImageRef imageForStampNamed(const std::string &stampName, CGSize size);
 

@@ -107,14 +107,23 @@ TEST(StampArtwork, ToolIconsAtSmallAndLargeSizes) {
         auto image = MarqenPaintCode::imageForStampNamed("com.brondale.marqen.rejected", CGSizeMake(side, side));
         ASSERT_TRUE(image);
         EXPECT_EQ(image->width(), static_cast<int>(side));
-        int c = static_cast<int>(side / 2);
-        // The white cross at the centre, red a little off it.
-        Straight centre = at(*image, c, c);
+        // The sticker is fitted whole: 120 design units across, the disc's centre 69 from the left and
+        // 58 from the top.
+        const double unit = side / 120;
+        const int cx = static_cast<int>(69 * unit), cy = static_cast<int>(58 * unit);
+        Straight centre = at(*image, cx, cy);  // the white cross
         EXPECT_EQ(centre.a, 255);
         EXPECT_GT(centre.g, 200);
-        Straight disc = at(*image, c, static_cast<int>(side * 0.8));
+        Straight disc = at(*image, cx, static_cast<int>(cy + 30 * unit));
         EXPECT_GT(disc.r, 180);
         EXPECT_LT(disc.g, 100);
+        Straight tail = at(*image, static_cast<int>(cx - 52 * unit), cy);  // in the tail, past the rim
+        EXPECT_GT(tail.a, 200);
+        // Nothing is cut off: the border holds at most a faint shadow.
+        const int last = static_cast<int>(side) - 1;
+        for (int i = 0; i <= last; ++i)
+            for (auto [x, y] : {std::pair{i, 0}, std::pair{i, last}, std::pair{0, i}, std::pair{last, i}})
+                EXPECT_LT(at(*image, x, y).a, 40) << side << ": " << x << "," << y;
     }
     EXPECT_FALSE(MarqenPaintCode::imageForStampNamed("com.brondale.marqen.rejected", CGSizeMake(0, 10)));
     EXPECT_FALSE(MarqenPaintCode::imageForStampNamed("com.brondale.marqen.rejected", CGSizeMake(NAN, 10)));
