@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang (in build-fuzz/) and runs each for a while, seeded with the
-# bundled samples. Usage: scripts/fuzz.sh [SECONDS_PER_TARGET]   (default 20)
+# bundled samples (a fixed seed, so that a run can be repeated). Usage: scripts/fuzz.sh [SECONDS_PER_TARGET]
+# (default 20)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 SECONDS_PER_TARGET="${1:-20}"
@@ -29,7 +30,7 @@ for fuzzer in build-fuzz/fuzz/fuzz_*; do
   name=$(basename "$fuzzer")
   mkdir -p "$WORK/$name"
   echo "fuzzing $name for ${SECONDS_PER_TARGET}s"
-  "$fuzzer" -max_total_time="$SECONDS_PER_TARGET" -timeout=10 -rss_limit_mb=3072 -max_len=65536 \
+  "$fuzzer" -seed=1 -max_total_time="$SECONDS_PER_TARGET" -timeout=10 -rss_limit_mb=3072 -max_len=65536 \
     -artifact_prefix="build-fuzz/artifacts/" -print_final_stats=0 "$WORK/$name" 2>"$WORK/$name.log" || {
     tail -40 "$WORK/$name.log"
     echo "fuzz: $name failed"
