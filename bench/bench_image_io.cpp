@@ -11,6 +11,7 @@
 #include <random>
 #include <string>
 
+#include "bench_ratio_reporter.h"
 #include "platform/image_io.h"
 
 using namespace marqen;
@@ -85,36 +86,14 @@ BENCHMARK(BM_VipsToolPNG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime
 BENCHMARK(BM_AdapterJPEG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_VipsToolJPEG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
-// Remembers each benchmark's time per iteration so the ratios can be printed at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs) {
-            if (run.iterations > 0) times_[run.benchmark_name()] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void printRatios() const {
-        for (const char *format : {"PNG", "JPEG"}) {
-            auto adapter = times_.find(std::string("BM_Adapter") + format + "/min_time:2.000/real_time");
-            auto tool = times_.find(std::string("BM_VipsTool") + format + "/min_time:2.000/real_time");
-            if (adapter != times_.end() && tool != times_.end() && tool->second > 0) {
-                std::printf("ratio: %s adapter/vips = %.3f\n", format, adapter->second / tool->second);
-            }
-        }
-    }
-
-private:
-    std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
+    marqen::bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printRatios();
+    reporter.printRatio("PNG adapter/vips", "BM_AdapterPNG", "BM_VipsToolPNG", 1.1);
+    reporter.printRatio("JPEG adapter/vips", "BM_AdapterJPEG", "BM_VipsToolJPEG", 1.1);
     std::error_code ignored;
     std::filesystem::remove_all(workDir(), ignored);
     benchmark::Shutdown();

@@ -17,6 +17,7 @@
 #include <random>
 #include <string>
 
+#include "bench_ratio_reporter.h"
 #include "formats/pdf/pdf_overlay.h"
 
 namespace fs = std::filesystem;
@@ -141,17 +142,6 @@ BENCHMARK(BM_OverlayThreePages)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_CopyWithCp)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_QpdfRewrite)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 
-// Keeps each benchmark's mean real time so that the ratios can be printed after the run.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs)
-            if (run.run_type == Run::RT_Iteration) times[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, double> times;
-};
-
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -168,19 +158,12 @@ int main(int argc, char **argv) {
     std::cout << "inputs: " << fs::file_size(manyPages) << " bytes (2000 pages), " << fs::file_size(bigFile)
               << " bytes (50 pages)\n";
 
-    RatioReporter reporter;
+    marqen::bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    auto ratio = [&](const std::string &a, const std::string &b, const std::string &label, double goal) {
-        if (!reporter.times.count(a) || !reporter.times.count(b) || reporter.times[b] <= 0) return;
-        double value = reporter.times[a] / reporter.times[b];
-        std::printf("ratio: %s = %.3f%s\n", label.c_str(), value,
-                    goal > 0 ? (" (goal <= " + std::to_string(goal).substr(0, 3) + ")").c_str() : "");
-    };
-    ratio("BM_OpenAndCountPages/min_time:1.000", "BM_QpdfShowNpages/min_time:1.000",
-          "open 2000-page PDF and count pages / qpdf --show-npages", 0.5);
-    ratio("BM_OverlayThreePages/min_time:2.000", "BM_CopyWithCp/min_time:2.000", "overlay 3 pages of 50 MB / cp", 2.0);
-    ratio("BM_OverlayThreePages/min_time:2.000", "BM_QpdfRewrite/min_time:2.000",
-          "overlay 3 pages of 50 MB / qpdf rewrite", 0);
+    reporter.printRatio("open 2000-page PDF and count pages / qpdf --show-npages", "BM_OpenAndCountPages",
+                        "BM_QpdfShowNpages", 0.5);
+    reporter.printRatio("overlay 3 pages of 50 MB / cp", "BM_OverlayThreePages", "BM_CopyWithCp", 2.0);
+    reporter.printRatio("overlay 3 pages of 50 MB / qpdf rewrite", "BM_OverlayThreePages", "BM_QpdfRewrite");
     benchmark::Shutdown();
     fs::remove_all(workDirectory);
     return 0;

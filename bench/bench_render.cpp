@@ -10,6 +10,7 @@
 #include <map>
 #include <random>
 
+#include "bench_ratio_reporter.h"
 #include "dom/bitmap.h"
 #include "dom/document.h"
 #include "dom/layer.h"
@@ -209,31 +210,13 @@ BENCHMARK(BM_PlainCairo)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(
 BENCHMARK(BM_RendererWithShadows)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_RenderAndEncodePNG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs)
-            if (run.iterations > 0) times_[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void printRatios() const {
-        auto renderer = times_.find("BM_Renderer/min_time:2.000/real_time");
-        auto cairo = times_.find("BM_PlainCairo/min_time:2.000/real_time");
-        if (renderer != times_.end() && cairo != times_.end() && cairo->second > 0)
-            std::printf("ratio: renderer/cairo = %.3f\n", renderer->second / cairo->second);
-    }
-
-private:
-    std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
+    marqen::bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printRatios();
+    reporter.printRatio("renderer/cairo", "BM_Renderer", "BM_PlainCairo", 1.25);
     benchmark::Shutdown();
     return 0;
 }
