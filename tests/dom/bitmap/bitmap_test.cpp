@@ -16,10 +16,15 @@ using marqen::test::TempDir;
 namespace {
 
 // A width × height image of one opaque colour, with an optional transparent pixel.
+// Paints the pixels of [x0, x1) × [y0, y1).
+void fillPixels(MarqenImage &image, int x0, int y0, int x1, int y1, uint32_t argb) {
+    for (int y = y0; y < y1; ++y)
+        for (int x = x0; x < x1; ++x) image.setPixelAt(x, y, argb);
+}
+
 MarqenImageRef solidImage(int width, int height, uint32_t argb) {
     auto image = MarqenImage::create(width, height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) image->setPixelAt(x, y, argb);
+    fillPixels(*image, 0, 0, width, height, argb);
     return image;
 }
 
@@ -198,8 +203,7 @@ TEST(MarqenDOMBitmapOpacity, DecidedByTheTwoDigests) {
 TEST(MarqenDOMBitmapEdits, CropMakesANewResourceAndUndoRestoresTheURI) {
     BitmapFixture fixture;
     auto image = solidImage(40, 30, 0xFF0000FF);
-    for (int y = 10; y < 20; ++y)
-        for (int x = 10; x < 30; ++x) image->setPixelAt(x, y, 0xFFFFFF00);
+    fillPixels(*image, 10, 10, 30, 20, 0xFFFFFF00);
     auto bitmap = fixture.document->addBackgroundImage(image, 0, MarqenJSON::object());
     ASSERT_EQ(fixture.document->prepareForSaveSynchronous(), std::nullopt);
     std::string original = bitmap->uri();
@@ -261,8 +265,7 @@ TEST(MarqenDOMBitmapEdits, AdjustmentsMergeIntoThePrimaryBitmap) {
     // An adjustment of 10 by 10 pixels shown over 20 by 20 units, partly outside the background,
     // transparent in its top half.
     auto patch = solidImage(10, 10, 0xFFFF0000);
-    for (int y = 0; y < 5; ++y)
-        for (int x = 0; x < 10; ++x) patch->setPixelAt(x, y, 0);
+    fillPixels(*patch, 0, 0, 10, 5, 0);
     auto adjustment = fixture.document->addAdjustmentImage(patch, CGRectMake(30, 20, 20, 20));
     EXPECT_TRUE(adjustment->isAdjustment());
     EXPECT_EQ(fixture.document->resourceURIs(), std::vector<std::string>{background->uri()});
@@ -324,8 +327,7 @@ TEST(MarqenDOMBitmapEdits, TheCropIsPartOfThePageUnderTheFrame) {
     // An 8 by 4 image over 16 by 8 units, left half green, right half red; the crop shows the right half.
     BitmapFixture fixture;
     auto image = solidImage(8, 4, 0xFF00FF00);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 4; x < 8; ++x) image->setPixelAt(x, y, 0xFFFF0000);
+    fillPixels(*image, 4, 0, 8, 4, 0xFFFF0000);
     auto bitmap = fixture.document->addBitmapNode(image, 0, MarqenJSON::object(), CGRectMake(0, 0, 16, 8), false);
     bitmap->setCropRect(CGRectMake(8, 0, 8, 8));
     EXPECT_EQ(bitmap->visibleFrame(), CGRectMake(8, 0, 8, 8));
@@ -371,8 +373,7 @@ TEST(MarqenDOMBitmapEdits, TheCropIsPartOfThePageUnderTheFrame) {
 TEST(MarqenDOMBitmapEdits, ResizingBakesTheCropIntoThePixels) {
     BitmapFixture fixture;
     auto image = solidImage(40, 30, 0xFF0000FF);
-    for (int y = 0; y < 30; ++y)
-        for (int x = 0; x < 20; ++x) image->setPixelAt(x, y, 0xFFFFFF00);
+    fillPixels(*image, 0, 0, 20, 30, 0xFFFFFF00);
     auto background = fixture.document->addBackgroundImage(image, 0, MarqenJSON::object());
     background->setCropRect(CGRectMake(20, 0, 20, 30));  // the blue right half
     fixture.document->resizeToSize({20, 15});
