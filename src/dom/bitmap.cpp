@@ -56,7 +56,12 @@ CGRect quarterTurn(CGRect rect, CGPoint centre, bool clockwise) {
                       rect.size.height, rect.size.width);
 }
 
-int pixelCount(CGFloat value) { return std::max(1, static_cast<int>(std::lround(value))); }
+// A pixel count from document arithmetic; NaN and out-of-range values (hostile frames) are held to what an
+// image may have, so the image's own size check refuses them.
+int pixelCount(CGFloat value) {
+    if (!(value >= 1)) return 1;
+    return static_cast<int>(std::lround(std::min<CGFloat>(value, MarqenImage::kMaximumDimension + 1.0)));
+}
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 #include "platform/image.h"
 
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <string>
@@ -9,13 +10,23 @@ namespace marqen {
 MarqenImage::MarqenImage(int width, int height, std::unique_ptr<uint32_t[]> pixels)
     : width_(width), height_(height), pixels_(std::move(pixels)) {}
 
+namespace {
+std::atomic<uint64_t> gMaximumPixelCount{kMarqenImageDefaultMaximumPixelCount};
+}  // namespace
+
+void MarqenImageSetMaximumPixelCount(uint64_t pixels) {
+    gMaximumPixelCount = pixels ? pixels : kMarqenImageDefaultMaximumPixelCount;
+}
+uint64_t MarqenImageMaximumPixelCount() { return gMaximumPixelCount; }
+
 MarqenImageRef MarqenImage::allocate(int width, int height, bool zeroed, MarqenError *error) {
     if (width <= 0 || height <= 0) {
         marqenFail(error, kMarqenNativeImageErrorDomain, MarqenNativeImageErrorInvalidArgument,
                    "Image size " + std::to_string(width) + "x" + std::to_string(height) + " is empty.");
         return nullptr;
     }
-    if (width > kMaximumDimension || height > kMaximumDimension) {
+    if (width > kMaximumDimension || height > kMaximumDimension ||
+        uint64_t(width) * uint64_t(height) > MarqenImageMaximumPixelCount()) {
         marqenFail(error, kMarqenNativeImageErrorDomain, MarqenNativeImageErrorTooLarge,
                    "Image size " + std::to_string(width) + "x" + std::to_string(height) + " is too large.");
         return nullptr;

@@ -24,6 +24,12 @@ enum MarqenNativeImageErrorCode : long {
     MarqenNativeImageErrorOutOfMemory = 7,
 };
 
+inline constexpr uint64_t kMarqenImageDefaultMaximumPixelCount = 256'000'000;
+// The process-wide pixel limit: no image larger is made, and decoding refuses larger pictures when its
+// options give no limit of their own.
+void MarqenImageSetMaximumPixelCount(uint64_t pixels);
+uint64_t MarqenImageMaximumPixelCount();
+
 class MarqenImage;
 using MarqenImageRef = std::shared_ptr<MarqenImage>;
 

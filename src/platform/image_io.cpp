@@ -23,7 +23,6 @@ using vips_support::ImageHandle;
 
 namespace {
 
-std::atomic<uint64_t> gMaximumPixelCount{kMarqenImageDefaultMaximumPixelCount};
 
 bool fail(MarqenError *error, long code, const std::string &description) {
     return marqenFail(error, kMarqenNativeImageErrorDomain, code, description);
@@ -363,10 +362,6 @@ std::optional<double> MarqenImageProperties::dpiHeight() const {
     return it->get<double>();
 }
 
-void MarqenImageSetMaximumPixelCount(uint64_t pixels) {
-    gMaximumPixelCount = pixels ? pixels : kMarqenImageDefaultMaximumPixelCount;
-}
-uint64_t MarqenImageMaximumPixelCount() { return gMaximumPixelCount; }
 
 bool MarqenImageCopyPropertiesFromData(const void *data, size_t length, MarqenImageProperties *properties,
                                        MarqenError *error) {

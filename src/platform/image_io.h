@@ -49,10 +49,6 @@ struct MarqenImageProperties {
     std::optional<double> dpiHeight() const;
 };
 
-inline constexpr uint64_t kMarqenImageDefaultMaximumPixelCount = 256'000'000;
-// The process-wide pixel limit used when decode options give none.
-void MarqenImageSetMaximumPixelCount(uint64_t pixels);
-uint64_t MarqenImageMaximumPixelCount();
 
 struct MarqenImageDecodeOptions {
     uint64_t maximumPixelCount = 0;  // 0: the process-wide limit
