@@ -167,13 +167,20 @@ void MarqenGraphicsContext::restoreGState() {
 }
 
 void MarqenGraphicsContext::concatCTM(const CGAffineTransform &transform) {
-    cairo_matrix_t m = toCairo(transform);
-    if (cairo_matrix_invert(&m) != CAIRO_STATUS_SUCCESS) {
-        // Cairo refuses singular matrices for good (the context would be dead); draw nothing instead.
+    // Cairo refuses a matrix (and the product with the current one) that is not finite and invertible,
+    // and the context stays dead after; such a transform draws nothing instead.
+    auto usable = [](const cairo_matrix_t &m) {
+        const double det = m.xx * m.yy - m.yx * m.xy;
+        return std::isfinite(m.xx) && std::isfinite(m.yx) && std::isfinite(m.xy) && std::isfinite(m.yy) &&
+               std::isfinite(m.x0) && std::isfinite(m.y0) && std::isfinite(det) && det != 0;
+    };
+    cairo_matrix_t m = toCairo(transform), current, product;
+    cairo_get_matrix(context_, &current);
+    cairo_matrix_multiply(&product, &m, &current);
+    if (!usable(m) || !usable(product)) {
         marqenLog("MarqenGraphicsContext: singular transform ignored");
         return;
     }
-    m = toCairo(transform);
     cairo_transform(context_, &m);
 }
 

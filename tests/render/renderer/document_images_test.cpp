@@ -91,10 +91,24 @@ TEST(DocumentImages, HostileCoordinatesDrawWithoutHarm) {
                 {"strokeColor", colorJson(0, 0, 0)},
                 {"lineWidth", 3},
                 {"extension", {{"type", "Line"}, {"startPoint", {{"x", 1}, {"y", 1}}}, {"endPoint", {{"x", 1e308}, {"y", -1e308}}}}}};
-    auto document = documentWithAnnotations(64, 64, {wild, nan});
+    // Transforms whose product with the view's is not invertible in doubles are left out, not allowed
+    // to stop the drawing of what follows.
+    Json tiny = wild, huge = wild;
+    tiny["transform"] = {{"a", 1e-170}, {"b", 0}, {"c", 0}, {"d", 1e-170}, {"e", 0}, {"f", 0}};
+    huge["transform"] = {{"a", 1e200}, {"b", 0}, {"c", 0}, {"d", 1e200}, {"e", 0}, {"f", 0}};
+    Json cover = {{"type", "Vector"},
+                  {"fillColor", colorJson(255, 0, 0)},
+                  {"lineWidth", 1},
+                  {"extension",
+                   {{"type", "Polygon"},
+                    {"vertices", {{{"x", 0}, {"y", 0}}, {{"x", 64}, {"y", 0}}, {{"x", 64}, {"y", 64}}, {{"x", 0}, {"y", 64}}}},
+                    {"extension", {{"type", "Rectangle"}}}}}};
+    auto document = documentWithAnnotations(64, 64, {wild, nan, tiny, huge, cover});
     auto image = MarqenDOMDocumentCreateImageWithSize(document, MarqenRGBAColor{1, 1, 1, 1}, std::nullopt, CGSizeMake(64, 64));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->width(), 64);
+    EXPECT_EQ(pixelAt(*image, 32, 32).r, 255);
+    EXPECT_EQ(pixelAt(*image, 32, 32).g, 0);
 }
 
 TEST(DocumentImages, MemoryMappedBufferHoldsTheSamePixels) {
