@@ -251,14 +251,24 @@ std::string MarqenDOMDocumentLimitCaptionLength(const MarqenDOMDocument &documen
     if (width <= limit) return caption;
     const CGFloat ratio = limit / width;
     if (ratio >= 0.4) return caption;
-    std::u32string characters = marqen_decodeUTF8(caption);
+    // The longest shorter prefix that fits with the ellipsis: what removing the last character until it fits
+    // gives, found by halving (a width only grows with the text), so a long caption is measured log n times.
+    const std::u32string characters = marqen_decodeUTF8(caption);
     const CGFloat smallSize = fontSize * 0.4;
-    while (!characters.empty()) {
-        characters.pop_back();
-        if (sizeWithFont(marqen_encodeUTF8(characters) + kEllipsis, kFontName, smallSize).width <= limit) break;
+    auto fits = [&](size_t count) {
+        return sizeWithFont(marqen_encodeUTF8(characters.substr(0, count)) + kEllipsis, kFontName, smallSize).width <=
+               limit;
+    };
+    size_t low = 0, high = characters.empty() ? 0 : characters.size() - 1;  // the answer lies in [low, high]
+    while (low < high) {
+        size_t middle = low + (high - low + 1) / 2;
+        if (fits(middle))
+            low = middle;
+        else
+            high = middle - 1;
     }
-    if (characters.empty()) return "";
-    return marqen_encodeUTF8(characters) + kEllipsis;
+    if (low == 0) return "";
+    return marqen_encodeUTF8(characters.substr(0, low)) + kEllipsis;
 }
 
 }  // namespace marqen

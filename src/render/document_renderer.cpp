@@ -95,7 +95,9 @@ MarqenImageRef MarqenDOMDocumentRenderer::copyCheckerboardColor() {
 
 void MarqenDOMDocumentRenderer::fillWithCheckerboard(MarqenGraphicsContext &context, CGRect rect) {
     rect = CGRectStandardize(rect);
-    if (CGRectIsEmpty(rect) || CGRectIsInfinite(rect)) return;
+    if (CGRectIsEmpty(rect) || !std::isfinite(rect.origin.x) || !std::isfinite(rect.origin.y) ||
+        !std::isfinite(rect.size.width) || !std::isfinite(rect.size.height))
+        return;
     context.saveGState();
     context.clipToRect(rect);
     context.setFillColor({1, 1, 1, 1});
@@ -106,8 +108,12 @@ void MarqenDOMDocumentRenderer::fillWithCheckerboard(MarqenGraphicsContext &cont
     const CGFloat half = cell / 2;
     const CGFloat x0 = std::floor(CGRectGetMinX(rect) / cell) * cell, y0 = std::floor(CGRectGetMinY(rect) / cell) * cell;
     context.beginPath();
-    for (CGFloat y = y0; y < CGRectGetMaxY(rect); y += cell)
-        for (CGFloat x = x0; x < CGRectGetMaxX(rect); x += cell) {
+    // Counted cells, not a running sum: far from the origin adding a cell may not change a coordinate.
+    const long columns = std::lround(std::ceil((CGRectGetMaxX(rect) - x0) / cell));
+    const long rows = std::lround(std::ceil((CGRectGetMaxY(rect) - y0) / cell));
+    for (long row = 0; row < rows; ++row)
+        for (long column = 0; column < columns; ++column) {
+            const CGFloat x = x0 + column * cell, y = y0 + row * cell;
             context.addRect(CGRectMake(x, y, half, half));
             context.addRect(CGRectMake(x + half, y + half, half, half));
         }
