@@ -123,9 +123,9 @@ bool MarqenPDF::open() {
 
     // A file this system updated before: the untouched PDF is read through its own sections.
     if (isRichPDF()) {
-        std::optional<uint64_t> previous = lastSectionPrev();
+        std::optional<uint64_t> previous = untouchedXrefOffset();
         auto original = std::make_shared<XrefTable>();
-        if (previous && *previous < originalEOF_ && readSectionChain(*previous, *original, true)) {
+        if (previous && readSectionChain(*previous, *original, true)) {
             original_ = original;
             fixBadPFDFileXrefOffsets(*original_);
         } else {
@@ -389,7 +389,7 @@ MarqenPDFObject MarqenPDF::objectFromObjectStream(uint64_t objectNumber, XrefTab
 
 std::optional<uint64_t> MarqenPDF::originalXrefOffset() {
     if (!isRichPDF()) return xrefOffset_;
-    return lastSectionPrev();
+    return untouchedXrefOffset();
 }
 
 MarqenPDFDictionary MarqenPDF::originalTrailerInformation() const {

@@ -131,6 +131,10 @@ private:
 
     // Cross-reference reading.
     bool determineXrefOffset();
+    // The offset that the last "startxref" of data names (repaired as described there); false when none.
+    bool findStartxref(std::string_view data, uint64_t *offset) const;
+    // Where the untouched PDF's cross-reference data starts in a rich PDF.
+    std::optional<uint64_t> untouchedXrefOffset();
     bool backupInFileFromOffset(size_t offset, size_t *lineStart) const;
     std::string_view firstTokenOfLine(size_t lineStart) const;
     bool readSectionChain(uint64_t start, XrefTable &table, bool fromOriginalPDF);

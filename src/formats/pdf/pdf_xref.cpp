@@ -41,8 +41,10 @@ std::string_view MarqenPDF::firstTokenOfLine(size_t lineStart) const {
     return tokenFromOffset(lineStart, nullptr);
 }
 
-bool MarqenPDF::determineXrefOffset() {
-    std::string_view data = pdfData();
+bool MarqenPDF::determineXrefOffset() { return findStartxref(pdfData(), &xrefOffset_); }
+
+bool MarqenPDF::findStartxref(std::string_view data, uint64_t *offset) const {
+    if (data.empty()) return false;
     size_t position = data.size() - 1;
     while (position > 0) {
         unsigned char byte = static_cast<unsigned char>(data[position]);
@@ -98,7 +100,7 @@ bool MarqenPDF::determineXrefOffset() {
         marqenLog("MarqenPDF: Offset to xref area was invalid");
         return false;
     }
-    xrefOffset_ = uint64_t(number);
+    *offset = uint64_t(number);
     return true;
 }
 
@@ -367,6 +369,18 @@ void MarqenPDF::fixBadPFDFileXrefOffsets(XrefTable &table) {
         }
     }
     table.offsets = std::move(repaired);
+}
+
+std::optional<uint64_t> MarqenPDF::untouchedXrefOffset() {
+    std::optional<uint64_t> previous = lastSectionPrev();
+    if (previous && *previous < originalEOF_) return previous;
+    // Another program saved on top of our update: the newest /Prev names that update, not the untouched
+    // PDF. The untouched PDF's own startxref still says where its cross-reference data is.
+    uint64_t offset = 0;
+    if (originalEOF_ <= pdfLength() && findStartxref(pdfData().substr(0, size_t(originalEOF_)), &offset) &&
+        offset < originalEOF_)
+        return offset;
+    return std::nullopt;
 }
 
 std::optional<uint64_t> MarqenPDF::lastSectionPrev() {

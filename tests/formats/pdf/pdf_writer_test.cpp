@@ -79,6 +79,35 @@ TEST(PDFWriter, TableFormUpdateWithHiddenRecord) {
     EXPECT_EQ(readFile(dir / "original.pdf"), original);
 }
 
+TEST(PDFWriter, AnotherProgramsSaveOnTopKeepsTheUntouchedPDFReachable) {
+    TempDir dir;
+    std::string original = PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R");
+    auto pdf = MarqenPDF::initWithData(original);
+    ASSERT_TRUE(pdf);
+    ASSERT_TRUE(pdf->writeModifiedPDFToURL((dir / "rich.pdf").string(), {}, std::string("{}"), nullptr));
+    std::string rich = readFile(dir / "rich.pdf");
+    // An editor appends its own update: a new object and a table whose /Prev names our update.
+    std::string edited = rich;
+    size_t object = edited.size();
+    edited += "20 0 obj\n(edited)\nendobj\n";
+    size_t xref = edited.size();
+    char entry[32];
+    std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", object);
+    edited += "xref\n20 1\n" + std::string(entry) + "trailer\n<< /Size 21 /Root 1 0 R /Prev " +
+              std::to_string(lastStartxref(rich)) + " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+
+    auto reopened = MarqenPDF::initWithData(edited);
+    ASSERT_TRUE(reopened);
+    EXPECT_TRUE(reopened->isRichPDF());
+    EXPECT_EQ(reopened->originalXrefOffset(), pdf->xrefOffset());
+    EXPECT_EQ(reopened->resolveIndirectReference(reference(20), false).asString()->string(), "edited");
+    EXPECT_EQ(reopened->numberOfPagesInOriginalPDF(), 1u);
+    ASSERT_TRUE(reopened->writeModifiedPDFToURL((dir / "again.pdf").string(), {}, std::string("{}"), nullptr));
+    std::string again = readFile(dir / "again.pdf");
+    EXPECT_EQ(again.compare(0, original.size(), original), 0);
+    EXPECT_EQ(countOf(again.substr(original.size()), "startxref"), 1u);
+}
+
 TEST(PDFWriter, WithoutJSONTheCatalogIsStillReplaced) {
     TempDir dir;
     std::string original = PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R");
