@@ -293,6 +293,17 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
 MarqenPDF::ObjectStreamContents *MarqenPDF::objectStreamAtOffset(uint64_t offset, bool fromOriginalPDF) {
     if (auto cached = objectStreamCache_.find(offset); cached != objectStreamCache_.end())
         return cached->second.stream ? &cached->second : nullptr;
+    // A stream's own entries may live in another object stream, whose entries live in a third, and so
+    // on: the chain counts against the same depth as nested references.
+    if (resolveDepth_ >= kMaximumResolveDepth) {
+        marqenLog("MarqenPDF: Object references nest too deeply");
+        return nullptr;
+    }
+    struct Depth {
+        int &depth;
+        explicit Depth(int &d) : depth(++d) {}
+        ~Depth() { --depth; }
+    } depth(resolveDepth_);
     ObjectStreamContents &contents = objectStreamCache_[offset];  // a failure stays cached as empty
     std::optional<MarqenPDFObject> object = resolveObjectFromOffset(offset, fromOriginalPDF);
     std::shared_ptr<const MarqenPDFStream> stream = object ? object->streamPointer() : nullptr;

@@ -394,6 +394,45 @@ TEST(PDFHostile, KidsLoopParentLoopAndSelfReferencingLength) {
     EXPECT_TRUE(log.contains("MarqenPDF: Parent chain contains a loop at object 4"));
 }
 
+TEST(PDFHostile, ObjectStreamsWhoseTypeLivesInTheNextStreamEndAtTheDepthLimit) {
+    // Object stream i keeps its /Type in object stream i + 1: resolving the first walks the whole chain.
+    const int chain = 20000;
+    auto streamNumber = [](int i) { return 2 + i; };
+    auto innerNumber = [&](int i) { return 2 + chain + i; };
+    std::string data = "%PDF-1.5\n%\xE2\xE3\xCF\xD3\n";
+    std::vector<size_t> offsets(size_t(2 + 2 * chain) + 1, 0);
+    offsets[1] = data.size();
+    data += "1 0 obj\n<< /Type /Catalog >>\nendobj\n";
+    for (int i = 0; i < chain; ++i) {
+        std::string pairs = std::to_string(innerNumber(i)) + " 0 ";
+        std::string content = pairs + "/ObjStm";
+        std::string type = i + 1 < chain ? std::to_string(innerNumber(i + 1)) + " 0 R" : "/ObjStm";
+        offsets[size_t(streamNumber(i))] = data.size();
+        data += std::to_string(streamNumber(i)) + " 0 obj\n<< /Type " + type + " /N 1 /First " +
+                std::to_string(pairs.size()) + " /Length " + std::to_string(content.size()) + " >>\nstream\n" +
+                content + "\nendstream\nendobj\n";
+    }
+    const int xrefNumber = 2 + 2 * chain;
+    offsets[size_t(xrefNumber)] = data.size();
+    std::string rows = test::xrefStreamEntry({{0, 1}, {0, 4}, {65535, 2}});
+    for (int number = 1; number <= xrefNumber; ++number) {
+        bool inner = number >= innerNumber(0) && number < xrefNumber;
+        rows += inner ? test::xrefStreamEntry({{2, 1}, {uint64_t(streamNumber(number - innerNumber(0))), 4}, {0, 2}})
+                      : test::xrefStreamEntry({{1, 1}, {offsets[size_t(number)], 4}, {0, 2}});
+    }
+    std::string compressed = test::flate(rows);
+    data += std::to_string(xrefNumber) + " 0 obj\n<< /Type /XRef /Size " + std::to_string(xrefNumber + 1) +
+            " /W [1 4 2] /Root 1 0 R /Filter /FlateDecode /Length " + std::to_string(compressed.size()) +
+            " >>\nstream\n" + compressed + "\nendstream\nendobj\nstartxref\n" +
+            std::to_string(offsets[size_t(xrefNumber)]) + "\n%%EOF\n";
+    auto pdf = open(data);
+    ASSERT_TRUE(pdf);
+    EXPECT_TRUE(resolve(*pdf, uint64_t(innerNumber(chain - 1))).isName("ObjStm"));
+    LogCapture log;
+    EXPECT_TRUE(resolve(*pdf, uint64_t(innerNumber(0))).isNull());
+    EXPECT_TRUE(log.contains("MarqenPDF: Object references nest too deeply"));
+}
+
 TEST(PDFHostile, HugeObjectNumbersAndBadOffsetsAreRefused) {
     LogCapture log;
     auto builder = PDFBuilder::simpleDocument();
