@@ -86,7 +86,9 @@ std::string MarqenPDF::encodedObject(const MarqenPDFObject &value) {
 std::string MarqenPDF::appendObjects(const std::vector<MarqenPDFAppendedObject> &appendedObjects,
                                      const MarqenPDFDictionary &trailer) {
     const uint64_t base = isRichPDF() ? originalEOF_ : pdfLength();
-    const bool streamForm = objectXrefStreamInfo() != nullptr;
+    // The update follows the untouched PDF, so it takes that file's form (the same as the newest section's,
+    // unless another program saved on top in the other form).
+    const bool streamForm = originalUsesXrefStream();
     uint64_t m = nextAvailableObjectNumber_;
     std::string objects;
     std::string entries = streamForm ? "" : "xref\n";
