@@ -27,6 +27,12 @@ std::optional<std::string> pageContent(MarqenPDF &pdf, const MarqenPDFDictionary
             const MarqenPDFStream *stream = resolved.asStream();
             const std::string *decoded = stream ? stream->stream() : nullptr;
             if (!decoded) return std::nullopt;
+            // An array may name one large stream many times: the joined content keeps to the stream limit.
+            if (joined.size() + decoded->size() + 1 > pdf.maximumDecodedStreamLength()) {
+                marqenLog("MarqenPDF: Page content exceeds the size limit of " +
+                          std::to_string(pdf.maximumDecodedStreamLength()) + " bytes");
+                return std::nullopt;
+            }
             joined += *decoded;
             joined += '\n';
         }

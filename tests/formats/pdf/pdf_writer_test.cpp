@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "formats/pdf/pdf_migrator.h"
+#include "formats/pdf/pdf_overlay.h"
 #include "formats/pdf/pdf_test_helpers.h"
 #include "support/test_support.h"
 
@@ -250,6 +251,24 @@ TEST(PDFMigrator, CopyOnChangeTagsAndForeignMaps) {
     EXPECT_EQ(migrator.migreatedReferenceForTag("page")->objectNumber, 60u);
     EXPECT_EQ(migrator.migreatedObjectForTag("page")->integerValue(), 7);
     EXPECT_FALSE(migrator.migreatedReferenceForTag("other"));
+}
+
+TEST(PDFOverlay, AContentsArrayRepeatingOneStreamKeepsToTheStreamLimit) {
+    // The annotation page names its 1 KB content stream 64 times: 64 KB joined, over a 16 KB limit.
+    PDFBuilder builder = PDFBuilder::simpleDocument(std::string(1024, ' '));
+    std::string many;
+    for (int i = 0; i < 64; ++i) many += "4 0 R ";
+    builder.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /Contents [" + many + "] >>");
+    MarqenPDFOptions options;
+    options.maximumDecodedStreamLength = 16 << 10;
+    auto annotations = MarqenPDF::initWithData(builder.finishWithTable("/Root 1 0 R"), options);
+    auto target = MarqenPDF::initWithData(PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R"));
+    ASSERT_TRUE(annotations && target);
+    MarqenPDFMigrator migrator(target, target->nextAvailableObjectNumber());
+    MarqenPDFMigratorSourceMap map(annotations, target);
+    LogCapture log;
+    EXPECT_FALSE(MarqenPDFMergeAnnotationPage(*annotations, map, migrator, 0, nullptr));
+    EXPECT_TRUE(log.contains("MarqenPDF: Page content exceeds the size limit of 16384 bytes"));
 }
 
 }  // namespace
