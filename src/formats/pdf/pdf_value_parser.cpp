@@ -106,6 +106,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::literalString(std::string_v
                                                                   size_t *next) {
     std::string decoded;
     int depth = 0;
+    bool reportedOctal = false, reportedEscape = false;  // each reported once a string
     size_t i = start + 1;
     while (i < buffer.size()) {
         unsigned char c = static_cast<unsigned char>(buffer[i]);
@@ -147,10 +148,14 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::literalString(std::string_v
                             ++digits;
                             ++i;
                         }
-                        if (digits < 3) marqenLog("MarqenPDF: Found string literal with invalid octal escape sequence");
+                        if (digits < 3 && !reportedOctal)
+                            marqenLog("MarqenPDF: Found string literal with invalid octal escape sequence");
+                        reportedOctal = reportedOctal || digits < 3;
                         decoded += char(value & 0xFF);
                     } else {
-                        marqenLog("MarqenPDF: Found string literal with unknown backslash escape sequence");
+                        if (!reportedEscape)
+                            marqenLog("MarqenPDF: Found string literal with unknown backslash escape sequence");
+                        reportedEscape = true;
                         decoded += char(e);
                     }
             }
@@ -167,6 +172,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::literalString(std::string_v
 std::optional<MarqenPDFObject> MarqenPDFValueParser::hexString(std::string_view buffer, size_t start, size_t *next) {
     std::string decoded;
     int high = -1;
+    bool reportedInvalidDigit = false;
     for (size_t i = start + 1; i < buffer.size(); ++i) {
         unsigned char c = static_cast<unsigned char>(buffer[i]);
         if (c == '>') {
@@ -177,7 +183,9 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::hexString(std::string_view 
         if (isWhitespace(c)) continue;
         int value = hexDigit(c);
         if (value < 0) {
-            marqenLog("MarqenPDF: Found invalid hex digit inside hex string");
+            // Once a string: a long run of junk must not flood the log.
+            if (!reportedInvalidDigit) marqenLog("MarqenPDF: Found invalid hex digit inside hex string");
+            reportedInvalidDigit = true;
             continue;
         }
         if (high < 0) {
