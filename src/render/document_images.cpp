@@ -148,9 +148,8 @@ MarqenImageRef MarqenDOMDocumentCreateImageWithSizeOfRegion(const std::shared_pt
     // A renderer at the frame's own size (scale 1) sees the region at `area` of its view; the
     // target maps that area onto the whole image.
     const CGSize viewSize = document->frame().size;
-    auto probe = MarqenDOMDocumentRenderer::create(document);
-    probe->setSize(viewSize);
-    const CGRect area = CGRectApplyAffineTransform(region, probe->modelViewTransform());
+    const CGRect area =
+        CGRectApplyAffineTransform(region, MarqenDOMDocumentRenderer::modelViewTransformAtFrameSize(*document));
     return renderImage(document, backgroundColor, size, error, {}, [&](CGSize pixels) {
         CGAffineTransform t = CGAffineTransformMakeScale(pixels.width / area.size.width, pixels.height / area.size.height);
         t = CGAffineTransformTranslate(t, -area.origin.x, -area.origin.y);
@@ -224,12 +223,9 @@ std::optional<std::vector<uint8_t>> MarqenDOMDocumentPDFRepresentation(const std
 
 CGRect MarqenDOMDocumentSmartThumbnailRect(const MarqenDOMDocument &document, CGPoint point, CGSize size) {
     const CGRect frame = document.frame();
-    // The document renderer's mapping at the frame's own size: scale 1, y reversed.
-    const CGFloat scale = CGSizeGetAspectFitScale(frame.size, frame.size);
-    const CGFloat viewX = (point.x - frame.origin.x + 0.5 * (frame.size.width / scale - frame.size.width)) * scale;
-    const CGFloat viewY =
-        frame.size.height - (point.y - frame.origin.y + 0.5 * (frame.size.height / scale - frame.size.height)) * scale;
-    CGPoint origin = CGPointMake(viewX - size.width / 2, viewY - size.height / 2);
+    const CGPoint view =
+        CGPointApplyAffineTransform(point, MarqenDOMDocumentRenderer::modelViewTransformAtFrameSize(document));
+    CGPoint origin = CGPointMake(view.x - size.width / 2, view.y - size.height / 2);
     origin.x = std::max<CGFloat>(origin.x, 0);
     origin.y = std::max<CGFloat>(origin.y, 0);
     origin.x = std::min(origin.x, frame.size.width - size.width);

@@ -59,20 +59,29 @@ bool MarqenDOMDocumentRenderer::shouldRenderNode(const MarqenDOMNodePtr &node) c
 
 CGAffineTransform MarqenDOMDocumentRenderer::viewModelTransform() const {
     auto document = this->document();
-    CGRect frame = document ? document->frame() : CGRectZero;
-    CGSize s = documentScale_;
-    if (document && document->coordinateSystem() == 2) {
+    return viewModelTransformFor(document ? document->frame() : CGRectZero, document ? document->coordinateSystem() : 1,
+                                 size_, documentScale_);
+}
+
+CGAffineTransform MarqenDOMDocumentRenderer::viewModelTransformFor(CGRect frame, unsigned long coordinateSystem, CGSize size,
+                                                                   CGSize s) {
+    if (coordinateSystem == 2) {
         CGAffineTransform t = CGAffineTransformMakeTranslation(CGRectGetMidX(frame), CGRectGetMidY(frame));
         t = CGAffineTransformScale(t, 1 / s.width, 1 / s.height);
-        return CGAffineTransformTranslate(t, -size_.width / 2, -size_.height / 2);
+        return CGAffineTransformTranslate(t, -size.width / 2, -size.height / 2);
     }
     CGAffineTransform t = CGAffineTransformIdentity;
     t = CGAffineTransformTranslate(t, frame.origin.x, frame.origin.y);
-    t = CGAffineTransformTranslate(t, -0.5 * (size_.width / s.width - frame.size.width),
-                                   -0.5 * (size_.height / s.height - frame.size.height));
+    t = CGAffineTransformTranslate(t, -0.5 * (size.width / s.width - frame.size.width),
+                                   -0.5 * (size.height / s.height - frame.size.height));
     t = CGAffineTransformScale(t, 1 / s.width, 1 / s.height);
-    t = CGAffineTransformTranslate(t, 0, size_.height);
+    t = CGAffineTransformTranslate(t, 0, size.height);
     return CGAffineTransformScale(t, 1, -1);
+}
+
+CGAffineTransform MarqenDOMDocumentRenderer::modelViewTransformAtFrameSize(const MarqenDOMDocument &document) {
+    return CGAffineTransformInvert(viewModelTransformFor(document.frame(), document.coordinateSystem(),
+                                                         document.frame().size, CGSizeMake(1, 1)));
 }
 
 CGAffineTransform MarqenDOMDocumentRenderer::modelViewTransform() const {

@@ -64,6 +64,11 @@ public:
     // and its inverse.
     CGAffineTransform viewModelTransform() const;
     CGAffineTransform modelViewTransform() const;
+    // The same mapping for a document frame in a coordinate system, drawn into a target of `size` at
+    // `scale`, without a renderer.
+    static CGAffineTransform viewModelTransformFor(CGRect frame, unsigned long coordinateSystem, CGSize size, CGSize scale);
+    // Document coordinates to a target of the frame's own size (scale 1).
+    static CGAffineTransform modelViewTransformAtFrameSize(const MarqenDOMDocument &document);
     // The centre of the document frame.
     CGPoint originOffset() const;
 
