@@ -15,15 +15,11 @@
 #include "foundation/value_encoding.h"
 #include "platform/image_io.h"
 #include "platform/image_resample.h"
+#include "foundation/string_helpers.h"
 
 namespace marqen {
 
 namespace {
-
-std::string lowercase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
 
 std::string fileURLString(const std::filesystem::path &path) {
     return path.empty() ? std::string("(null)") : "file://" + path.string();
@@ -91,7 +87,7 @@ std::shared_ptr<MarqenDOMBitmap> MarqenDOMBitmap::fromDictionary(const MarqenJSO
 }
 
 std::string MarqenDOMBitmap::marqenDOMBitmapCreateUri() {
-    return MarqenDOMBitmapURIPrefix + lowercase(marqen_stringWithNewUUID());
+    return MarqenDOMBitmapURIPrefix + marqen_asciiLowercase(marqen_stringWithNewUUID());
 }
 
 // MARK: Stored values
@@ -469,7 +465,7 @@ void MarqenDOMBitmap::initWithDictionary(const MarqenJSON &dictionary) {
     if (const MarqenJSON *crop = marqen_objectForKey(dictionary, "cropRect")) cropRect_ = CGRectFromNSDictionary(*crop);
     if (auto mode = marqen_numberForKey(dictionary, "contentMode"); mode && *mode >= 0 && *mode < 4294967296.0)
         contentMode_ = static_cast<unsigned long>(*mode);
-    if (auto uri = marqen_stringForKey(dictionary, "uri")) setUri(lowercase(*uri));
+    if (auto uri = marqen_stringForKey(dictionary, "uri")) setUri(marqen_asciiLowercase(*uri));
     if (auto profile = marqen_numberForKey(dictionary, "imageProfile"); profile && *profile >= 0 && *profile < 1e18)
         imageProfile_ = static_cast<unsigned long>(*profile);
 }

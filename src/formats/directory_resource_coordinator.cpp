@@ -6,17 +6,13 @@
 
 #include "foundation/log.h"
 #include "platform/image_io.h"
+#include "foundation/string_helpers.h"
 
 namespace marqen {
 
 namespace {
 
 constexpr const char *kScheme = "marqen+uuid:";
-
-std::string lowercase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
 
 bool fail(MarqenError *error, long code, const std::string &description) {
     return marqenFail(error, MarqenDOMDocumentResourceCoordinatorErrorDomain, code, description);
@@ -49,14 +45,15 @@ std::shared_ptr<MarqenDirectoryResourceCoordinator> MarqenDirectoryResourceCoord
 }
 
 std::optional<std::string> MarqenDirectoryResourceCoordinator::fileNameForURI(const std::string &uri) {
-    if (uri.size() <= std::string(kScheme).size() || lowercase(uri.substr(0, std::string(kScheme).size())) != kScheme)
+    const size_t schemeLength = std::string(kScheme).size();
+    if (uri.size() <= schemeLength || marqen_asciiLowercase(uri.substr(0, schemeLength)) != kScheme)
         return std::nullopt;
     std::string path = uri.substr(std::string(kScheme).size());
     // The path without the leading slashes (and any dots around it), as a bundle reads it.
     size_t first = path.find_first_not_of("./");
     size_t last = path.find_last_not_of("./");
     if (first == std::string::npos) return std::nullopt;
-    std::string name = lowercase(path.substr(first, last - first + 1));
+    std::string name = marqen_asciiLowercase(path.substr(first, last - first + 1));
     if (!std::regex_match(name, resourceNamePattern())) return std::nullopt;
     return name;
 }
@@ -85,9 +82,9 @@ std::optional<std::filesystem::path> MarqenDirectoryResourceCoordinator::fileFor
         std::optional<std::filesystem::path> found;
         if (name->find('.') == std::string::npos) {
             for (const auto &entry : std::filesystem::directory_iterator(directory_, code)) {
-                std::string entryName = entry.path().filename().string();
-                if (entryName.size() > name->size() + 1 && lowercase(entryName.substr(0, name->size() + 1)) == *name + "." &&
-                    std::regex_match(lowercase(entryName), resourceNamePattern())) {
+                const std::string entryName = marqen_asciiLowercase(entry.path().filename().string());
+                if (entryName.size() > name->size() + 1 && entryName.compare(0, name->size() + 1, *name + ".") == 0 &&
+                    std::regex_match(entryName, resourceNamePattern())) {
                     found = entry.path();
                     break;
                 }

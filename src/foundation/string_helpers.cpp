@@ -36,4 +36,10 @@ std::string marqen_sanitizedTitleForURL(const std::string &string) {
     return marqen_encodeUTF8(characters);
 }
 
+std::string marqen_asciiLowercase(std::string string) {
+    for (char &c : string)
+        if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
+    return string;
+}
+
 }  // namespace marqen

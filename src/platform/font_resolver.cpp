@@ -1,4 +1,5 @@
 #include "platform/font_resolver.h"
+#include "foundation/string_helpers.h"
 
 #include <fontconfig/fontconfig.h>
 #include <pango/pangocairo.h>
@@ -14,11 +15,6 @@
 namespace marqen {
 
 namespace {
-
-std::string lowercase(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
 
 // "HelveticaNeue" → "Helvetica Neue", "TimesNewRoman" → "Times New Roman".
 std::string splitCamelCase(const std::string &name) {
@@ -60,7 +56,7 @@ struct Style {
 // Reads weight and slant from a style suffix such as "Bold", "LightItalic", "BdIta", "Roman".
 Style parseStyle(const std::string &suffix) {
     Style style;
-    std::string s = lowercase(suffix);
+    std::string s = marqen_asciiLowercase(suffix);
     auto has = [&](const char *word) { return s.find(word) != std::string::npos; };
     if (has("italic") || has("oblique") || has("ita") || (s.size() >= 2 && s.compare(s.size() - 2, 2, "it") == 0)) {
         style.italic = true;
@@ -79,7 +75,7 @@ Style parseStyle(const std::string &suffix) {
 bool isStyleWord(const std::string &suffix) {
     static const char *words[] = {"bold", "italic", "oblique", "light", "medium", "thin", "black", "heavy", "regular",
                                   "roman", "book", "semibold", "demi", "ultralight", "condensed", "bdita", "it", "bd"};
-    std::string s = lowercase(suffix);
+    std::string s = marqen_asciiLowercase(suffix);
     return std::any_of(std::begin(words), std::end(words), [&](const char *w) { return s.find(w) != std::string::npos; });
 }
 

@@ -7,15 +7,11 @@
 #include "platform/image_io.h"
 #include "platform/pdf_page.h"
 #include "render/document_images.h"
+#include "foundation/string_helpers.h"
 
 namespace marqen::cli {
 
 namespace {
-
-std::string lowercase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 MarqenImageFormat imageFormat(const std::string &format) {
     if (format == "png") return MarqenImageFormat::PNG;
@@ -41,7 +37,7 @@ std::string typeIdentifier(const std::string &format) {
 }  // namespace
 
 std::string renderFormatForPath(const std::filesystem::path &path) {
-    std::string extension = lowercase(path.extension().string());
+    std::string extension = marqen_asciiLowercase(path.extension().string());
     if (extension == ".png") return "png";
     if (extension == ".jpg" || extension == ".jpeg") return "jpeg";
     if (extension == ".heic") return "heic";
