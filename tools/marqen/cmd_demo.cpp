@@ -7,7 +7,6 @@
 #include "document_loading.h"
 #include "document_rendering.h"
 #include "dom/layer.h"
-#include "formats/directory_resource_coordinator.h"
 #include "formats/pdf/pdf_overlay.h"
 
 namespace marqen::cli {
@@ -49,6 +48,7 @@ int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, cons
     const size_t pageCount = content.pages->pages().size();
     int failed = 0;
     std::vector<std::pair<int, fs::path>> annotationPDFs;
+    const auto coordinator = fs::is_directory(resources, ec) ? openResources(resources.string()) : nullptr;
     for (size_t index = 0; index < pageCount; ++index) {
         const int page = static_cast<int>(index) + 1;
         std::string stem = file.stem().string() + (pageCount > 1 ? "-page-" + std::to_string(page) : "");
@@ -65,14 +65,7 @@ int renderSample(const fs::path &file, const MarqenDOMJSONContent &content, cons
         }
         try {
             auto document = pageForRendering(content, page, hasPDF ? std::optional(pdf.string()) : std::nullopt);
-            std::shared_ptr<MarqenDOMDocumentResourceCoordinator> coordinator;
-            if (fs::is_directory(resources, ec)) {
-                coordinator = MarqenDirectoryResourceCoordinator::create(resources.string());
-                if (coordinator) {
-                    document->setResourceCoordinator(coordinator);
-                    document->waitForOperationsToFinish();
-                }
-            }
+            if (coordinator) attachResources({document}, coordinator);
             RenderRequest request;
             request.output = output / (stem + ".png");
             renderDocumentToFile(document, request);

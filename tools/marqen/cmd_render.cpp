@@ -7,7 +7,6 @@
 #include "command.h"
 #include "document_loading.h"
 #include "document_rendering.h"
-#include "formats/directory_resource_coordinator.h"
 
 namespace marqen::cli {
 namespace {
@@ -65,11 +64,8 @@ int run(const std::vector<std::string> &args) {
     auto document = pageForRendering(content, page, pdf);
     std::shared_ptr<MarqenDOMDocumentResourceCoordinator> resources;
     if (arguments.has("--resources")) {
-        MarqenError error;
-        resources = MarqenDirectoryResourceCoordinator::create(arguments.value("--resources"), &error);
-        if (!resources) failure(error.localizedDescription());
-        document->setResourceCoordinator(resources);
-        document->waitForOperationsToFinish();
+        resources = openResources(arguments.value("--resources"));
+        attachResources({document}, resources);
     }
     std::string written = renderDocumentToFile(document, request);
     std::cout << request.output.string() << ": " << written << '\n';

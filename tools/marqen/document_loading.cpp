@@ -13,15 +13,25 @@ MarqenDOMJSONContent loadDocumentFile(const std::string &path) {
     return *content;
 }
 
-std::shared_ptr<MarqenDOMDocumentResourceCoordinator> attachResources(const MarqenDOMJSONContent &content,
-                                                                      const std::string &directory) {
+std::shared_ptr<MarqenDOMDocumentResourceCoordinator> openResources(const std::string &directory) {
     MarqenError error;
     auto coordinator = MarqenDirectoryResourceCoordinator::create(directory, &error);
     if (!coordinator) failure(error.localizedDescription());
-    for (const auto &page : content.pages->pages()) {
-        page->setResourceCoordinator(coordinator);
-        page->waitForOperationsToFinish();
+    return coordinator;
+}
+
+void attachResources(const std::vector<std::shared_ptr<MarqenDOMDocument>> &documents,
+                     const std::shared_ptr<MarqenDOMDocumentResourceCoordinator> &coordinator) {
+    for (const auto &document : documents) {
+        document->setResourceCoordinator(coordinator);
+        document->waitForOperationsToFinish();
     }
+}
+
+std::shared_ptr<MarqenDOMDocumentResourceCoordinator> attachResources(const MarqenDOMJSONContent &content,
+                                                                      const std::string &directory) {
+    auto coordinator = openResources(directory);
+    attachResources(content.pages->pages(), coordinator);
     return coordinator;
 }
 
