@@ -1,12 +1,9 @@
 #include "formats/dom_json_file.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
-#include <random>
 
-#include "foundation/uuid.h"
+#include "foundation/atomic_file.h"
 
 namespace marqen {
 
@@ -76,29 +73,10 @@ std::optional<MarqenDOMJSONContent> MarqenReadDOMJSONFile(const std::string &pat
 }
 
 bool MarqenWriteFileAtomically(const std::string &path, const std::string &bytes, MarqenError *error) {
-    namespace fs = std::filesystem;
-    fs::path target(path);
-    fs::path temporary = target;
-    temporary += ".tmp-" + marqen_stringWithNewUUID();
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (out) out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        if (out) out.flush();
-        if (!out) {
-            std::error_code ignored;
-            fs::remove(temporary, ignored);
-            return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnwritable, "cannot write " + path);
-        }
-    }
-    std::error_code ec;
-    fs::rename(temporary, target, ec);
-    if (ec) {
-        std::error_code ignored;
-        fs::remove(temporary, ignored);
-        return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnwritable,
-                          "cannot write " + path + ": " + ec.message());
-    }
-    return true;
+    std::string reason;
+    if (marqen_writeFileAtomically(path, bytes, &reason)) return true;
+    return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnwritable,
+                      "cannot write " + path + ": " + reason);
 }
 
 }  // namespace marqen

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <algorithm>
@@ -11,11 +10,11 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <random>
 
 #include "platform/bmp_codec.h"
 #include "platform/image_resolution.h"
 #include "platform/vips_support.h"
+#include "foundation/atomic_file.h"
 
 namespace marqen {
 
@@ -586,38 +585,16 @@ bool saveToTarget(VipsImage *image, MarqenImageFormat format, const MarqenImageE
     return true;
 }
 
-std::filesystem::path temporaryPathBeside(const std::filesystem::path &path) {
-    static std::atomic<unsigned> counter{0};
-    std::random_device random;
-    std::filesystem::path temporary = path;
-    temporary += ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + std::to_string(random());
-    return temporary;
-}
-
-bool moveIntoPlace(const std::filesystem::path &temporary, const std::filesystem::path &path, MarqenError *error) {
-    std::error_code ec;
-    std::filesystem::rename(temporary, path, ec);
-    if (ec) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ": " + ec.message() + ".");
-    }
-    return true;
+bool writeFailed(const std::filesystem::path &path, const std::string &reason, MarqenError *error) {
+    return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ": " + reason + ".");
 }
 
 bool writeBytes(const std::vector<uint8_t> &bytes, const std::filesystem::path &path, MarqenError *error) {
-    std::filesystem::path temporary = temporaryPathBeside(path);
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        out.close();
-        if (!out) {
-            std::error_code ignored;
-            std::filesystem::remove(temporary, ignored);
-            return fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ".");
-        }
-    }
-    return moveIntoPlace(temporary, path, error);
+    std::string reason;
+    if (marqen_writeFileAtomically(path, std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size()),
+                                   &reason))
+        return true;
+    return writeFailed(path, reason, error);
 }
 
 }  // namespace
@@ -671,11 +648,10 @@ bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::pat
     std::vector<uint8_t> samples;
     ImageHandle ready;
     if (!prepareForSaving(image, format, options, &samples, &ready, error)) return false;
-    std::filesystem::path temporary = temporaryPathBeside(path);
+    std::filesystem::path temporary = marqen_temporaryPathBeside(path);
     int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0) {
-        return fail(error, MarqenNativeImageErrorFileAccess,
-                    "Cannot write " + path.string() + ": " + std::strerror(errno) + ".");
+        return writeFailed(path, std::strerror(errno), error);
     }
     VipsTarget *target = vips_target_new_to_descriptor(descriptor);
     bool saved = target && saveToTarget(ready.get(), format, options, target, error);
@@ -684,9 +660,10 @@ bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::pat
     if (!saved || !closed) {
         std::error_code ignored;
         std::filesystem::remove(temporary, ignored);
-        return saved ? fail(error, MarqenNativeImageErrorFileAccess, "Cannot write " + path.string() + ".") : false;
+        return saved ? writeFailed(path, "the file could not be written", error) : false;
     }
-    return moveIntoPlace(temporary, path, error);
+    std::string reason;
+    return marqen_moveIntoPlace(temporary, path, &reason) || writeFailed(path, reason, error);
 }
 
 }  // namespace marqen

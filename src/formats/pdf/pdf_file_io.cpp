@@ -5,11 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 
+#include "foundation/atomic_file.h"
 #include "foundation/log.h"
 
 namespace marqen {
@@ -145,10 +145,8 @@ std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path,
 
 bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<MarqenPDFFilePart> &parts,
                                   MarqenError *error, bool *shortWrite) {
-    static std::atomic<unsigned> counter{0};
     std::filesystem::path target(path);
-    std::filesystem::path temporary = target;
-    temporary += ".marqen-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
+    std::filesystem::path temporary = marqen_temporaryPathBeside(target);
     int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) return posixFail(error, errno, "Could not create " + temporary.string());
     bool complete = true;
@@ -168,11 +166,9 @@ bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<Mar
         if (shortWrite) *shortWrite = true;
         return posixFail(error, code, "Could not write " + path);
     }
-    if (::rename(temporary.c_str(), target.c_str()) != 0) {
-        code = errno;
-        std::filesystem::remove(temporary, ignored);
-        return posixFail(error, code, "Could not write " + path);
-    }
+    std::string reason;
+    if (!marqen_moveIntoPlace(temporary, target, &reason))
+        return marqenFail(error, "NSPOSIXErrorDomain", EIO, "Could not write " + path + ": " + reason);
     return true;
 }
 
