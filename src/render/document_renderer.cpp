@@ -197,13 +197,7 @@ bool MarqenDOMDocumentRenderer::opaquePictureCoversFrame(const MarqenDOMDocument
     if (std::lround(std::fabs(device.size.width)) != bitmap->image()->width() ||
         std::lround(std::fabs(device.size.height)) != bitmap->image()->height())
         return false;
-    // Images never change their pixels once shown, so the answer is kept for the image.
-    MarqenImageRef image = bitmap->image();
-    if (opaqueImageChecked_.lock() != image) {
-        opaqueImageChecked_ = image;
-        opaqueImageIsOpaque_ = image->isOpaque();
-    }
-    return opaqueImageIsOpaque_;
+    return bitmap->isOpaque();  // kept by the bitmap for its image, across renderers
 }
 
 void MarqenDOMDocumentRenderer::drawRect(CGRect rect, MarqenGraphicsContext &context) {

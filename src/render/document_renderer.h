@@ -102,8 +102,6 @@ private:
     bool fullWindow_ = false;
     bool renderInView_ = false;
     NotificationToken frameObservation_;
-    mutable std::weak_ptr<MarqenImage> opaqueImageChecked_;
-    mutable bool opaqueImageIsOpaque_ = false;
 };
 
 }  // namespace marqen
