@@ -2,6 +2,7 @@
 # Configures and builds. Usage: scripts/build.sh [--sanitize] ; prints the build directory last.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+export CCACHE_BASEDIR="$PWD"
 BUILD_DIR=build
 EXTRA=()
 if [ "${1:-}" = "--sanitize" ]; then

@@ -9,7 +9,7 @@ PACKAGES=(
   zlib1g-dev libssl-dev nlohmann-json3-dev libpugixml-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-urw-base35 fonts-dejavu-core
-  qpdf ghostscript mupdf-tools poppler-utils
+  qpdf ghostscript mupdf-tools poppler-utils ccache
 )
 
 missing=()

@@ -1,0 +1,135 @@
+#pragma once
+// A raster image placed in the document. The element names its pixels by a resource URI; the
+// document's resource coordinator stores and loads the file behind it. Every edit of the pixels
+// stores a new resource under a fresh URI, so undoing an edit only restores the previous URI.
+//
+// Geometry: the whole image is drawn stretched over `frame` (document units). `cropRect`, when not
+// empty, is the part of the frame that shows, in the same units: the renderer clips to it, and the
+// pixel edits keep only the pixels under it.
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "../export.h"
+#include "element.h"
+#include "../foundation/notification_center.h"
+#include "../platform/image.h"
+
+namespace marqen {
+
+inline constexpr const char *MarqenDOMBitmapURIPrefix = "marqen+uuid:///";
+
+class MARQEN_EXPORT MarqenDOMBitmap : public MarqenDOMElement {
+public:
+    ~MarqenDOMBitmap() override;
+    static const MarqenDOMNodeClass &classDescriptor();
+    const MarqenDOMNodeClass &nodeClass() const override { return classDescriptor(); }
+    static std::shared_ptr<MarqenDOMBitmap> create();
+    static std::shared_ptr<MarqenDOMBitmap> fromDictionary(const MarqenJSON &dictionary);
+    std::string jsonType() const override { return "Bitmap"; }
+
+    // "marqen+uuid:///" and a new lower-case UUID.
+    static std::string marqenDOMBitmapCreateUri();
+
+    std::string uri() const;
+    // Nothing happens for an absent or unchanged URI; otherwise notifies, registers undo and reloads.
+    void setUri(const std::optional<std::string> &uri);
+    void setURIQuietly(const std::string &uri);
+
+    MarqenImageRef image() const;
+    void setImage(const MarqenImageRef &image);
+    MarqenImageRef displayImage() const;
+    void setDisplayImage(const MarqenImageRef &image);
+    MarqenJSON imageProperties() const;
+    void setImageProperties(const MarqenJSON &properties);
+    unsigned long imageProfile() const { return imageProfile_; }
+    void setImageProfile(unsigned long profile);
+    bool hasImageProfile() const override { return imageProfile_ != 0; }
+
+    CGRect frame() const { return frame_; }
+    void setFrame(CGRect frame);
+    void setFrameQuietly(CGRect frame) { frame_ = frame; }
+    CGRect cropRect() const { return cropRect_; }
+    void setCropRect(CGRect rect);
+    unsigned long contentMode() const { return contentMode_; }
+    void setContentMode(unsigned long mode);
+
+    // No pixel lets the background through: the image drawn over transparent black and over white
+    // gives the same bytes (compared by SHA-1). Computed once per image. False without an image.
+    bool isOpaque() const;
+
+    // Loading and saving through the document's resource coordinator (nothing without one).
+    void reloadWithResourceCoordinator();
+    std::optional<MarqenError> prepareForSaveSynchronous() override;
+
+    // Pixel edits. Each stores the new pixels under a fresh URI and switches to it; they fail (with
+    // the reason in *error) when there is no image or no coordinator, or the coordinator fails.
+    // rect: in image pixels.
+    bool replaceImageWithCropRect(CGRect rect, MarqenError *error = nullptr);
+    // t: in document units; the visible part is kept, and the frame becomes the bounding box of the
+    // transformed visible part.
+    bool replaceImageByApplyingTransform(const CGAffineTransform &t, MarqenError *error = nullptr);
+    // Quarter turns (clockwise as the image is seen); the frame and the crop turn about the frame's centre.
+    bool rotate90Degrees(bool clockwise, MarqenError *error = nullptr);
+    // Draws the visible part of this image and then of each bitmap, where they show, into one image
+    // covering frame, at this image's pixel density; this element then shows it at frame.
+    bool mergeBitmaps(const std::vector<std::shared_ptr<MarqenDOMBitmap>> &bitmaps, CGRect frame,
+                      MarqenError *error = nullptr);
+    // Resamples the pixels with the frame's change (the document being resized to integralDocumentSize).
+    void applyResizeTransform(const CGAffineTransform &t, CGSize integralDocumentSize) override;
+    // Axis-aligned scaling and moving change the frame only; anything else resamples.
+    void applyTransform(const CGAffineTransform &t) override;
+    void translate(CGPoint delta) override;
+
+    CGRect contentBounds() const override { return frame_; }
+    CGRect tightContentBounds() const override { return frame_; }
+    MarqenDOMNodePtr hitTestWithPoint(CGPoint point) override;
+    MarqenDOMNodePtr hitTestWithPoint(CGPoint point, CGFloat minimumHitStrokeWidth) override;
+    MarqenDOMNodePtr hitTestWithRect(CGRect rect) override;
+
+    CGFloat toolSizeAbsolute() const override { return 1.0; }
+    void setToolSizeAbsolute(CGFloat) override {}
+    CGFloat convertToolSizeRelativeToToolSizeAbsolute(CGFloat relative, CGFloat, CGFloat) const override {
+        return relative;
+    }
+    CGFloat convertToolSizeAbsoluteToToolSizeRelative(CGFloat absolute, CGFloat, CGFloat) const override {
+        return absolute;
+    }
+
+    void setDocument(const std::shared_ptr<MarqenDOMDocument> &document) override;
+    void initWithDictionary(const MarqenJSON &dictionary) override;
+    MarqenJSON dictionaryRepresentation() const override;
+
+    // The part of the frame that shows: the frame cut to the crop rectangle (the whole frame when there
+    // is no crop, or when the crop misses the frame).
+    CGRect visibleFrame() const;
+    // The image pixels under visibleFrame(), widened to whole pixels.
+    CGRect visiblePixelRect() const;
+
+protected:
+    MarqenDOMBitmap();
+    void copyStateTo(MarqenDOMNode &target) const override;
+
+private:
+    void setImageStorage(const MarqenImageRef &image, const MarqenImageRef &displayImage, const MarqenJSON &properties);
+    // Stores pixels under a fresh URI and switches to it (the common end of every pixel edit).
+    bool storeNewImage(const MarqenImageRef &image, const char *action, MarqenError *error);
+
+    std::string uri_;
+    MarqenImageRef image_, displayImage_;
+    MarqenJSON imageProperties_ = MarqenJSON::object();
+    unsigned long imageProfile_ = 0;
+    CGRect frame_ = CGRectZero;
+    CGRect cropRect_ = CGRectZero;
+    unsigned long contentMode_ = 0;
+    mutable std::optional<bool> isOpaque_;
+    // Guards the image, its properties and the opacity cache (loading may complete on another thread).
+    mutable std::recursive_mutex imageMutex_;
+    // Serializes saves of this element, so that two stores of one bitmap never overlap.
+    std::mutex normalizationMutex_;
+    NotificationToken coordinatorObserver_;
+};
+
+}  // namespace marqen

@@ -1,0 +1,50 @@
+#pragma once
+// The object through which a document's bitmaps load and store their pixel data by resource URI
+// (a bundle, or a plain directory). Completions may run on any thread, before or after the call
+// returns; a coordinator calls each completion exactly once.
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "../export.h"
+#include "../foundation/error.h"
+#include "../foundation/json.h"
+#include "../platform/image.h"
+
+namespace marqen {
+
+inline constexpr const char *MarqenDOMDocumentResourceCoordinatorErrorDomain =
+    "MarqenDOMDocumentResourceCoordinatorErrorDomain";
+
+// Error codes of MarqenDOMDocumentResourceCoordinatorErrorDomain.
+enum MarqenDOMDocumentResourceCoordinatorErrorCode : long {
+    MarqenResourceErrorInvalidURI = 1,      // not a resource URI this coordinator can name a file for
+    MarqenResourceErrorOutsideStorage = 2,  // the file would lie outside the coordinator's storage
+    MarqenResourceErrorNotFound = 3,
+    MarqenResourceErrorWriteFailed = 4,
+    MarqenResourceErrorNoImage = 5,         // nothing to store, and nothing stored before
+};
+
+class MARQEN_EXPORT MarqenDOMDocumentResourceCoordinator {
+public:
+    // fileURL: the file holding the resource (empty on error); uri: the resource's URI as the
+    // coordinator names it; error: set when the operation failed.
+    using Completion = std::function<void(const std::filesystem::path &fileURL, const std::string &uri,
+                                          const std::optional<MarqenError> &error)>;
+
+    virtual ~MarqenDOMDocumentResourceCoordinator() = default;
+
+    virtual void loadResourceWithURI(const std::string &uri, Completion completion) = 0;
+    // profile: 0 stores losslessly (PNG), 1 as JPEG, 2 as HEIC. properties: the image-file
+    // properties to keep (resolution). A null image keeps what is already stored under the URI.
+    virtual void storeResourceWithURI(const std::string &uri, const MarqenImageRef &image, unsigned long profile,
+                                      const MarqenJSON &imageProperties, Completion completion) = 0;
+};
+
+// Image profiles handed to the coordinator with a bitmap's image.
+inline constexpr unsigned long MarqenImageProfileNone = 0;  // lossless
+inline constexpr unsigned long MarqenImageProfileJPEG = 1;
+inline constexpr unsigned long MarqenImageProfileHEIC = 2;
+
+}  // namespace marqen

@@ -1,0 +1,31 @@
+#pragma once
+// The JSON value type used everywhere (keys keep the order in which they were written),
+// and the lookups through which every reader treats a JSON null as an absent value.
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "../export.h"
+
+namespace marqen {
+
+using MarqenJSON = nlohmann::ordered_json;
+
+// The value for key, or null when the argument is not an object, the key is missing or its value is null.
+MARQEN_EXPORT const MarqenJSON *marqen_objectForKey(const MarqenJSON &dictionary, const std::string &key);
+// A dotted key path ("metadata.version"): each step through marqen_objectForKey.
+MARQEN_EXPORT const MarqenJSON *marqen_valueForKeyPath(const MarqenJSON &dictionary, const std::string &keyPath);
+
+// Typed lookups that read a wrong kind of value as absent.
+MARQEN_EXPORT std::optional<std::string> marqen_stringForKey(const MarqenJSON &dictionary, const std::string &key);
+MARQEN_EXPORT std::optional<double> marqen_numberForKey(const MarqenJSON &dictionary, const std::string &key);
+MARQEN_EXPORT std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, const std::string &key);
+
+// A number read as a double; false when the value is not a number (booleans are not numbers).
+MARQEN_EXPORT bool marqen_isNumber(const MarqenJSON &value);
+MARQEN_EXPORT double marqen_doubleValue(const MarqenJSON &value);  // numbers as doubles, everything else 0
+
+// Parses text; on failure returns nullopt and fills *message with the parser's reason.
+MARQEN_EXPORT std::optional<MarqenJSON> marqen_parseJSON(const std::string &text, std::string *message = nullptr);
+
+}  // namespace marqen
