@@ -4,6 +4,7 @@
 # (default 20)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+export CCACHE_BASEDIR="$PWD"
 SECONDS_PER_TARGET="${1:-20}"
 scripts/setup.sh
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DMARQEN_FUZZ=ON -DMARQEN_TESTS=OFF -DMARQEN_BENCH=OFF >/dev/null
