@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "formats/svg_path_parser.h"
-#include "formats/svg_path_writer.h"
+#include "foundation/svg_path/svg_path_parser.h"
+#include "foundation/svg_path/svg_path_writer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::string_view text(reinterpret_cast<const char *>(data), size);

@@ -6,8 +6,8 @@
 
 #include "dom/node_class.h"
 #include "dom/vector_stroke_fitting.h"
-#include "formats/svg_path_parser.h"
-#include "formats/svg_path_writer.h"
+#include "foundation/svg_path/svg_path_parser.h"
+#include "foundation/svg_path/svg_path_writer.h"
 #include "foundation/value_encoding.h"
 #include "ink/rite_point_filter.h"
 #include "platform/path_hit_test.h"

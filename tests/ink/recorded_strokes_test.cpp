@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "formats/svg_path_writer.h"
+#include "foundation/svg_path/svg_path_writer.h"
 #include "ink/path_fitter.h"
 #include "ink/stroke_fixture.h"
 #include "support/test_support.h"

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "dom/rectangle.h"
-#include "formats/svg_path_writer.h"
+#include "foundation/svg_path/svg_path_writer.h"
 #include "vector_test_support.h"
 
 using namespace marqen;

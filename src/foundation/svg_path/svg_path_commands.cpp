@@ -1,6 +1,6 @@
-#include "formats/svg_path_commands.h"
+#include "foundation/svg_path/svg_path_commands.h"
 
-#include "formats/svg_path_scanner.h"
+#include "foundation/svg_path/svg_path_scanner.h"
 #include "foundation/log.h"
 
 namespace marqen {

@@ -1,4 +1,4 @@
-#include "formats/svg_path_writer.h"
+#include "foundation/svg_path/svg_path_writer.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "formats/svg_path_writer.h"
+#include "foundation/svg_path/svg_path_writer.h"
 
 using namespace marqen;
 

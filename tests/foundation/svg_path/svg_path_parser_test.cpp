@@ -2,10 +2,10 @@
 
 #include <random>
 
-#include "formats/svg_path_commands.h"
-#include "formats/svg_path_parser.h"
-#include "formats/svg_path_scanner.h"
-#include "formats/svg_path_writer.h"
+#include "foundation/svg_path/svg_path_commands.h"
+#include "foundation/svg_path/svg_path_parser.h"
+#include "foundation/svg_path/svg_path_scanner.h"
+#include "foundation/svg_path/svg_path_writer.h"
 #include "support/test_support.h"
 
 namespace marqen {

@@ -1,4 +1,4 @@
-#include "formats/svg_path_scanner.h"
+#include "foundation/svg_path/svg_path_scanner.h"
 
 #include <algorithm>
 #include <charconv>
