@@ -238,7 +238,7 @@ void MarqenDOMBitmap::reloadWithResourceCoordinator() {
     if (!coordinator) return;
     std::weak_ptr<MarqenDOMNode> weakSelf = weak_from_this();
     coordinator->loadResourceWithURI(uri(), [weakSelf](const std::filesystem::path &fileURL, const std::string &uri,
-                                                       const std::optional<MarqenError> &error) {
+                                                       const MarqenError *error) {
         auto self = std::static_pointer_cast<MarqenDOMBitmap>(weakSelf.lock());
         if (!self) return;
         if (error) {
@@ -257,21 +257,22 @@ void MarqenDOMBitmap::reloadWithResourceCoordinator() {
     });
 }
 
-std::optional<MarqenError> MarqenDOMBitmap::prepareForSaveSynchronous() {
+bool MarqenDOMBitmap::prepareForSaveSynchronous(MarqenError *error) {
     auto document = this->document();
     auto coordinator = document ? document->resourceCoordinatorShared() : nullptr;
-    if (!coordinator) return std::nullopt;
+    if (!coordinator) return true;
     std::optional<MarqenError> kept;
     {
         std::lock_guard save(normalizationMutex_);
         coordinator->storeResourceWithURI(uri(), image(), imageProfile_, imageProperties(),
                                           [&kept](const std::filesystem::path &, const std::string &,
-                                                  const std::optional<MarqenError> &error) {
-                                              if (error) kept = error;
+                                                  const MarqenError *storeError) {
+                                              if (storeError) kept = *storeError;
                                           });
     }
     reloadWithResourceCoordinator();
-    return kept;
+    if (kept && error) *error = *kept;
+    return !kept;
 }
 
 // MARK: Pixel edits
@@ -286,8 +287,8 @@ bool MarqenDOMBitmap::storeNewImage(const MarqenImageRef &image, const char *act
     bool completed = false;
     coordinator->storeResourceWithURI(newUri, image, imageProfile_, imageProperties(),
                                       [&](const std::filesystem::path &, const std::string &,
-                                          const std::optional<MarqenError> &storeError) {
-                                          stored = storeError;
+                                          const MarqenError *storeError) {
+                                          if (storeError) stored = *storeError;
                                           completed = true;
                                       });
     if (!completed) return fail(error, MarqenResourceErrorWriteFailed, std::string("Cannot ") + action + ": the store did not finish");

@@ -421,10 +421,10 @@ void MarqenDOMNode::setToolSizeRelative(CGFloat relative) {
         convertToolSizeRelativeToToolSizeAbsolute(relative, absoluteToolSizeScale(), documentContentScaleFactor(*this)));
 }
 
-std::optional<MarqenError> MarqenDOMNode::prepareForSaveSynchronous() {
+bool MarqenDOMNode::prepareForSaveSynchronous(MarqenError *error) {
     for (const auto &child : children())
-        if (auto error = child->prepareForSaveSynchronous()) return error;
-    return std::nullopt;
+        if (!child->prepareForSaveSynchronous(error)) return false;
+    return true;
 }
 
 void MarqenDOMNode::postChildrenDidChange(MarqenChildrenChangeKind kind, std::vector<size_t> indexes,

@@ -110,10 +110,10 @@ void MarqenDirectoryResourceCoordinator::loadResourceWithURI(const std::string &
     MarqenError error;
     auto file = fileForURI(uri, true, &error);
     if (!file) {
-        completion({}, uri, error);
+        completion({}, uri, &error);
         return;
     }
-    completion(*file, uri, std::nullopt);
+    completion(*file, uri, nullptr);
 }
 
 void MarqenDirectoryResourceCoordinator::storeResourceWithURI(const std::string &uri, const MarqenImageRef &image,
@@ -122,17 +122,17 @@ void MarqenDirectoryResourceCoordinator::storeResourceWithURI(const std::string 
     MarqenError error;
     auto file = fileForURI(uri, false, &error);
     if (!file) {
-        completion({}, uri, error);
+        completion({}, uri, &error);
         return;
     }
     std::error_code code;
     if (!image) {
         // Nothing new to write: what is stored stays.
         if (std::filesystem::is_regular_file(*file, code)) {
-            completion(*file, uri, std::nullopt);
+            completion(*file, uri, nullptr);
         } else {
             fail(&error, MarqenResourceErrorNoImage, "No image to store for " + uri);
-            completion({}, uri, error);
+            completion({}, uri, &error);
         }
         return;
     }
@@ -149,10 +149,10 @@ void MarqenDirectoryResourceCoordinator::storeResourceWithURI(const std::string 
     if (!MarqenImageWriteToFile(*image, *file, formatForProfile(profile), options, &writeError)) {
         MarqenError failed;
         fail(&failed, MarqenResourceErrorWriteFailed, "Unable to store " + uri + ": " + writeError.description());
-        completion({}, uri, failed);
+        completion({}, uri, &failed);
         return;
     }
-    completion(*file, uri, std::nullopt);
+    completion(*file, uri, nullptr);
 }
 
 }  // namespace marqen

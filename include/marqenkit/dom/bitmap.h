@@ -62,7 +62,7 @@ public:
 
     // Loading and saving through the document's resource coordinator (nothing without one).
     void reloadWithResourceCoordinator();
-    std::optional<MarqenError> prepareForSaveSynchronous() override;
+    bool prepareForSaveSynchronous(MarqenError *error = nullptr) override;
 
     // Pixel edits. Each stores the new pixels under a fresh URI and switches to it; they fail (with
     // the reason in *error) when there is no image or no coordinator, or the coordinator fails.

@@ -144,8 +144,8 @@ public:
     // Texts of documents written before version 1.2 convert themselves; nothing for other kinds.
     virtual void upgradeParagraphTextToRespectColorAndFont() {}
 
-    // Asks each child in order; the first error wins.
-    virtual std::optional<MarqenError> prepareForSaveSynchronous();
+    // Asks each child in order and stops at the first that fails, whose reason goes to *error.
+    virtual bool prepareForSaveSynchronous(MarqenError *error = nullptr);
 
     // Helpers for subclasses' change protocol.
     void postWillChange() const;

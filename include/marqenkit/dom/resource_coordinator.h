@@ -4,7 +4,6 @@
 // returns; a coordinator calls each completion exactly once.
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "../export.h"
@@ -29,9 +28,10 @@ enum MarqenDOMDocumentResourceCoordinatorErrorCode : long {
 class MARQEN_EXPORT MarqenDOMDocumentResourceCoordinator {
 public:
     // fileURL: the file holding the resource (empty on error); uri: the resource's URI as the
-    // coordinator names it; error: set when the operation failed.
+    // coordinator names it; error: null on success, else why the operation failed (valid only during
+    // the call).
     using Completion = std::function<void(const std::filesystem::path &fileURL, const std::string &uri,
-                                          const std::optional<MarqenError> &error)>;
+                                          const MarqenError *error)>;
 
     virtual ~MarqenDOMDocumentResourceCoordinator() = default;
 

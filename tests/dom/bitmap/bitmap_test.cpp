@@ -156,20 +156,21 @@ TEST(MarqenDOMBitmapSaving, StoresUnderItsURIAndReportsFailures) {
     auto bitmap = fixture.document->addBackgroundImage(solidImage(40, 30, 0xFFFF0000), 0, MarqenJSON::object());
     EXPECT_EQ(fixture.document->backgroundLayer()->primaryBitmap(), bitmap);
     EXPECT_EQ(bitmap->frame(), CGRectMake(0, 0, 40, 30));
-    EXPECT_EQ(fixture.document->prepareForSaveSynchronous(), std::nullopt);
+    EXPECT_TRUE(fixture.document->prepareForSaveSynchronous());
     auto stored = MarqenImageDecodeFile(fixture.directory / uuidOf(bitmap->uri()));
     ASSERT_NE(stored, nullptr);
     EXPECT_EQ(stored->pixelAt(39, 29), 0xFFFF0000u);
 
     auto loose = MarqenDOMBitmap::create();
     fixture.document->addNode(loose);  // no image and nothing stored
-    auto error = fixture.document->prepareForSaveSynchronous();
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->domain, MarqenDOMDocumentResourceCoordinatorErrorDomain);
-    EXPECT_EQ(error->code, MarqenResourceErrorNoImage);
+    MarqenError error;
+    ASSERT_FALSE(fixture.document->prepareForSaveSynchronous(&error));
+    EXPECT_EQ(error.domain, MarqenDOMDocumentResourceCoordinatorErrorDomain);
+    EXPECT_EQ(error.code, MarqenResourceErrorNoImage);
+    EXPECT_FALSE(fixture.document->prepareForSaveSynchronous());  // the error out is optional
 
     auto detached = MarqenDOMBitmap::create();
-    EXPECT_EQ(detached->prepareForSaveSynchronous(), std::nullopt);  // no coordinator: nothing to do
+    EXPECT_TRUE(detached->prepareForSaveSynchronous());  // no coordinator: nothing to do
 }
 
 TEST(MarqenDOMBitmapOpacity, DecidedByTheTwoDigests) {
@@ -205,7 +206,7 @@ TEST(MarqenDOMBitmapEdits, CropMakesANewResourceAndUndoRestoresTheURI) {
     auto image = solidImage(40, 30, 0xFF0000FF);
     fillPixels(*image, 10, 10, 30, 20, 0xFFFFFF00);
     auto bitmap = fixture.document->addBackgroundImage(image, 0, MarqenJSON::object());
-    ASSERT_EQ(fixture.document->prepareForSaveSynchronous(), std::nullopt);
+    ASSERT_TRUE(fixture.document->prepareForSaveSynchronous());
     std::string original = bitmap->uri();
     fixture.document->undoManager()->removeAllActions();
 

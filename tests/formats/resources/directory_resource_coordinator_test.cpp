@@ -24,8 +24,8 @@ struct Outcome {
 Outcome load(MarqenDirectoryResourceCoordinator &coordinator, const std::string &uri) {
     Outcome outcome;
     coordinator.loadResourceWithURI(uri, [&](const std::filesystem::path &file, const std::string &answered,
-                                             const std::optional<MarqenError> &error) {
-        outcome = {file, answered, error, outcome.calls + 1};
+                                             const MarqenError *error) {
+        outcome = {file, answered, error ? std::optional(*error) : std::nullopt, outcome.calls + 1};
     });
     return outcome;
 }
@@ -35,8 +35,9 @@ Outcome store(MarqenDirectoryResourceCoordinator &coordinator, const std::string
     Outcome outcome;
     coordinator.storeResourceWithURI(uri, image, profile, MarqenJSON::object(),
                                      [&](const std::filesystem::path &file, const std::string &answered,
-                                         const std::optional<MarqenError> &error) {
-                                         outcome = {file, answered, error, outcome.calls + 1};
+                                         const MarqenError *error) {
+                                         outcome = {file, answered, error ? std::optional(*error) : std::nullopt,
+                                                    outcome.calls + 1};
                                      });
     return outcome;
 }
