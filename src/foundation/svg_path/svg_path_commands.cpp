@@ -26,10 +26,6 @@ void SVGCommandImpl::processCommandString(std::string_view command, MarqenBezier
     performWithParams(params, absolute ? SVGCommandType::Absolute : SVGCommandType::Relative, path);
 }
 
-void SVGCommandImpl::performWithParams(const std::vector<CGFloat> &, SVGCommandType, MarqenBezierPath &) {
-    throw SVGInternalInconsistencyException("You must override performWithParams in a subclass");
-}
-
 CGPoint SVGCommandImpl::pointFromParams(const std::vector<CGFloat> &params, size_t index, SVGCommandType commandType,
                                         CGPoint current) {
     CGPoint p{params[index], params[index + 1]};

@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,12 +13,6 @@
 namespace marqen {
 
 enum class SVGCommandType { Absolute, Relative };
-
-// Raised when a command class lacks its own perform operation.
-class SVGInternalInconsistencyException : public std::logic_error {
-public:
-    using std::logic_error::logic_error;
-};
 
 class SVGCommandImpl {
 public:
@@ -33,8 +26,9 @@ public:
     // logged and skipped. Lower-case letters are relative to the path's current point.
     void processCommandString(std::string_view command, MarqenBezierPath &path);
 
+    // Each command class performs its own letter.
     virtual void performWithParams(const std::vector<CGFloat> &params, SVGCommandType commandType,
-                                   MarqenBezierPath &path);
+                                   MarqenBezierPath &path) = 0;
     // How many numbers performWithParams reads.
     virtual size_t parameterCount() const { return 0; }
 

@@ -14,8 +14,6 @@ MarqenBezierPath marqen_bezierPathWithSVGString(std::string_view svgString) {
     return path;
 }
 
-void addPathFromSVGString(MarqenBezierPath &path, std::string_view svgString) { addPathWithSVGString(svgString, path); }
-
 MarqenBezierPath &addPathWithSVGString(std::string_view svgString, MarqenBezierPath &path) {
     if (svgString.empty()) return path;
     std::vector<size_t> starts = SVGCommandLetterOffsets(svgString);

@@ -11,10 +11,7 @@ namespace marqen {
 // A new path holding the parsed commands.
 MarqenBezierPath marqen_bezierPathWithSVGString(std::string_view svgString);
 
-// Adds the parsed commands to `path`.
-void addPathFromSVGString(MarqenBezierPath &path, std::string_view svgString);
-
-// Adds the parsed commands to `path` and returns it; an empty string leaves it as it is.
+// Adds the parsed commands to an existing path and returns it; an empty string leaves it as it is.
 MarqenBezierPath &addPathWithSVGString(std::string_view svgString, MarqenBezierPath &path);
 
 // Performs one command's text (its letter and numbers) given the text of the command before it.

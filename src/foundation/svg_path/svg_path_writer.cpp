@@ -1,35 +1,49 @@
 #include "foundation/svg_path/svg_path_writer.h"
 
-#include <algorithm>
-#include <cstdio>
+#include <charconv>
 
 namespace marqen {
 
 namespace {
 
+// Appends the number as "%.3f" writes it (the largest double takes 309 digits before the point).
+void appendNumber(std::string &text, CGFloat value) {
+    char digits[330];
+    std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 3);
+    text.append(digits, written.ptr);
+}
+
+void appendPoint(std::string &text, CGPoint p) {
+    appendNumber(text, p.x);
+    text += ',';
+    appendNumber(text, p.y);
+}
+
 std::string pointText(CGPoint p) {
-    // Fixed notation of a large double runs to hundreds of digits: measure first.
-    int length = std::snprintf(nullptr, 0, "%.3f,%.3f", p.x, p.y);
-    std::string text(static_cast<size_t>(std::max(length, 0)) + 1, '\0');
-    std::snprintf(text.data(), text.size(), "%.3f,%.3f", p.x, p.y);
-    text.pop_back();
+    std::string text;
+    appendPoint(text, p);
     return text;
+}
+
+char commandLetter(MarqenPathElementType type) {
+    switch (type) {
+        case MarqenPathElementType::MoveToPoint: return 'M';
+        case MarqenPathElementType::AddLineToPoint: return 'L';
+        case MarqenPathElementType::AddQuadCurveToPoint: return 'Q';
+        case MarqenPathElementType::AddCurveToPoint: return 'C';
+        case MarqenPathElementType::CloseSubpath: return 'Z';
+    }
+    return '\0';
 }
 
 }  // namespace
 
 SVGPathCommand SVGPathCommand::commandWithElement(const MarqenPathElement &element) {
     SVGPathCommand command;
-    int count = 0;
-    switch (element.type) {
-        case MarqenPathElementType::MoveToPoint: command.command = "M", count = 1; break;
-        case MarqenPathElementType::AddLineToPoint: command.command = "L", count = 1; break;
-        case MarqenPathElementType::AddQuadCurveToPoint: command.command = "Q", count = 2; break;
-        case MarqenPathElementType::AddCurveToPoint: command.command = "C", count = 3; break;
-        case MarqenPathElementType::CloseSubpath: command.command = "Z", count = 0; break;
-        default: return command;  // unknown type: no letter, no points, not valid
-    }
-    for (int i = 0; i < count; ++i) command.points.push_back(pointText(element.points[i]));
+    char letter = commandLetter(element.type);
+    if (!letter) return command;  // unknown type: no letter, no points, not valid
+    command.command = std::string(1, letter);
+    for (int i = 0; i < element.pointCount(); ++i) command.points.push_back(pointText(element.points[i]));
     command.isValidForOutput = true;
     return command;
 }
@@ -54,7 +68,16 @@ std::string SVGPath::pathData() const {
 BezierToSvgException::BezierToSvgException() : std::runtime_error(kReason) {}
 
 std::string BezierToSvg::pathDataFromCGPath(const MarqenBezierPath &path) {
-    return pathDataFromElements(path.elements());
+    std::string data;
+    data.reserve(path.elementCount() * 48);
+    for (const MarqenPathElement &element : path.elements()) {
+        data += commandLetter(element.type);
+        for (int i = 0; i < element.pointCount(); ++i) {
+            if (i > 0) data += ',';
+            appendPoint(data, element.points[i]);
+        }
+    }
+    return data;
 }
 
 std::string BezierToSvg::pathDataFromElements(const std::vector<MarqenPathElement> &elements) {

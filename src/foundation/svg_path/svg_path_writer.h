@@ -37,8 +37,11 @@ public:
 
 class BezierToSvg {
 public:
-    // The path's elements as SVG path data; an empty path gives "". Throws BezierToSvgException.
+    // The path's elements as SVG path data; an empty path gives "". A path holds only the five element
+    // types the writer knows, so this never raises; it writes straight into one string.
     static std::string pathDataFromCGPath(const MarqenBezierPath &path);
+    // The same text for elements from elsewhere, built through SVGPath: raises BezierToSvgException when
+    // the last element is of a type the writer does not know (an unknown one before it writes nothing).
     static std::string pathDataFromElements(const std::vector<MarqenPathElement> &elements);
 };
 

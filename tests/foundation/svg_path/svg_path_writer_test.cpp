@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <cfloat>
+#include <cmath>
+#include <cstdio>
+#include <random>
+
 #include "foundation/svg_path/svg_path_writer.h"
 
 using namespace marqen;
@@ -64,4 +69,44 @@ TEST(SVGPathCommand, HoldsOnePointTextPerElementPoint) {
     EXPECT_EQ(command.command, "C");
     EXPECT_EQ(command.points, (std::vector<std::string>{"1.000,2.000", "3.000,4.000", "5.000,6.000"}));
     EXPECT_TRUE(command.isValidForOutput);
+}
+
+namespace {
+
+// What "%.3f" writes, measured first: a large coordinate takes hundreds of digits.
+std::string printfText(double value) {
+    int length = std::snprintf(nullptr, 0, "%.3f", value);
+    std::string text(static_cast<size_t>(length) + 1, '\0');
+    std::snprintf(text.data(), text.size(), "%.3f", value);
+    text.pop_back();
+    return text;
+}
+
+}  // namespace
+
+TEST(BezierToSvg, NumbersAreWrittenAsPrintfWritesThemWithThreeDecimals) {
+    std::mt19937_64 random(11);
+    std::vector<double> values = {0.0,    -0.0,     0.0005,  -0.0005, 0.0015,  2.5e-4, 1e300, -1e300,
+                                  1e-300, 123.4565, 999.9995, -0.0004, 1.0 / 3, 1e15,   DBL_MAX, -DBL_MAX,
+                                  DBL_MIN, std::nan(""), INFINITY, -INFINITY};
+    for (int i = 0; i < 2000; ++i) {
+        values.push_back(std::ldexp(static_cast<double>(random() % 2000000) - 1000000, static_cast<int>(random() % 40) - 30));
+    }
+    MarqenBezierPath path;
+    std::string expected;
+    for (size_t i = 0; i + 5 < values.size(); i += 6) {
+        // One element of each kind in turn, so every letter and point count appears.
+        CGPoint a{values[i], values[i + 1]}, b{values[i + 2], values[i + 3]}, c{values[i + 4], values[i + 5]};
+        auto text = [](CGPoint p) { return printfText(p.x) + "," + printfText(p.y); };
+        switch ((i / 6) % 5) {
+            case 0: path.moveToPoint(a), expected += "M" + text(a); break;
+            case 1: path.addLineToPoint(a), expected += "L" + text(a); break;
+            case 2: path.addQuadCurveToPoint(a, b), expected += "Q" + text(a) + "," + text(b); break;
+            case 3: path.addCurveToPoint(a, b, c), expected += "C" + text(a) + "," + text(b) + "," + text(c); break;
+            default: path.closeSubpath(), expected += "Z"; break;
+        }
+    }
+    EXPECT_EQ(BezierToSvg::pathDataFromCGPath(path), expected);
+    // The path writer and the element writer agree to the byte.
+    EXPECT_EQ(BezierToSvg::pathDataFromElements(path.elements()), expected);
 }
