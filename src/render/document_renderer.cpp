@@ -148,12 +148,6 @@ void MarqenDOMDocumentRenderer::drawPDFPageBackground(MarqenDOMDocument &documen
     long pageNumber = page.pageNumber();
     if (auto stored = document.pageNumber(); stored && std::isfinite(*stored) && std::fabs(*stored) < 1e9)
         pageNumber = static_cast<long>(*stored);
-    if (sharedCache_) {
-        if (auto image = sharedCache_->imageForPageNumber(pageNumber)) {
-            context.drawImage(*image, frame, !flipped_);
-            return;
-        }
-    }
     context.saveGState();
     context.setFillColor({1, 1, 1, 1});
     context.fillRect(context.clipBoundingBox());

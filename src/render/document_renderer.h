@@ -7,7 +7,6 @@
 #include "dom/document.h"
 #include "platform/graphics.h"
 #include "render/node_renderer.h"
-#include "render/pdf_page_image_cache.h"
 
 namespace marqen {
 
@@ -51,15 +50,6 @@ public:
     std::shared_ptr<MarqenDOMDocumentRendererDelegate> delegate() const { return delegate_.lock(); }
     bool shouldRenderNode(const MarqenDOMNodePtr &node) const;
 
-    const std::shared_ptr<MarqenPDFPageImageCache> &sharedCache() const { return sharedCache_; }
-    void setSharedCache(std::shared_ptr<MarqenPDFPageImageCache> cache) { sharedCache_ = std::move(cache); }
-
-    // Switches of the interactive views.
-    bool isFullWindow() const { return fullWindow_; }
-    void setFullWindow(bool flag) { fullWindow_ = flag; }
-    bool renderInView() const { return renderInView_; }
-    void setRenderInView(bool flag) { renderInView_ = flag; }
-
     // Target area to document coordinates (the frame centred at the document scale, y reversed),
     // and its inverse.
     CGAffineTransform viewModelTransform() const;
@@ -98,9 +88,6 @@ private:
     std::optional<MarqenRGBAColor> documentBackgroundColor_ = MarqenRGBAColor{1, 1, 1, 1};
     std::optional<MarqenRGBAColor> imageBackgroundColor_;
     std::weak_ptr<MarqenDOMDocumentRendererDelegate> delegate_;
-    std::shared_ptr<MarqenPDFPageImageCache> sharedCache_ = std::make_shared<MarqenPDFPageImageCache>();
-    bool fullWindow_ = false;
-    bool renderInView_ = false;
     NotificationToken frameObservation_;
 };
 

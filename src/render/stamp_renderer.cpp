@@ -2,7 +2,7 @@
 
 #include "dom/stamp.h"
 #include "render/document_renderer.h"
-#include "render/paint_code/stamp_artwork.h"
+#include "render/artwork/stamp_artwork.h"
 
 namespace marqen {
 

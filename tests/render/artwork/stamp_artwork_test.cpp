@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "platform/graphics.h"
-#include "render/paint_code/stamp_artwork.h"
+#include "render/artwork/stamp_artwork.h"
 
 namespace marqen::test {
 namespace {

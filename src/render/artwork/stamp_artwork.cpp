@@ -1,4 +1,4 @@
-#include "render/paint_code/stamp_artwork.h"
+#include "render/artwork/stamp_artwork.h"
 
 #include <cmath>
 #include <functional>
