@@ -4,7 +4,15 @@
 #include <functional>
 #include <map>
 
+#include "render/artwork/artwork_strokes.h"
+
 namespace marqen {
+
+using artwork::circle;
+using artwork::fill;
+using artwork::polyline;
+using artwork::rgb;
+using artwork::stroke;
 
 namespace {
 
@@ -17,8 +25,6 @@ constexpr CGFloat kTailTip = 64;      // the tail's point, from the centre (as t
 constexpr CGFloat kTailHalfAngle = 25 * M_PI / 180;  // where the tail leaves the rim
 // Below this badge size in device pixels the fine details would only blur, so they are left out.
 constexpr CGFloat kDetailMinimumPixels = 40;
-
-constexpr MarqenRGBAColor rgb(int r, int g, int b, CGFloat a = 1) { return {r / 255.0, g / 255.0, b / 255.0, a}; }
 
 const MarqenRGBAColor kWhite = rgb(255, 255, 255);
 const MarqenRGBAColor kFaceYellow = rgb(255, 202, 40);
@@ -37,10 +43,6 @@ CGPoint polar(CGFloat radius, CGFloat angle) {
     return CGPointMake(kCentre.x + radius * std::cos(angle), kCentre.y + radius * std::sin(angle));
 }
 
-MarqenBezierPath circle(CGPoint centre, CGFloat radius) {
-    return MarqenBezierPath::pathWithOvalInRect(CGRectMake(centre.x - radius, centre.y - radius, 2 * radius, 2 * radius));
-}
-
 MarqenBezierPath oval(CGFloat cx, CGFloat cy, CGFloat width, CGFloat height) {
     return MarqenBezierPath::pathWithOvalInRect(CGRectMake(cx - width / 2, cy - height / 2, width, height));
 }
@@ -53,30 +55,6 @@ MarqenBezierPath tailPath(CGFloat radius, CGFloat tip, CGFloat angle) {
     path.addLineToPoint(polar(radius, angle + kTailHalfAngle));
     path.addLineToPoint(kCentre);
     path.closeSubpath();
-    return path;
-}
-
-void fill(MarqenGraphicsContext &context, const MarqenBezierPath &path, const MarqenRGBAColor &color) {
-    context.setFillColor(color);
-    context.fillPath(path);
-}
-
-void stroke(MarqenGraphicsContext &context, const MarqenBezierPath &path, const MarqenRGBAColor &color, CGFloat width) {
-    context.setStrokeColor(color);
-    context.setLineWidth(width);
-    context.setLineCap(MarqenLineCap::Round);
-    context.setLineJoin(MarqenLineJoin::Round);
-    context.strokePath(path);
-}
-
-MarqenBezierPath line(std::initializer_list<CGPoint> points) {
-    MarqenBezierPath path;
-    bool first = true;
-    for (CGPoint p : points) {
-        if (first) path.moveToPoint(p);
-        else path.addLineToPoint(p);
-        first = false;
-    }
     return path;
 }
 
@@ -197,8 +175,8 @@ void MarqenPaintCode::drawRedStamp(MarqenGraphicsContext &context, CGRect rect, 
                                    bool flipShadow) {
     drawSeal(context, rect, tail, flipShadow, {rgb(229, 57, 53), rgb(183, 28, 28)},
              [](MarqenGraphicsContext &c, const MarqenRGBAColor &color) {
-                 stroke(c, line({{36, 36}, {64, 64}}), color, 10);
-                 stroke(c, line({{64, 36}, {36, 64}}), color, 10);
+                 stroke(c, polyline({{36, 36}, {64, 64}}), color, 10);
+                 stroke(c, polyline({{64, 36}, {36, 64}}), color, 10);
              });
 }
 
@@ -206,7 +184,7 @@ void MarqenPaintCode::drawOrangeStamp(MarqenGraphicsContext &context, CGRect rec
                                       bool flipShadow) {
     drawSeal(context, rect, tail, flipShadow, {rgb(251, 140, 0), rgb(214, 96, 0)},
              [](MarqenGraphicsContext &c, const MarqenRGBAColor &color) {
-                 stroke(c, line({{50, 29}, {50, 55}}), color, 11);
+                 stroke(c, polyline({{50, 29}, {50, 55}}), color, 11);
                  fill(c, circle(CGPointMake(50, 70), 6.2), color);
              });
 }
@@ -228,7 +206,7 @@ void MarqenPaintCode::drawGreenStamp(MarqenGraphicsContext &context, CGRect rect
                                      bool flipShadow) {
     drawSeal(context, rect, tail, flipShadow, {rgb(67, 160, 71), rgb(27, 94, 32)},
              [](MarqenGraphicsContext &c, const MarqenRGBAColor &color) {
-                 stroke(c, line({{33, 51}, {45, 63}, {68, 37}}), color, 10);
+                 stroke(c, polyline({{33, 51}, {45, 63}, {68, 37}}), color, 10);
              });
 }
 
@@ -277,12 +255,12 @@ void MarqenPaintCode::drawCoolStamp(MarqenGraphicsContext &context, CGRect rect,
             path.closeSubpath();
             return path;
         };
-        stroke(c, line({{20, 37}, {80, 37}}), glass, 3);
+        stroke(c, polyline({{20, 37}, {80, 37}}), glass, 3);
         fill(c, lens(26, 47), glass);
         fill(c, lens(53, 74), glass);
         if (detailed) {
-            stroke(c, line({{31, 38}, {36, 44}}), rgb(255, 255, 255, 0.55), 2);
-            stroke(c, line({{58, 38}, {63, 44}}), rgb(255, 255, 255, 0.55), 2);
+            stroke(c, polyline({{31, 38}, {36, 44}}), rgb(255, 255, 255, 0.55), 2);
+            stroke(c, polyline({{58, 38}, {63, 44}}), rgb(255, 255, 255, 0.55), 2);
         }
         stroke(c, curve({38, 65}, {46, 71}, {57, 70}, {65, 61}), kFeature, 4.2);
     });
@@ -301,7 +279,7 @@ void MarqenPaintCode::drawSillyStamp(MarqenGraphicsContext &context, CGRect rect
         tongue.addCurveToPoint(CGPointMake(41, 78), CGPointMake(59, 78), CGPointMake(58, 59));
         tongue.closeSubpath();
         fill(c, tongue, kTonguePink);
-        if (detailed) stroke(c, line({{50, 63}, {50, 70}}), rgb(200, 70, 100), 1.6);
+        if (detailed) stroke(c, polyline({{50, 63}, {50, 70}}), rgb(200, 70, 100), 1.6);
         stroke(c, curve({31, 55}, {40, 64}, {60, 64}, {69, 55}), kFeature, 4);
     });
 }
@@ -323,8 +301,8 @@ void MarqenPaintCode::drawAngryStamp(MarqenGraphicsContext &context, CGRect rect
     drawFace(
         context, rect, tail, flipShadow,
         [](MarqenGraphicsContext &c, bool detailed) {
-            stroke(c, line({{29, 32}, {45, 40}}), kFeature, 5);
-            stroke(c, line({{71, 32}, {55, 40}}), kFeature, 5);
+            stroke(c, polyline({{29, 32}, {45, 40}}), kFeature, 5);
+            stroke(c, polyline({{71, 32}, {55, 40}}), kFeature, 5);
             eyes(c, 47, 8, 9);
             eyeGlints(c, 47, detailed);
             stroke(c, curve({36, 69}, {43, 60}, {57, 60}, {64, 69}), kFeature, 4.5);
