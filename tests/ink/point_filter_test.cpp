@@ -88,11 +88,16 @@ TEST(MarqenRitePointFilter, SlowDragKeepsPointsAtLeastTwoApart) {
 }
 
 TEST(MarqenRitePointFilter, HostileCoordinatesStayDefined) {
+    // Worked through by hand: a NaN truncates to 0, infinities and values beyond 32 bits saturate, and
+    // the fixed-point sums wrap as 32-bit integers. For example the third input's x samples all saturate
+    // to 2147483647, which plus 4 wraps to -2147483645 and divides by 9 to -238609293.
     MarqenRitePointFilter filter;
-    filter.filterPoint({NAN, INFINITY});
-    filter.filterPoint({1e300, -1e300});
-    filter.filterPoint({-INFINITY, NAN});
-    filter.filterPoint({3e9, -3e9});
+    EXPECT_EQ(filter.filterPoint({NAN, INFINITY}), (Points{{0, 2147483647}}));
+    EXPECT_EQ(filter.filterPoint({1e300, -1e300}), (Points{{0, 0}}));
+    EXPECT_EQ(filter.filterPoint({-INFINITY, NAN}),
+              (Points{{-238609293, -238609293}, {-238609293, 159072863}, {-238609293, 106048575}}));
+    EXPECT_EQ(filter.filterPoint({3e9, -3e9}), (Points{{-238609293, 0}, {159072863, 0}, {106048575, 0}}));
+    EXPECT_EQ(filter.filteredPoints().size(), 8u);
     for (const CGPoint &p : filter.filteredPoints()) {
         EXPECT_TRUE(std::isfinite(p.x));
         EXPECT_TRUE(std::isfinite(p.y));

@@ -1,5 +1,6 @@
 // Pins the filter output and the fitted curves of strokes recorded by scripts/make_ink_strokes.py.
-// Set MARQEN_UPDATE_INK_FIXTURES=1 to rewrite the .expected files after a deliberate change.
+// Set MARQEN_UPDATE_INK_FIXTURES=1 to rewrite the .expected files after a deliberate change; a run
+// that rewrites a file fails, so that the new file is checked by a run without the switch.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -73,7 +74,12 @@ TEST(RecordedStrokes, FilterAndFitterOutputArePinned) {
         SCOPED_TRACE(fixture.name);
         std::filesystem::path expectedPath = sourceDir() / "tests/data/ink" / (std::string(fixture.name) + ".expected");
         std::string actual = describe(fixture);
-        if (update) writeFile(expectedPath, actual);
+        if (update && readFile(expectedPath) != actual) {
+            // A rewrite never passes: the new file is compared on the next run, after its diff is read.
+            writeFile(expectedPath, actual);
+            ADD_FAILURE() << "rewrote " << expectedPath << "; review the change and run again without the switch";
+            continue;
+        }
         std::vector<std::string> expectedLines = lines(readFile(expectedPath)), actualLines = lines(actual);
         ASSERT_EQ(actualLines.size(), expectedLines.size());
         for (size_t i = 0; i < actualLines.size(); ++i) ASSERT_EQ(actualLines[i], expectedLines[i]) << "line " << i + 1;

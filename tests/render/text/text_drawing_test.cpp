@@ -147,5 +147,48 @@ TEST(TextDrawing, RightToLeftTextDraws) {
     EXPECT_TRUE(CGRectContainsRect(CGRectInset(textOf(*document)->contentBounds(), -1, -1), ink.bounds));
 }
 
+// The widest run of empty columns inside the ink's horizontal extent, as its centre x; -1 when none.
+double widestGapCentre(const MarqenImage &image, const CGRect &bounds) {
+    int bestStart = -1, bestLength = 0, start = -1;
+    for (int x = static_cast<int>(bounds.origin.x); x <= static_cast<int>(CGRectGetMaxX(bounds)); ++x) {
+        bool empty = true;
+        for (int y = 0; y < image.height() && empty; ++y) empty = (image.pixelAt(x, y) >> 24) == 0;
+        if (empty && start < 0) start = x;
+        if (!empty && start >= 0) {
+            if (x - start > bestLength) bestStart = start, bestLength = x - start;
+            start = -1;
+        }
+    }
+    return bestStart < 0 ? -1 : bestStart + bestLength / 2.0;
+}
+
+TEST(TextDrawing, RightToLeftWordsRunFromTheRight) {
+    // A one-letter word, then a long word: read from the right, the gap between them lies near the
+    // right end of the line; drawn left to right it would lie near the left end.
+    struct Line {
+        const char *words;
+        bool shortWordFirst;
+    };
+    for (const Line &line : {Line{"ש שלוםשלוםשלום", true}, Line{"שלוםשלוםשלום ש", false}}) {
+        SCOPED_TRACE(line.words);
+        Json text = {{"type", "Text"},
+                     {"text", line.words},
+                     {"origin", {{"x", 10}, {"y", 10}}},
+                     {"font", {{"name", "Helvetica"}, {"size", 30}}},
+                     {"fillColor", color(0, 0, 0)},
+                     {"textStyle", "paragraphText"}};
+        auto image = renderText(documentWithText(text, 600, 100));
+        Ink ink = inkOf(*image);
+        ASSERT_GT(ink.pixels, 100);
+        double gap = widestGapCentre(*image, ink.bounds);
+        ASSERT_GE(gap, 0);
+        double fraction = (gap - ink.bounds.origin.x) / ink.bounds.size.width;
+        if (line.shortWordFirst)  // it stands at the right
+            EXPECT_GT(fraction, 0.75);
+        else
+            EXPECT_LT(fraction, 0.25);
+    }
+}
+
 }  // namespace
 }  // namespace marqen::test
