@@ -1,10 +1,11 @@
 // Building an arrow's outline, against appending the same nine path elements with fixed points
-// (what any path costs to build), measured in the same run. Reported: "ratio" = outline / fixed path.
+// (what any path costs to build), measured in the same run. Prints "ratio: arrow outline / fixed
+// nine-element path" (goal: at most 4; processor time).
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cmath>
 
+#include "bench_ratio_reporter.h"
 #include "dom/arrow.h"
 
 namespace {
@@ -52,28 +53,17 @@ void BM_ArrowDragRebuild(benchmark::State &state) {
     for (auto _ : state) arrow->setEndPoint(endPointFor(i++ % 1000 + 1000));
 }
 
-void BM_RatioOutlineToFixedPath(benchmark::State &state) {
-    using clock = std::chrono::steady_clock;
-    constexpr int kRounds = 2000;
-    double fixed = 0, outline = 0;
-    for (auto _ : state) {
-        auto t0 = clock::now();
-        for (int i = 0; i < kRounds; ++i) benchmark::DoNotOptimize(fixedPath(endPointFor(i)));
-        auto t1 = clock::now();
-        for (int i = 0; i < kRounds; ++i)
-            benchmark::DoNotOptimize(MarqenDOMArrow::makeArrowPath({100, 100}, endPointFor(i), 10));
-        auto t2 = clock::now();
-        fixed += std::chrono::duration<double>(t1 - t0).count();
-        outline += std::chrono::duration<double>(t2 - t1).count();
-    }
-    state.counters["ratio"] = outline / fixed;
-    state.counters["outline_us"] = 1e6 * outline / (static_cast<double>(state.iterations()) * kRounds);
-}
-
 }  // namespace
 
-BENCHMARK(BM_FixedNineElementPath);
-BENCHMARK(BM_ArrowOutline);
-BENCHMARK(BM_ArrowDragRebuild);
-BENCHMARK(BM_RatioOutlineToFixedPath)->Iterations(20);
-BENCHMARK_MAIN();
+BENCHMARK(BM_FixedNineElementPath)->UseRealTime()->MinTime(0.5);
+BENCHMARK(BM_ArrowOutline)->UseRealTime()->MinTime(0.5);
+BENCHMARK(BM_ArrowDragRebuild)->UseRealTime()->MinTime(0.5);
+
+int main(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    marqen::bench::RatioReporter reporter(marqen::bench::Clock::Processor);
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.printRatio("arrow outline / fixed nine-element path", "BM_ArrowOutline", "BM_FixedNineElementPath", 4.0);
+    benchmark::Shutdown();
+    return marqen::bench::exitStatus();
+}

@@ -1,6 +1,8 @@
-// Fits a recorded handwriting stroke (tests/data/ink/writing_10000.stroke through the ink filter) of
-// 1,000, 10,000 and 100,000 points and reports how the time grows per 10 times more points
-// (goal: linear, at most 12 times). Longer strokes continue the recording in further rows of writing.
+// Fits two kinds of stroke of 1,000, 10,000 and 100,000 points and reports how the time grows per 10
+// times more points (goal: linear, at most 12 times per step): recorded handwriting
+// (tests/data/ink/writing_10000.stroke through the ink filter; longer strokes continue the recording in
+// further rows of writing), which has many corners, and a long smooth spiral, which has none and so
+// gives the fitter its longest runs between corners.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -11,6 +13,7 @@
 #include <sstream>
 #include <string>
 
+#include "bench_ratio_reporter.h"
 #include "ink/path_fitter.h"
 #include "ink/rite_point_filter.h"
 
@@ -63,15 +66,32 @@ std::vector<float> filteredStroke(size_t count) {
     return pts;
 }
 
-void BM_FitRecordedStroke(benchmark::State &state) {
-    std::vector<float> pts = filteredStroke(static_cast<size_t>(state.range(0)));
-    if (pts.empty()) {
-        state.SkipWithError("recorded stroke missing");
+// An Archimedean spiral sampled every 2 units of arc length, through the ink filter: smooth throughout.
+std::vector<float> spiralStroke(size_t count) {
+    marqen::MarqenRitePointFilter filter;
+    double angle = 0;
+    const double spacing = 2, growth = 6 / (2 * M_PI);  // the turns lie 6 units apart
+    for (size_t i = 0; filter.filteredPoints().size() < count && i < 20 * count; ++i) {
+        double radius = 40 + growth * angle;
+        filter.filterPoint({1000 + radius * std::cos(angle), 1000 + radius * std::sin(angle)});
+        angle += spacing / radius;
+    }
+    std::vector<float> pts;
+    for (size_t i = 0; i < count && i < filter.filteredPoints().size(); ++i) {
+        pts.push_back(static_cast<float>(filter.filteredPoints()[i].x));
+        pts.push_back(static_cast<float>(filter.filteredPoints()[i].y));
+    }
+    return pts;
+}
+
+void fitStroke(benchmark::State &state, const std::vector<float> &pts, float width) {
+    if (pts.size() / 2 < static_cast<size_t>(state.range(0))) {
+        state.SkipWithError("stroke shorter than asked");
         return;
     }
     size_t curves = 0;
     for (auto _ : state) {
-        marqen::MarqenPathFitter fitter(pts.data(), static_cast<int32_t>(pts.size() / 2), recording().width);
+        marqen::MarqenPathFitter fitter(pts.data(), static_cast<int32_t>(pts.size() / 2), width);
         marqen::MarqenBezierPath path = fitter.path();
         curves = path.elementCount() - 1;
         benchmark::DoNotOptimize(path);
@@ -80,19 +100,30 @@ void BM_FitRecordedStroke(benchmark::State &state) {
     state.counters["curves"] = static_cast<double>(curves);
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(pts.size() / 2));
 }
+
+void BM_FitRecordedStroke(benchmark::State &state) {
+    fitStroke(state, filteredStroke(static_cast<size_t>(state.range(0))), recording().width);
+}
 BENCHMARK(BM_FitRecordedStroke)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
-// Keeps the processor time per iteration of each stroke length for the growth report (steadier than
-// wall time on a shared machine).
+void BM_FitSmoothSpiral(benchmark::State &state) {
+    fitStroke(state, spiralStroke(static_cast<size_t>(state.range(0))), 5);
+}
+BENCHMARK(BM_FitSmoothSpiral)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// Keeps the fastest processor time per iteration of each case for the growth report (processor time is
+// steadier than wall time on a shared machine).
 class GrowthReporter : public benchmark::ConsoleReporter {
 public:
-    GrowthReporter()
-        : ConsoleReporter(::isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
+    GrowthReporter() : ConsoleReporter(::isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
 
     void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs)
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred && run.iterations > 0)
-                seconds[run.run_name.args] = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+        for (const Run &run : runs) {
+            if (run.run_type != Run::RT_Iteration || run.error_occurred || run.iterations <= 0) continue;
+            double time = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+            auto [it, inserted] = seconds.emplace(run.run_name.function_name + "/" + run.run_name.args, time);
+            if (!inserted && time < it->second) it->second = time;
+        }
         ConsoleReporter::ReportRuns(runs);
     }
     std::map<std::string, double> seconds;
@@ -104,15 +135,19 @@ int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
     GrowthReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    auto at = [&](const char *points) {
-        auto found = reporter.seconds.find(points);
+    auto at = [&](const std::string &name) {
+        auto found = reporter.seconds.find(name);
         return found == reporter.seconds.end() ? NAN : found->second;
     };
-    double t1k = at("1000"), t10k = at("10000"), t100k = at("100000");
-    if (std::isnan(t1k) || std::isnan(t100k)) return 0;  // a filter left out a length
-    double perTenfold = std::sqrt(t100k / t1k);
-    std::printf("ratio: %.2fx per 10x more points (1,000 -> 10,000: %.2fx, 10,000 -> 100,000: %.2fx; goal <= 12x)\n",
-                perTenfold, t10k / t1k, t100k / t10k);
+    for (const char *kind : {"BM_FitRecordedStroke", "BM_FitSmoothSpiral"}) {
+        std::string name = kind, label = name == "BM_FitSmoothSpiral" ? "smooth spiral" : "recorded handwriting";
+        double t1k = at(name + "/1000"), t10k = at(name + "/10000"), t100k = at(name + "/100000");
+        if (!std::isnan(t1k) && !std::isnan(t10k))
+            marqen::bench::reportRatio("fitter growth, " + label + ", 1,000 -> 10,000 points", t10k / t1k, 12, 0.15);
+        if (!std::isnan(t10k) && !std::isnan(t100k))
+            marqen::bench::reportRatio("fitter growth, " + label + ", 10,000 -> 100,000 points", t100k / t10k, 12,
+                                       0.15);
+    }
     benchmark::Shutdown();
-    return 0;
+    return marqen::bench::exitStatus();
 }

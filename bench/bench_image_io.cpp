@@ -92,10 +92,10 @@ int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
     marqen::bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printRatio("PNG adapter/vips", "BM_AdapterPNG", "BM_VipsToolPNG", 1.1);
-    reporter.printRatio("JPEG adapter/vips", "BM_AdapterJPEG", "BM_VipsToolJPEG", 1.1);
+    reporter.printRatio("4000x3000 PNG: adapter / vips copy", "BM_AdapterPNG", "BM_VipsToolPNG", 1.1);
+    reporter.printRatio("4000x3000 JPEG: adapter / vips copy", "BM_AdapterJPEG", "BM_VipsToolJPEG", 1.1);
     std::error_code ignored;
     std::filesystem::remove_all(workDir(), ignored);
     benchmark::Shutdown();
-    return 0;
+    return marqen::bench::exitStatus();
 }
