@@ -10,6 +10,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-urw-base35 fonts-dejavu-core
   qpdf ghostscript mupdf-tools poppler-utils ccache
+  pngcheck libheif-examples libimage-exiftool-perl
 )
 
 missing=()

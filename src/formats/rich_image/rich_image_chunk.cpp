@@ -1,0 +1,134 @@
+// The chunk record shared by the three rich-image containers: constants, byte helpers, copies and the
+// single-chunk reader.
+#include "formats/rich_image/rich_image_chunk.h"
+
+#include <cstring>
+
+#include "formats/rich_image/rich_image_stream.h"
+
+namespace marqen {
+
+const uint8_t MarqenPNGImageMetadataChunkType[4] = {0x6D, 0x71, 0x4D, 0x66};
+const uint8_t MarqenPNGImageResourceChunkType[4] = {0x6D, 0x71, 0x52, 0x66};
+const uint8_t MarqenPNGImageEndChunkType[4] = {0x49, 0x45, 0x4E, 0x44};
+const uint8_t MarqenPNGImageSignature[8] = {0x89, 0x50, 0x4E, 0x47, 0x0D, 0x0A, 0x1A, 0x0A};
+const uint8_t MarqenPNGImageEndChunk[12] = {0x00, 0x00, 0x00, 0x00, 0x49, 0x45, 0x4E, 0x44, 0xAE, 0x42, 0x60, 0x82};
+const uint8_t MarqenHEICImageFileBox[24] = {0x00, 0x00, 0x00, 0x00, 0x75, 0x75, 0x69, 0x64,
+                                            0x5B, 0xB2, 0x43, 0x93, 0x89, 0x69, 0x4D, 0x17,
+                                            0xA7, 0x8C, 0x5C, 0x95, 0xB2, 0x5B, 0x48, 0x2E};
+const uint8_t MarqenJPGImageTrailerMarker[6] = {0x6D, 0x61, 0x72, 0x71, 0x65, 0x6E};
+
+namespace {
+constexpr size_t kCopyBlockSize = 1024;
+// Big stdio buffers keep the block-by-block copies of multi-megabyte previews cheap.
+constexpr size_t kStreamBufferSize = 256 * 1024;
+}  // namespace
+
+uint32_t MarqenRichImageUint32FromUint8Array(const uint8_t bytes[4]) {
+    return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 | uint32_t(bytes[3]);
+}
+
+uint64_t MarqenRichImageUint64FromUint8Array(const uint8_t bytes[8]) {
+    return uint64_t(MarqenRichImageUint32FromUint8Array(bytes)) << 32 | MarqenRichImageUint32FromUint8Array(bytes + 4);
+}
+
+void MarqenRichImageUint8ArrayFromUint32(uint32_t value, uint8_t bytes[4]) {
+    bytes[0] = uint8_t(value >> 24);
+    bytes[1] = uint8_t(value >> 16);
+    bytes[2] = uint8_t(value >> 8);
+    bytes[3] = uint8_t(value);
+}
+
+int MarqenRichImageChunkTypeEquals(const uint8_t a[4], const uint8_t b[4]) { return std::memcmp(a, b, 4) == 0 ? 1 : 0; }
+
+void MarqenRichImageChunkTypeCopy(uint8_t destination[4], const uint8_t source[4]) { std::memcpy(destination, source, 4); }
+
+void ConvertCFUUIDBytesToMarqenRichImageUUIDBytes(const uint8_t uuidRecord[16], uint8_t bytes[16]) {
+    std::memcpy(bytes, uuidRecord, 16);
+}
+
+FILE *MarqenRichImageOpen(const char *path, const char *mode) {
+    FILE *file = std::fopen(path, mode);
+    if (file) std::setvbuf(file, nullptr, _IOFBF, kStreamBufferSize);
+    return file;
+}
+
+long MarqenRichImageStreamSize(FILE *stream) {
+    long position = std::ftell(stream);
+    if (position < 0 || std::fseek(stream, 0, SEEK_END) != 0) return -1;
+    long size = std::ftell(stream);
+    std::fseek(stream, position, SEEK_SET);
+    return size;
+}
+
+bool MarqenRichImageReadExactly(FILE *input, void *bytes, size_t count) {
+    return std::fread(bytes, 1, count, input) == count;
+}
+
+int MarqenRichImageCopyFile(const char *sourcePath, const char *destinationPath) {
+    FILE *source = MarqenRichImageOpen(sourcePath, "rb");
+    if (!source) return 1;
+    FILE *destination = MarqenRichImageOpen(destinationPath, "wb");
+    if (!destination) {
+        std::fclose(source);
+        return 2;
+    }
+    uint8_t block[kCopyBlockSize];
+    bool failed = false;
+    for (size_t count; (count = std::fread(block, 1, sizeof block, source)) > 0;)
+        if (std::fwrite(block, 1, count, destination) != count) {
+            failed = true;
+            break;
+        }
+    failed = failed || std::ferror(source);
+    std::fclose(source);
+    // A destination that could not be written completely counts as one that could not be opened.
+    if (std::fclose(destination) != 0 || failed) return 2;
+    return 0;
+}
+
+int MarqenRichImageCopyContentsOfRangeToFile(FILE *input, uint32_t offset, uint32_t length, FILE *output) {
+    long saved = std::ftell(input);
+    std::fseek(input, long(offset), SEEK_SET);
+    uint8_t block[kCopyBlockSize];
+    for (uint32_t left = length; left > 0;) {
+        size_t want = left < sizeof block ? left : sizeof block;
+        size_t got = std::fread(block, 1, want, input);
+        if (got == 0) break;
+        std::fwrite(block, 1, got, output);
+        left -= uint32_t(got);
+    }
+    std::fseek(input, saved, SEEK_SET);
+    return 0;
+}
+
+int MarqenPNGImageReadSingleChunkToken(FILE *input, long end, MarqenRichImageChunkToken *token) {
+    const long position = std::ftell(input);
+    if (position == end) return kMarqenRichImageAtEnd;
+    if (int64_t(end) - int64_t(position) < 12) return kMarqenRichImageShortTail;
+    uint8_t header[8];
+    if (!MarqenRichImageReadExactly(input, header, sizeof header)) return kMarqenRichImageShortTail;
+    const uint32_t length = MarqenRichImageUint32FromUint8Array(header);
+    if (int64_t(end) - int64_t(std::ftell(input)) < int64_t(length) + 4) return kMarqenRichImageChunkPastEnd;
+    uint8_t crc[4];
+    if (std::fseek(input, long(length), SEEK_CUR) != 0 || !MarqenRichImageReadExactly(input, crc, sizeof crc))
+        return kMarqenRichImageChunkPastEnd;
+    token->chunkOffset = uint32_t(position);
+    token->chunkSize = length + 12;
+    MarqenRichImageChunkTypeCopy(token->type, header + 4);
+    token->dataOffset = uint32_t(position) + 8;
+    token->dataLength = length;
+    token->crc = MarqenRichImageUint32FromUint8Array(crc);
+    return kMarqenRichImageSuccess;
+}
+
+int MarqenRichImageWalkChunkTokens(void *context, FILE *input, long end, MarqenRichImageChunkTokenCallback callback) {
+    for (;;) {
+        MarqenRichImageChunkToken token;
+        int result = MarqenPNGImageReadSingleChunkToken(input, end, &token);
+        if (result != kMarqenRichImageSuccess) return result;
+        if (callback) callback(context, input, token);
+    }
+}
+
+}  // namespace marqen
