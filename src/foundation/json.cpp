@@ -50,31 +50,4 @@ std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, const std::s
     return std::nullopt;
 }
 
-std::optional<MarqenJSON> marqen_parseJSON(const std::string &text, std::string *message) {
-    try {
-        // Deep nesting is refused by a depth check in the callback so hostile input cannot exhaust the stack.
-        constexpr int kMaximumDepth = 512;
-        int depth = 0;
-        bool tooDeep = false;
-        auto guard = [&](int, MarqenJSON::parse_event_t event, MarqenJSON &) {
-            if (event == MarqenJSON::parse_event_t::object_start || event == MarqenJSON::parse_event_t::array_start) {
-                if (++depth > kMaximumDepth) tooDeep = true;
-            } else if (event == MarqenJSON::parse_event_t::object_end ||
-                       event == MarqenJSON::parse_event_t::array_end) {
-                --depth;
-            }
-            return !tooDeep;
-        };
-        MarqenJSON value = MarqenJSON::parse(text, guard, true, false);
-        if (tooDeep) {
-            if (message) *message = "JSON nested more than 512 levels deep";
-            return std::nullopt;
-        }
-        return value;
-    } catch (const MarqenJSON::exception &error) {
-        if (message) *message = error.what();
-        return std::nullopt;
-    }
-}
-
 }  // namespace marqen

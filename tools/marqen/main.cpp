@@ -7,6 +7,7 @@
 
 #include "command.h"
 #include "foundation/log.h"
+#include "foundation/resource_budget.h"
 
 namespace {
 
@@ -31,6 +32,8 @@ int main(int argc, char **argv) {
     using namespace marqen::cli;
     StderrLog log;
     marqen::CoreMarqenLog::sharedCoreMarqenLog().setDelegate(&log);
+    // Files named on a command line may come from anyone: every operation works within a budget.
+    marqen::marqen_setResourceBudget(marqen::MarqenResourceBudget::commandLineDefaults());
     std::vector<std::string> args(argv + 1, argv + argc);
     int status = kExitSuccess;
     try {

@@ -1,6 +1,7 @@
 #pragma once
 // The JSON value type used everywhere (keys keep the order in which they were written),
 // and the lookups through which every reader treats a JSON null as an absent value.
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -25,7 +26,18 @@ MARQEN_EXPORT std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary
 MARQEN_EXPORT bool marqen_isNumber(const MarqenJSON &value);
 MARQEN_EXPORT double marqen_doubleValue(const MarqenJSON &value);  // numbers as doubles, everything else 0
 
-// Parses text; on failure returns nullopt and fills *message with the parser's reason.
+// What one parse may build. The parse takes time linear in the text and refuses nesting deeper than
+// maximumDepth (so that hostile input cannot exhaust a stack further on) and more than maximumValues
+// values (0: no limit) before it has built them.
+struct MARQEN_EXPORT MarqenJSONParseLimits {
+    size_t maximumDepth = 512;
+    uint64_t maximumValues = 0;
+};
+
+// Parses text; on failure returns nullopt and fills *message with the parser's reason. Without limits,
+// the default depth and the JSON values budget in force (foundation/resource_budget.h) apply.
 MARQEN_EXPORT std::optional<MarqenJSON> marqen_parseJSON(const std::string &text, std::string *message = nullptr);
+MARQEN_EXPORT std::optional<MarqenJSON> marqen_parseJSON(const std::string &text, const MarqenJSONParseLimits &limits,
+                                                        std::string *message = nullptr);
 
 }  // namespace marqen

@@ -1,0 +1,30 @@
+#include "foundation/resource_budget.h"
+
+namespace marqen {
+
+namespace {
+MarqenResourceBudget &currentBudget() {
+    static MarqenResourceBudget budget;
+    return budget;
+}
+}  // namespace
+
+MarqenResourceBudget MarqenResourceBudget::commandLineDefaults() {
+    MarqenResourceBudget budget;
+    budget.jsonValuesPerFile = 3'000'000;
+    budget.pathPointsPerElement = 2'000'000;
+    budget.pathPointsPerDocument = 8'000'000;
+    budget.textClustersPerText = 200'000;
+    budget.codepointsPerCluster = 32;
+    return budget;
+}
+
+const MarqenResourceBudget &marqen_resourceBudget() { return currentBudget(); }
+
+void marqen_setResourceBudget(const MarqenResourceBudget &budget) { currentBudget() = budget; }
+
+std::string marqen_budgetExceededText(const std::string &what, const std::string &budgetName, uint64_t limit) {
+    return what + " exceeds the " + budgetName + " budget (" + std::to_string(limit) + ")";
+}
+
+}  // namespace marqen

@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "foundation/json.h"
+#include "foundation/resource_budget.h"
+
+using namespace marqen;
+
+namespace {
+std::string arrayOfObjects(size_t count) {
+    std::string text = "[";
+    for (size_t i = 0; i < count; ++i) text += (i ? ",{\"x\":" : "{\"x\":") + std::to_string(i) + "}";
+    return text + "]";
+}
+}  // namespace
+
+TEST(JSONParse, BuildsTheSameValueAsTheLibraryParser) {
+    const std::string text =
+        R"({"b":[1,-2,3.5,true,false,null,"s\u00e9"],"a":{"nested":{"deeper":[[],{}]}},"big":18446744073709551615})";
+    std::string message;
+    auto parsed = marqen_parseJSON(text, &message);
+    ASSERT_TRUE(parsed) << message;
+    EXPECT_EQ(*parsed, MarqenJSON::parse(text));
+    EXPECT_EQ(parsed->begin().key(), "b");  // members keep the order they were written in
+    EXPECT_TRUE((*parsed)["big"].is_number_unsigned());
+    EXPECT_TRUE((*parsed)["b"][1].is_number_integer());
+}
+
+TEST(JSONParse, ARepeatedKeyKeepsItsFirstPlaceAndTheLastValue) {
+    std::string small = R"({"a":1,"b":2,"a":3})";
+    EXPECT_EQ(marqen_parseJSON(small)->dump(), R"({"a":3,"b":2})");
+    // Past the size at which keys are indexed, the same holds.
+    std::string large = "{";
+    for (int i = 0; i < 40; ++i) large += "\"k" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+    large += R"("k3":"again","k39":"last"})";
+    auto parsed = marqen_parseJSON(large);
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(parsed->size(), 40u);
+    EXPECT_EQ((*parsed)["k3"], "again");
+    EXPECT_EQ(std::next(parsed->begin(), 3).key(), "k3");
+    EXPECT_EQ((*parsed)["k39"], "last");
+}
+
+TEST(JSONParse, RefusesMalformedTextDeepNestingAndValuesBeyondTheBudget) {
+    std::string message;
+    EXPECT_FALSE(marqen_parseJSON("{\"a\":1} trailing", &message));
+    EXPECT_NE(message.find("parse error"), std::string::npos) << message;
+    EXPECT_FALSE(marqen_parseJSON("[1e999]", &message));
+
+    EXPECT_TRUE(marqen_parseJSON(std::string(512, '[') + std::string(512, ']')));
+    EXPECT_FALSE(marqen_parseJSON(std::string(513, '[') + std::string(513, ']'), &message));
+    EXPECT_EQ(message, "JSON nested more than 512 levels deep");
+
+    MarqenJSONParseLimits limits;
+    limits.maximumValues = 7;  // the array, three objects and their three numbers
+    EXPECT_TRUE(marqen_parseJSON(arrayOfObjects(3), limits));
+    limits.maximumValues = 6;
+    EXPECT_FALSE(marqen_parseJSON(arrayOfObjects(3), limits, &message));
+    EXPECT_EQ(message, "the JSON file's value count exceeds the JSON values per file budget (6)");
+}
+
+TEST(JSONParse, TheBudgetInForceAppliesWhenNoLimitsAreGiven) {
+    const MarqenResourceBudget saved = marqen_resourceBudget();
+    MarqenResourceBudget budget;
+    budget.jsonValuesPerFile = 4;
+    marqen_setResourceBudget(budget);
+    std::string message;
+    EXPECT_TRUE(marqen_parseJSON("[1,2,3]"));
+    EXPECT_FALSE(marqen_parseJSON("[1,2,3,4]", &message));
+    marqen_setResourceBudget(saved);
+    EXPECT_EQ(message, "the JSON file's value count exceeds the JSON values per file budget (4)");
+}
+
+TEST(JSONParse, TimeIsLinearInTheObjectsOfOneArrayAndTheMembersOfOneObject) {
+    std::string objects = arrayOfObjects(400'000);
+    std::string members = "{";
+    for (int i = 0; i < 200'000; ++i) members += (i ? ",\"" : "\"") + std::to_string(i) + "\":0";
+    members += "}";
+    const auto start = std::chrono::steady_clock::now();
+    auto parsedObjects = marqen_parseJSON(objects);
+    auto parsedMembers = marqen_parseJSON(members);
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    ASSERT_TRUE(parsedObjects && parsedMembers);
+    EXPECT_EQ(parsedObjects->size(), 400'000u);
+    EXPECT_EQ((*parsedObjects)[399'999]["x"], 399'999);
+    EXPECT_EQ(parsedMembers->size(), 200'000u);
+    EXPECT_EQ((*parsedMembers)["199999"], 0);
+    EXPECT_LT(seconds, 8.0);  // a quadratic parse takes minutes here
+}

@@ -1,0 +1,51 @@
+#include "hostile/cli_run.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+
+#include "support/test_support.h"
+
+namespace marqen::test {
+
+MeasuredRun runMeasured(const std::vector<std::string> &arguments, int killAfterSeconds) {
+    TempDir dir;
+    const std::string outPath = (dir / "out").string(), errPath = (dir / "err").string();
+    std::vector<std::string> argv{MARQEN_CLI};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    std::vector<char *> pointers;
+    for (auto &argument : argv) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+
+    const auto start = std::chrono::steady_clock::now();
+    pid_t child = ::fork();
+    if (child == 0) {
+        int in = ::open("/dev/null", O_RDONLY);
+        int out = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        ::dup2(in, 0);
+        ::dup2(out, 1);
+        ::dup2(err, 2);
+        ::alarm(static_cast<unsigned>(killAfterSeconds));  // SIGALRM survives exec and ends a hang
+        ::execv(pointers[0], pointers.data());
+        ::_exit(127);
+    }
+    MeasuredRun run;
+    int status = 0;
+    struct rusage usage {};
+    if (child > 0 && ::wait4(child, &status, 0, &usage) == child) {
+        if (WIFEXITED(status)) run.exitStatus = WEXITSTATUS(status);
+        if (WIFSIGNALED(status)) run.signal = WTERMSIG(status);
+        run.maximumResidentKB = usage.ru_maxrss;
+    }
+    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    run.out = readFile(outPath);
+    run.err = readFile(errPath);
+    return run;
+}
+
+}  // namespace marqen::test
