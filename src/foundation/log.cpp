@@ -24,6 +24,30 @@ void CoreMarqenLog::logMessage(const std::string &message) {
     if (delegate_) delegate_->marqenLog(*this, message);
 }
 
+void CoreMarqenLog::logRepeatableMessage(const std::string &kind, const std::string &message) {
+    std::lock_guard lock(mutex_);
+    // Few kinds exist, so a scan is cheap; a flood of one kind finds it at once.
+    for (auto &[seenKind, count] : repeatedKinds_) {
+        if (seenKind == kind) {
+            ++count;
+            return;
+        }
+    }
+    repeatedKinds_.emplace_back(kind, 0);
+    if (delegate_) delegate_->marqenLog(*this, message);
+}
+
+void CoreMarqenLog::flushRepeatedMessages() {
+    std::lock_guard lock(mutex_);
+    for (const auto &[kind, count] : repeatedKinds_)
+        if (count > 0 && delegate_) delegate_->marqenLog(*this, kind + " (" + std::to_string(count) + " more times)");
+    repeatedKinds_.clear();
+}
+
+void marqenLogRepeatable(const std::string &kind, const std::string &message) {
+    CoreMarqenLog::sharedCoreMarqenLog().logRepeatableMessage(kind, message);
+}
+
 void marqenLog(const std::string &message) { CoreMarqenLog::sharedCoreMarqenLog().logMessage(message); }
 
 }  // namespace marqen

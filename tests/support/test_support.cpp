@@ -12,8 +12,15 @@
 
 namespace marqen::test {
 
-LogCapture::LogCapture() { CoreMarqenLog::sharedCoreMarqenLog().setDelegate(this); }
-LogCapture::~LogCapture() { CoreMarqenLog::sharedCoreMarqenLog().setDelegate(nullptr); }
+// Repeated-line counts start afresh with each capture, so that one test's lines never hide another's.
+LogCapture::LogCapture() {
+    CoreMarqenLog::sharedCoreMarqenLog().flushRepeatedMessages();
+    CoreMarqenLog::sharedCoreMarqenLog().setDelegate(this);
+}
+LogCapture::~LogCapture() {
+    CoreMarqenLog::sharedCoreMarqenLog().flushRepeatedMessages();
+    CoreMarqenLog::sharedCoreMarqenLog().setDelegate(nullptr);
+}
 
 void LogCapture::marqenLog(CoreMarqenLog &, const std::string &message) {
     std::lock_guard lock(mutex_);

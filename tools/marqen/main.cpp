@@ -61,6 +61,7 @@ int main(int argc, char **argv) {
         std::cerr << "marqen: " << error.what() << '\n';
         status = kExitFailure;
     }
+    marqen::CoreMarqenLog::sharedCoreMarqenLog().flushRepeatedMessages();
     marqen::CoreMarqenLog::sharedCoreMarqenLog().setDelegate(nullptr);
     return status;
 }

@@ -2,7 +2,10 @@
 // The process-wide log through which the library reports non-fatal problems to its host.
 #include <memory>
 #include <mutex>
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "../export.h"
 
@@ -27,13 +30,24 @@ public:
     // Hands the line to the delegate; without a delegate nothing happens.
     void logMessage(const std::string &message);
 
+    // For problems hostile input can repeat millions of times. The first line of a kind goes to the
+    // delegate at once; later lines of that kind are only counted until flushRepeatedMessages(), which
+    // hands over one line per counted kind: "<kind> (N more times)". A host calls it when an operation
+    // ends (the command line does so before it exits).
+    void logRepeatableMessage(const std::string &kind, const std::string &message);
+    void flushRepeatedMessages();
+
 private:
     CoreMarqenLog() = default;
     mutable std::mutex mutex_;
     CoreMarqenLogDelegate *delegate_ = nullptr;
+    // Kinds seen since the last flush, in the order first seen, with the lines counted but not delivered.
+    std::vector<std::pair<std::string, uint64_t>> repeatedKinds_;
 };
 
 // Shorthand for CoreMarqenLog::sharedCoreMarqenLog().logMessage(message).
 MARQEN_EXPORT void marqenLog(const std::string &message);
+// Shorthand for CoreMarqenLog::sharedCoreMarqenLog().logRepeatableMessage(kind, message).
+MARQEN_EXPORT void marqenLogRepeatable(const std::string &kind, const std::string &message);
 
 }  // namespace marqen

@@ -19,7 +19,8 @@ void SVGCommandImpl::processCommandString(std::string_view command, MarqenBezier
     std::vector<CGFloat> params = SVGNumbersInString(command);
     if (params.size() < parameterCount()) {
         // Never read past the numbers found: the command is left out.
-        marqenLog("Error with SVG: Missing numbers in command " + std::string(command));
+        marqenLogRepeatable("Error with SVG: Missing numbers in command",
+                            "Error with SVG: Missing numbers in command " + std::string(command));
         return;
     }
     bool absolute = !command.empty() && isUpperLetter(command[0]);

@@ -29,13 +29,14 @@ MarqenBezierPath &addPathWithSVGString(std::string_view svgString, MarqenBezierP
 
 void processCommandString(std::string_view command, std::string_view prevCommand, MarqenBezierPath &path) {
     if (command.empty()) {
-        marqenLog("Error with SVG: Invalid command " + std::string(command));
+        marqenLogRepeatable("Error with SVG: Invalid command", "Error with SVG: Invalid command " + std::string(command));
         return;
     }
     SVGCommandFactory &factory = SVGCommandFactory::defaultFactory();
     SVGCommandImpl *commandImpl = factory.commandForCommandLetter(command[0]);
     if (!commandImpl) {
-        marqenLog("Error with SVG: Unknown command " + std::string(command));
+        marqenLogRepeatable("Error with SVG: Unknown command",
+                            "Error with SVG: Unknown command " + std::string(command));
         return;
     }
     std::lock_guard lock(factory.commandMutex());
