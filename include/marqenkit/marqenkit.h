@@ -48,3 +48,6 @@
 #include "formats/dom_json_file.h"
 
 #include "render/document_images.h"
+
+#include "editing/tool.h"
+#include "editing/tools_model.h"
