@@ -23,6 +23,7 @@ seed fuzz_pdf samples/*.pdf
 seed fuzz_document samples/*.json
 seed fuzz_render samples/*.json
 seed fuzz_image_decode samples/resources/*
+seed fuzz_rich_image samples/rich/*
 mkdir -p build-fuzz/artifacts
 export ASAN_OPTIONS=detect_leaks=0:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1

@@ -143,3 +143,22 @@ TEST(MarqenRichImageCli, ErrorsAndUsage) {
         EXPECT_EQ(out.rfind(std::string("usage: marqen ") + command, 0), 0u) << out;
     }
 }
+
+TEST(MarqenRichImageCli, DemoWritesRichImagesThatUnpackToTheSameDocument) {
+    test::TempDir dir;
+    std::string out, err;
+    ASSERT_EQ(runCli("demo -o " + (dir / "out").string() + " --samples " + (test::sourceDir() / "samples").string(), &out, &err),
+              0)
+        << err;
+    for (const char *kind : {"png", "jpeg", "heic"})
+        EXPECT_NE(out.find(std::string("  rich ") + kind + " "), std::string::npos) << out;
+    size_t matches = 0;
+    for (size_t at = out.find("the documents match"); at != std::string::npos; at = out.find("the documents match", at + 1)) ++matches;
+    EXPECT_EQ(matches, 3u) << out;
+    for (const char *name : {"elements.png", "elements.jpg", "elements.heic"}) {
+        ASSERT_EQ(runCli("chunks --json " + (dir / "out" / "rich" / name).string(), &out, &err), 0) << err;
+        EXPECT_NE(out.find("\"mqMf\""), std::string::npos) << name;
+        EXPECT_NE(out.find("\"mqRf\""), std::string::npos) << name;
+    }
+    EXPECT_FALSE(fs::exists(dir / "out" / "rich" / "bundles"));
+}

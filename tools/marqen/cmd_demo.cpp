@@ -5,6 +5,7 @@
 
 #include "command.h"
 #include "document_loading.h"
+#include "demo_rich_images.h"
 #include "document_rendering.h"
 #include "dom/layer.h"
 #include "formats/pdf/pdf_overlay.h"
@@ -131,9 +132,16 @@ int run(const std::vector<std::string> &args) {
         for (const auto &rendered : renders) std::cout << "  rendered " << rendered.get<std::string>() << '\n';
         for (const auto &page : blank) std::cout << "  page " << page.get<int>() << " has no annotations: not rendered\n";
     }
+    // The richest sample also travels inside rich images and comes back out.
+    const fs::path richSample = samples / "elements.json";
+    const fs::path richPicture = output / "rendered" / "elements.png";
+    if (fs::is_regular_file(richSample, ec) && fs::is_regular_file(richPicture, ec)) {
+        std::cout << "rich images of " << richSample.filename().string() << ":\n";
+        failed += writeRichImageDemo(richSample, richPicture, samples / "resources", output);
+    }
     writeFileAtomically((output / "summary.json").string(), report.dump(2) + "\n");
     std::cout << "demo output is in " << fs::absolute(output).string() << '\n';
-    if (failed) failure(std::to_string(failed) + " sample page(s) could not be rendered");
+    if (failed) failure(std::to_string(failed) + " sample page(s) or rich image(s) failed");
     return kExitSuccess;
 }
 
@@ -146,8 +154,9 @@ const MarqenCommandRegistration registration{{
     "DIR/rendered/NAME.png (bitmaps from the samples' resources folder; a sample NAME.json beside\n"
     "NAME.pdf is drawn over that PDF's pages, written as the vector annotation PDF\n"
     "NAME-annotations.pdf, and drawn into the PDF itself as NAME-annotated.pdf, which keeps the\n"
-    "document for re-editing), writes a summary to DIR/summary.json (default DIR: ./demo-out) and\n"
-    "says where they are.\n",
+    "document for re-editing), writes elements.json as a rich PNG, JPEG and HEIC to DIR/rich (the\n"
+    "picture with the document inside), unpacks each and says whether the documents match, writes a\n"
+    "summary to DIR/summary.json (default DIR: ./demo-out) and says where they are.\n",
     run,
 }};
 

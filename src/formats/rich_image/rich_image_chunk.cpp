@@ -21,7 +21,7 @@ const uint8_t MarqenJPGImageTrailerMarker[6] = {0x6D, 0x61, 0x72, 0x71, 0x65, 0x
 namespace {
 constexpr size_t kCopyBlockSize = 1024;
 // Big stdio buffers keep the block-by-block copies of multi-megabyte previews cheap.
-constexpr size_t kStreamBufferSize = 256 * 1024;
+constexpr size_t kStreamBufferSize = 64 * 1024;
 }  // namespace
 
 uint32_t MarqenRichImageUint32FromUint8Array(const uint8_t bytes[4]) {
