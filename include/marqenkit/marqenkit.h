@@ -45,7 +45,14 @@
 #include "dom/vector.h"
 #include "dom/vector_drawing.h"
 
+#include "formats/composition_bundle.h"
 #include "formats/dom_json_file.h"
+#include "formats/export_format.h"
+#include "formats/rich_image/composition_png_codec.h"
+#include "formats/rich_image/rich_heic.h"
+#include "formats/rich_image/rich_image_chunk.h"
+#include "formats/rich_image/rich_jpeg.h"
+#include "formats/rich_image/rich_png.h"
 
 #include "render/document_images.h"
 

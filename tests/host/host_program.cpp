@@ -51,6 +51,19 @@ int main(int argc, char **argv) {
     auto image = MarqenImageDecodeData(png->data(), png->size(), nullptr, &error);
     if (!image || image->width() != 400 || image->height() != 300) return fail("the PNG has the wrong size");
 
+    // The picture packed with its document as a rich PNG, and unpacked again.
+    auto bundle = MarqenCompositionBundle::bundleAtDirectory(work / "bundle");
+    if (!bundle || !bundle->writeDataForIndexJSONFile(document->dictionaryRepresentation().dump(), &error) ||
+        !bundle->writeDataForPreview(std::string(png->begin(), png->end()), &error))
+        return fail("filling a bundle failed");
+    if (!bundle->writePNGAtPath(work / "rich.png", &error)) return fail("packing the rich PNG failed");
+    if (!URLContainsMarqenPNGChunks((work / "rich.png").c_str())) return fail("the rich PNG holds no chunks");
+    auto unpacked = MarqenCompositionBundle::bundleAtDirectory(work / "unpacked");
+    MarqenCompositionPNGCodec codec;
+    if (!unpacked || !codec.decodeImageAtURL(work / "rich.png", unpacked, &error)) return fail("unpacking failed");
+    auto format = MarqenExportFormat::initWithFormatIdentifier("com.brondale.marqen:dom.embedded:public.png");
+    if (!format || format->fileExtension() != "png") return fail("the rich PNG format is unknown");
+
     // Failures come back as false/null plus an error, never as an exception or a crash.
     MarqenError missing;
     if (MarqenReadDOMJSONFile((work / "does-not-exist.json").string(), &missing)) return fail("a missing file read");
