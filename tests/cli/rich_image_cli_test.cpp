@@ -1,3 +1,4 @@
+#include <cairo-pdf.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -161,4 +162,23 @@ TEST(MarqenRichImageCli, DemoWritesRichImagesThatUnpackToTheSameDocument) {
         EXPECT_NE(out.find("\"mqRf\""), std::string::npos) << name;
     }
     EXPECT_FALSE(fs::exists(dir / "out" / "rich" / "bundles"));
+}
+
+TEST(MarqenRichImageCli, UnpackingAPDFKeepsItsOriginal) {
+    test::TempDir dir;
+    const fs::path pdf = dir / "two.pdf";
+    cairo_surface_t *surface = cairo_pdf_surface_create(pdf.c_str(), 200, 100);
+    cairo_t *cr = cairo_create(surface);
+    cairo_show_page(cr);
+    cairo_show_page(cr);
+    cairo_destroy(cr);
+    cairo_surface_destroy(surface);
+    std::string out, err;
+    ASSERT_EQ(runCli("unpack " + pdf.string() + " -o " + (dir / "b").string(), &out, &err), 0) << err;
+    EXPECT_NE(out.find("the PDF holds no document: the bundle has its original only"), std::string::npos) << out;
+    EXPECT_NE(out.find("original.pdf: 2 pages"), std::string::npos) << out;
+    EXPECT_EQ(test::readFile(dir / "b" / "Contents" / "Resources" / "original.pdf"), test::readFile(pdf));
+    test::writeFile(dir / "broken.pdf", "%PDF-1.7\nno objects here");
+    EXPECT_EQ(runCli("unpack " + (dir / "broken.pdf").string() + " -o " + (dir / "c").string(), &out, &err), 1);
+    EXPECT_TRUE(oneErrorLine(err)) << err;
 }
