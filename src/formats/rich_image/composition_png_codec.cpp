@@ -98,6 +98,9 @@ bool MarqenCompositionPNGCodec::encodeBundle(std::shared_ptr<MarqenCompositionBu
     const fs::path source = bundle_->previewURL();
     // The preview is read only from inside the bundle.
     if (!isRegularFileInBundle(source)) return codecFailure(error, kMarqenRichImageCannotOpen);
+    // A destination that may not be replaced (a link, a folder, a device) is refused before any work.
+    std::string reason;
+    if (!marqen_checkReplaceableTarget(destination, &reason)) return codecFailure(error, kMarqenRichImageCannotOpen);
     auto writer = MarqenPNGWriteChunks;
     if (passes(source, MarqenJPGImageIsJPGFile))
         writer = MarqenJPGWriteChunks;
@@ -111,7 +114,6 @@ bool MarqenCompositionPNGCodec::encodeBundle(std::shared_ptr<MarqenCompositionBu
         fs::remove(temporary, ec);
         return codecFailure(error, result);
     }
-    std::string reason;
     if (!marqen_moveIntoPlace(temporary, destination, &reason)) return codecFailure(error, kMarqenRichImageCannotOpen);
     return true;
 }

@@ -150,6 +150,14 @@ TEST(CompositionPNGCodec, FailuresKeepTheOldFileAndReportCodes) {
     fs::create_symlink(dir / "out.png", bundle->previewURL());
     EXPECT_FALSE(codec.encodeBundle(bundle, dir / "out2.png", &error));
     EXPECT_EQ(error.code, 1);
+    // A destination that is a link is refused, and what it points to stays as it was.
+    fs::remove(bundle->previewURL());
+    writeFile(bundle->previewURL(), samplePicture(MarqenImageFormat::PNG));
+    fs::create_symlink(dir / "out.png", dir / "link.png");
+    EXPECT_FALSE(codec.encodeBundle(bundle, dir / "link.png", &error));
+    EXPECT_EQ(error.code, 1);
+    EXPECT_EQ(readFile(dir / "out.png"), "older file");
+    EXPECT_TRUE(fs::is_symlink(dir / "link.png"));
 
     // Decoding: a plain JPEG reports the PNG reader's 2; a plain PNG succeeds and stores nothing.
     writeFile(dir / "plain.jpg", samplePicture(MarqenImageFormat::JPEG));
