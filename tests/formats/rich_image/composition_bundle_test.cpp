@@ -188,3 +188,47 @@ TEST(CompositionBundle, PlainAndRichPDFs) {
     auto broken = MarqenCompositionBundle::bundleAtDirectory(dir / "b3");
     EXPECT_FALSE(broken->extractPDF(dir / "broken.pdf"));
 }
+
+namespace {
+// A one-page PDF with the catalog as 1, the page tree as 2 and the page as 3.
+std::string onePagePDF() {
+    std::string pdf = "%PDF-1.4\n";
+    std::vector<size_t> offsets;
+    for (const std::string &body : {std::string("<< /Type /Catalog /Pages 2 0 R >>"),
+                                    std::string("<< /Type /Pages /Kids [3 0 R] /Count 1 >>"),
+                                    std::string("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] >>")}) {
+        offsets.push_back(pdf.size());
+        pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
+    }
+    const size_t xref = pdf.size();
+    pdf += "xref\n0 4\n0000000000 65535 f \n";
+    for (size_t offset : offsets) {
+        char entry[32];
+        std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", offset);
+        pdf += entry;
+    }
+    return pdf + "trailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+}
+
+MarqenPDFObject parsedObject(const std::string &text) {
+    size_t next = 0;
+    return *MarqenPDF::makeObjectFromOffset(0, text, &next);
+}
+}  // namespace
+
+TEST(CompositionBundle, RichPDFWithAnAddedPageHasASummaryPage) {
+    TempDir dir;
+    writeFile(dir / "plain.pdf", onePagePDF());
+    auto pdf = MarqenPDF::initWithContentsOfFile((dir / "plain.pdf").string());
+    ASSERT_TRUE(pdf);
+    std::vector<MarqenPDFAppendedObject> added = {
+        {MarqenPDFObject(MarqenPDFIndirectReference{5, 0}), parsedObject("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] >>")},
+        {MarqenPDFObject(MarqenPDFIndirectReference{2, 0}), parsedObject("<< /Type /Pages /Kids [3 0 R 5 0 R] /Count 2 >>")},
+    };
+    ASSERT_TRUE(pdf->writeModifiedPDFToURL((dir / "rich.pdf").string(), added, std::string("{}"), nullptr));
+    auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "b");
+    ASSERT_TRUE(bundle->extractPDF(dir / "rich.pdf"));
+    EXPECT_TRUE(bundle->PDFHasSummaryPage());
+    EXPECT_EQ(bundle->pdf()->pageCount(), 1);  // reopened from the original
+    EXPECT_EQ(readFile(bundle->originalPDFFileURL()), onePagePDF());
+}
