@@ -12,8 +12,8 @@ MarqenResourceBudget &currentBudget() {
 MarqenResourceBudget MarqenResourceBudget::commandLineDefaults() {
     MarqenResourceBudget budget;
     budget.jsonValuesPerFile = 3'000'000;
-    budget.pathPointsPerElement = 2'000'000;
-    budget.pathPointsPerDocument = 8'000'000;
+    budget.pathPointsPerElement = 200'000;
+    budget.pathPointsPerDocument = 1'000'000;
     budget.textClustersPerText = 200'000;
     budget.codepointsPerCluster = 32;
     return budget;

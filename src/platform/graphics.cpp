@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "foundation/log.h"
+#include "foundation/resource_budget.h"
 #include "platform/shadow_blur.h"
 
 namespace marqen {
@@ -271,9 +272,125 @@ void MarqenGraphicsContext::fillPath(MarqenWindingRule rule) {
 
 void MarqenGraphicsContext::strokePath() { drawPath(MarqenPathDrawingMode::Stroke); }
 
+namespace {
+
+uint64_t pathPointCount(const cairo_path_t *path) {
+    uint64_t points = 0;
+    for (int i = 0; i < path->num_data; i += path->data[i].header.length)
+        points += static_cast<uint64_t>(path->data[i].header.length - 1);
+    return points;
+}
+
+// Cairo strokes one path as one polygon, at a cost that grows with the crossings inside it: quadratic
+// for a long path that crosses itself everywhere. Longer paths are stroked in runs of this many
+// segments, each run repeating the previous run's last segment so that the joins between runs stay.
+constexpr int kSegmentsPerStrokeRun = 128;
+
+void appendSegment(cairo_t *context, const cairo_path_data_t *segment) {
+    if (segment->header.type == CAIRO_PATH_LINE_TO) {
+        cairo_line_to(context, segment[1].point.x, segment[1].point.y);
+    } else {
+        cairo_curve_to(context, segment[1].point.x, segment[1].point.y, segment[2].point.x, segment[2].point.y,
+                       segment[3].point.x, segment[3].point.y);
+    }
+}
+
+void strokeInRuns(cairo_t *context, const cairo_path_t *path) {
+    cairo_new_path(context);
+    int segmentsInRun = 0;
+    bool subpathInRun = false;
+    cairo_path_data_t start{}, current{}, previousStart{};
+    const cairo_path_data_t *previous = nullptr;
+    for (int i = 0; i < path->num_data; i += path->data[i].header.length) {
+        const cairo_path_data_t *element = &path->data[i];
+        switch (element->header.type) {
+            case CAIRO_PATH_MOVE_TO:
+                start = current = element[1];
+                cairo_move_to(context, current.point.x, current.point.y);
+                previous = nullptr;
+                subpathInRun = true;
+                break;
+            case CAIRO_PATH_LINE_TO:
+            case CAIRO_PATH_CURVE_TO:
+                if (segmentsInRun >= kSegmentsPerStrokeRun) {
+                    cairo_stroke(context);
+                    segmentsInRun = 0;
+                    subpathInRun = false;
+                    if (previous) {
+                        cairo_move_to(context, previousStart.point.x, previousStart.point.y);
+                        appendSegment(context, previous);
+                    } else {
+                        cairo_move_to(context, current.point.x, current.point.y);
+                    }
+                }
+                appendSegment(context, element);
+                previous = element;
+                previousStart = current;
+                current = element[element->header.length - 1];
+                ++segmentsInRun;
+                break;
+            case CAIRO_PATH_CLOSE_PATH:
+                // A subpath that began in an earlier run is closed by a line back to its start.
+                if (subpathInRun) {
+                    cairo_close_path(context);
+                } else {
+                    cairo_line_to(context, start.point.x, start.point.y);
+                }
+                current = start;
+                previous = nullptr;
+                break;
+        }
+    }
+    cairo_stroke(context);
+}
+
+}  // namespace
+
+bool MarqenGraphicsContext::admitPathPoints(uint64_t points) {
+    const MarqenResourceBudget &budget = marqen_resourceBudget();
+    std::string exceeded;
+    if (budget.pathPointsPerElement && points > budget.pathPointsPerElement) {
+        exceeded = marqen_budgetExceededText("a path of " + std::to_string(points) + " points", "path points per element",
+                                             budget.pathPointsPerElement);
+    } else if (budget.pathPointsPerDocument && pathPointsDrawn_ + points > budget.pathPointsPerDocument) {
+        exceeded = marqen_budgetExceededText("a path of " + std::to_string(points) + " points",
+                                             "path points per document", budget.pathPointsPerDocument);
+    }
+    if (!exceeded.empty()) {
+        marqenLogRepeatable("A path was left out", "A path was left out: " + exceeded);
+        return false;
+    }
+    pathPointsDrawn_ += points;
+    return true;
+}
+
+void MarqenGraphicsContext::strokeLongPath(const void *pathPointer) {
+    const auto *path = static_cast<const cairo_path_t *>(pathPointer);
+    // A dash pattern would restart in every run, so dashed paths are stroked whole.
+    if (path->num_data <= 2 * kSegmentsPerStrokeRun || cairo_get_dash_count(context_) > 0) {
+        setSource(state().stroke);
+        cairo_stroke_preserve(context_);
+        return;
+    }
+    // Runs overlap, so they are drawn opaque into a group that is then painted with the stroke's alpha.
+    const double alpha = state().stroke.alpha * state().alpha;
+    const bool translucent = alpha < 1 || cairo_get_operator(context_) != CAIRO_OPERATOR_OVER;
+    if (translucent) cairo_push_group(context_);
+    cairo_set_source_rgba(context_, state().stroke.red, state().stroke.green, state().stroke.blue, translucent ? 1 : alpha);
+    strokeInRuns(context_, path);
+    if (translucent) {
+        cairo_pop_group_to_source(context_);
+        cairo_paint_with_alpha(context_, alpha);
+    }
+}
+
 void MarqenGraphicsContext::drawPath(MarqenPathDrawingMode mode) {
     cairo_path_t *path = cairo_copy_path(context_);
     cairo_new_path(context_);
+    if (!admitPathPoints(pathPointCount(path))) {
+        cairo_path_destroy(path);
+        return;
+    }
     perform([&] {
         cairo_new_path(context_);
         cairo_append_path(context_, path);
@@ -286,10 +403,7 @@ void MarqenGraphicsContext::drawPath(MarqenPathDrawingMode mode) {
             setSource(state().fill);
             cairo_fill_preserve(context_);
         }
-        if (stroke) {
-            setSource(state().stroke);
-            cairo_stroke_preserve(context_);
-        }
+        if (stroke) strokeLongPath(path);
         cairo_new_path(context_);
     });
     cairo_path_destroy(path);

@@ -132,8 +132,12 @@ private:
     // Runs one drawing operation, as its own group when a shadow is in effect.
     void perform(const std::function<void()> &draw);
     void compositeGroup(void *pattern, CGFloat alpha, const std::optional<MarqenShadow> &shadow);
+    // False (and a logged skip) when a path of this many points would exceed the path budgets.
+    bool admitPathPoints(uint64_t points);
+    void strokeLongPath(const void *path);
 
     cairo_t *context_;
+    uint64_t pathPointsDrawn_ = 0;  // all paths drawn through this context, for the per-document budget
     cairo_surface_t *ownedSurface_ = nullptr;
     std::vector<State> states_{State{}};
     std::vector<Layer> layers_;
