@@ -58,3 +58,12 @@
 
 #include "editing/tool.h"
 #include "editing/tools_model.h"
+#include "editing/properties_composition_view.h"
+#include "editing/property.h"
+#include "editing/property_color.h"
+#include "editing/property_size.h"
+#include "editing/property_text_style.h"
+#include "editing/property_text_font.h"
+#include "editing/property_crop.h"
+#include "editing/property_resize.h"
+#include "editing/properties_model.h"

@@ -1,5 +1,7 @@
 #include "foundation/undo_manager.h"
 
+#include "foundation/notification_center.h"
+
 #include <algorithm>
 
 namespace marqen {
@@ -54,6 +56,7 @@ void UndoManager::undo() {
     undoing_ = true;
     runGroup(std::move(group));
     undoing_ = false;
+    NotificationCenter::defaultCenter().post(kMarqenUndoManagerDidUndoChangeNotification, this);
 }
 
 void UndoManager::redo() {
@@ -63,6 +66,7 @@ void UndoManager::redo() {
     redoing_ = true;
     runGroup(std::move(group));
     redoing_ = false;
+    NotificationCenter::defaultCenter().post(kMarqenUndoManagerDidRedoChangeNotification, this);
 }
 
 void UndoManager::setActionName(const std::string &name) {

@@ -10,6 +10,10 @@
 
 namespace marqen {
 
+// Posted on the default centre (object: the manager) after an undo or a redo has run a group.
+inline constexpr const char *kMarqenUndoManagerDidUndoChangeNotification = "MarqenUndoManagerDidUndoChangeNotification";
+inline constexpr const char *kMarqenUndoManagerDidRedoChangeNotification = "MarqenUndoManagerDidRedoChangeNotification";
+
 class MARQEN_EXPORT UndoManager {
 public:
     void registerUndo(const void *target, std::function<void()> action);
