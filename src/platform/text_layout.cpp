@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "foundation/log.h"
+#include "foundation/resource_budget.h"
 
 namespace marqen {
 
@@ -40,6 +41,47 @@ std::string sanitisedText(const std::string &text, size_t limit, bool *truncated
     return valid;
 }
 
+// Shaping one cluster costs more than linear time in its length, so a cluster keeps at most the budget's
+// code points (the marks past it are left out) and a text at most the budget's clusters (cut after the
+// last one). A cluster here is a character with the marks and joiners that follow it.
+std::string withinClusterBudgets(std::string text) {
+    const MarqenResourceBudget &budget = marqen_resourceBudget();
+    if (!budget.codepointsPerCluster && !budget.textClustersPerText) return text;
+    std::string kept;  // filled only once something is left out
+    uint64_t clusters = 0, inCluster = 0, dropped = 0;
+    const char *cut = nullptr;
+    const char *end = text.data() + text.size();
+    for (const char *p = text.data(); p < end; p = g_utf8_next_char(p)) {
+        const gunichar c = g_utf8_get_char(p);
+        if (clusters == 0 || !(g_unichar_ismark(c) || c == 0x200D)) {
+            if (budget.textClustersPerText && clusters == budget.textClustersPerText) {
+                cut = p;
+                break;
+            }
+            ++clusters;
+            inCluster = 0;
+        }
+        if (budget.codepointsPerCluster && ++inCluster > budget.codepointsPerCluster) {
+            if (dropped++ == 0) kept.assign(text.data(), static_cast<size_t>(p - text.data()));
+        } else if (dropped) {
+            kept.append(p, static_cast<size_t>(g_utf8_next_char(p) - p));
+        }
+    }
+    if (dropped) {
+        marqenLogRepeatable("MarqenTextLayout: marks left out",
+                            "MarqenTextLayout: " + std::to_string(dropped) + " marks left out: " +
+                                marqen_budgetExceededText("a cluster", "code points per cluster",
+                                                          budget.codepointsPerCluster));
+    }
+    if (cut) {
+        marqenLogRepeatable("MarqenTextLayout: text cut",
+                            "MarqenTextLayout: text cut: " + marqen_budgetExceededText("the text", "text clusters per text",
+                                                                                       budget.textClustersPerText));
+        if (!dropped) kept.assign(text.data(), static_cast<size_t>(cut - text.data()));
+    }
+    return dropped || cut ? kept : text;
+}
+
 CGFloat usableFontSize(CGFloat size) {
     if (!std::isfinite(size) || size <= 0) return 12;
     return std::min(size, 10000.0);
@@ -53,9 +95,11 @@ MarqenTextLayout::MarqenTextLayout(const std::string &text, const MarqenTextAttr
     attributes_.fontSize = usableFontSize(attributes.fontSize);
     std::string usable = sanitisedText(text, kMaximumTextLength, &truncated_);
     if (truncated_) {
-        marqenLog("MarqenTextLayout: text of " + std::to_string(text.size()) + " bytes cut to " +
-                  std::to_string(usable.size()) + " bytes");
+        marqenLogRepeatable("MarqenTextLayout: text cut to its byte limit",
+                            "MarqenTextLayout: text of " + std::to_string(text.size()) + " bytes cut to " +
+                                std::to_string(usable.size()) + " bytes");
     }
+    usable = withinClusterBudgets(std::move(usable));
     impl_->empty = usable.empty();
 
     impl_->context = pango_font_map_create_context(pango_cairo_font_map_get_default());
