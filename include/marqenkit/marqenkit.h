@@ -67,3 +67,4 @@
 #include "editing/property_crop.h"
 #include "editing/property_resize.h"
 #include "editing/properties_model.h"
+#include "interaction/preferences.h"
