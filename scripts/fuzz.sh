@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 export CCACHE_BASEDIR="$PWD"
 SECONDS_PER_TARGET="${1:-20}"
 scripts/setup.sh
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DMARQEN_FUZZ=ON -DMARQEN_TESTS=OFF -DMARQEN_BENCH=OFF >/dev/null
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DMARQEN_FUZZ=ON -DMARQEN_TESTS=OFF -DMARQEN_BENCH=OFF -DMARQEN_GTK=OFF >/dev/null
 cmake --build build-fuzz -j "$(nproc)"
 
 WORK=$(mktemp -d /tmp/marqen-fuzz-XXXXXX)

@@ -10,6 +10,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-urw-base35 fonts-dejavu-core
   qpdf ghostscript mupdf-tools poppler-utils ccache
+  libgtk-4-dev xvfb xauth
   pngcheck libheif-examples libimage-exiftool-perl
 )
 

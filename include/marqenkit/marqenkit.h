@@ -55,6 +55,7 @@
 #include "formats/rich_image/rich_png.h"
 
 #include "render/document_images.h"
+#include "render/interface_artwork.h"
 
 #include "editing/tool.h"
 #include "editing/tools_model.h"

@@ -27,11 +27,19 @@ MainQueue &MainQueue::shared() {
 }
 
 void MainQueue::async(MarqenTask task) {
+    MarqenTask wakeUp;
     {
         std::lock_guard lock(mutex_);
         tasks_.push_back(std::move(task));
+        wakeUp = wakeUp_;
     }
     arrived_.notify_all();
+    if (wakeUp) wakeUp();
+}
+
+void MainQueue::setWakeUpHandler(MarqenTask handler) {
+    std::lock_guard lock(mutex_);
+    wakeUp_ = std::move(handler);
 }
 
 size_t MainQueue::drain() {

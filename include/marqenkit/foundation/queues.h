@@ -25,11 +25,15 @@ public:
     // Drains, waiting up to timeoutSeconds for work to arrive until `done` returns true.
     bool drainUntil(const std::function<bool()> &done, double timeoutSeconds);
     size_t pendingCount() const;
+    // Called after work is queued, on the queuing thread and outside the queue's lock, so that a host's
+    // event loop can wake up and drain (the GTK layer wakes its GLib context). Empty: no call.
+    void setWakeUpHandler(MarqenTask handler);
 
 private:
     mutable std::mutex mutex_;
     std::condition_variable arrived_;
     std::deque<MarqenTask> tasks_;
+    MarqenTask wakeUp_;
 };
 
 // A queue that runs one task at a time on its own thread, in order.

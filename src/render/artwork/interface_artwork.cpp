@@ -1,4 +1,4 @@
-#include "render/artwork/interface_artwork.h"
+#include "render/interface_artwork.h"
 
 #include <algorithm>
 #include <cmath>

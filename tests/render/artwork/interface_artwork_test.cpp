@@ -7,7 +7,7 @@
 
 #include "platform/graphics.h"
 #include "platform/image_io.h"
-#include "render/artwork/interface_artwork.h"
+#include "render/interface_artwork.h"
 
 namespace marqen {
 namespace {

@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "foundation/geometry.h"
-#include "platform/graphics.h"
-#include "platform/image.h"
+#include "../export.h"
+#include "../foundation/geometry.h"
+#include "../platform/graphics.h"
+#include "../platform/image.h"
 
 namespace marqen {
 
@@ -27,12 +28,12 @@ enum class MarqenCursorShape {
     ResizeNorthEastSouthWest,
 };
 
-struct MarqenCursorImage {
+struct MARQEN_EXPORT MarqenCursorImage {
     MarqenImageRef image;  // premultiplied ARGB at the requested scale factor
     CGPoint hotspot;       // in logical pixels from the image's top-left corner
 };
 
-class MarqenInterfaceArtwork {
+class MARQEN_EXPORT MarqenInterfaceArtwork {
 public:
     // Tool identifiers 0 (pan/select) to 12 (resize). For the stamp tool (9) a stamp name with
     // artwork draws that stamp's badge; otherwise a generic stamp. False, nothing drawn, for an

@@ -1,0 +1,5 @@
+#pragma once
+// Everything libmarqenkit-gtk offers, in one include: <marqenkit-gtk/marqenkit-gtk.h>.
+#include "marqen-artwork-icon.h"
+#include "marqen-main-queue-source.h"
+#include "marqen-tool-bar.h"
