@@ -69,3 +69,5 @@
 #include "editing/property_resize.h"
 #include "editing/properties_model.h"
 #include "interaction/preferences.h"
+#include "interaction/input_events.h"
+#include "interaction/document_view.h"

@@ -1,0 +1,123 @@
+#pragma once
+// The toolkit-neutral controller of one page: the view transform (zoom, pan, scale factor), the selection,
+// and the gestures that turn pointer and key input into undoable edits of the page. It tells its host what
+// to redraw and which cursor to show through callbacks. Main thread only; the page, the tools model and the
+// preferences must outlive the view.
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "../dom/color.h"
+#include "../dom/document.h"
+#include "../dom/element.h"
+#include "../export.h"
+#include "../foundation/geometry.h"
+#include "input_events.h"
+
+namespace marqen {
+
+class MarqenToolsModel;
+class MarqenPreferences;
+
+class MARQEN_EXPORT MarqenDocumentView {
+public:
+    struct Delegate {
+        // A rectangle of the view (view pixels) to draw again.
+        std::function<void(CGRect)> needsRedraw;
+        // "default", "crosshair", "move", "grab", "grabbing", "text".
+        std::function<void(const std::string &)> cursorDidChange;
+        std::function<void()> selectionDidChange;
+    };
+
+    static constexpr CGFloat kMinimumZoom = 0.02;
+    static constexpr CGFloat kMaximumZoom = 64.0;
+    // The hit slop around thin strokes, in view pixels.
+    static constexpr CGFloat kHitSlop = 6.0;
+
+    MarqenDocumentView(std::shared_ptr<MarqenDOMDocument> document, MarqenToolsModel *tools,
+                       MarqenPreferences *preferences);
+    ~MarqenDocumentView();
+    MarqenDocumentView(const MarqenDocumentView &) = delete;
+    MarqenDocumentView &operator=(const MarqenDocumentView &) = delete;
+
+    const std::shared_ptr<MarqenDOMDocument> &document() const { return document_; }
+    void setDelegate(Delegate delegate) { delegate_ = std::move(delegate); }
+
+    // View transform: view = model · zoom + pan (view pixels). The scale factor is the host's device pixels
+    // per view pixel and only sizes what is drawn, not the mapping.
+    CGFloat zoom() const { return zoom_; }
+    CGPoint pan() const { return pan_; }
+    CGFloat scaleFactor() const { return scaleFactor_; }
+    // Non-finite or non-positive values are ignored; the zoom is held within its limits; the view point
+    // `anchor` keeps showing the same model point.
+    void setZoom(CGFloat zoom, CGPoint anchor = {0, 0});
+    void setPan(CGPoint pan);
+    void setScaleFactor(CGFloat factor);
+    // Scroll by a delta in view pixels.
+    void scrollBy(CGPoint delta);
+    CGAffineTransform modelToViewTransform() const;
+    CGAffineTransform viewToModelTransform() const;
+    CGPoint modelPointForViewPoint(CGPoint point) const;
+
+    // Values new elements are drawn with.
+    void setToolColor(const MarqenDOMColor &color) { toolColor_ = color; }
+    const MarqenDOMColor &toolColor() const { return toolColor_; }
+    void setToolSize(CGFloat relative) { toolSize_ = relative; }
+    CGFloat toolSize() const { return toolSize_; }
+
+    // Selection, in document order of selecting.
+    const std::vector<std::shared_ptr<MarqenDOMElement>> &selectedElements() const { return selection_; }
+    void selectElements(std::vector<std::shared_ptr<MarqenDOMElement>> elements);
+    void clearNodeSelection() { selectElements({}); }
+    void selectAll();
+    // The topmost annotation (not the background) under a view point, within the hit slop.
+    std::shared_ptr<MarqenDOMElement> elementAtViewPoint(CGPoint point) const;
+
+    // Input. Events that make no sense in the current state (a release without a press, a move after the
+    // gesture ended, a non-finite location) are ignored.
+    void pointerPressed(const MarqenPointerEvent &event);
+    void pointerMoved(const MarqenPointerEvent &event);
+    void pointerReleased(const MarqenPointerEvent &event);
+    // True when the key did something.
+    bool keyPressed(const MarqenKeyEvent &event);
+    bool isGestureRunning() const { return gesture_ != Gesture::None; }
+
+    // Edits of the selection, each one undo step.
+    void nudgeSelection(CGPoint viewUnits);   // "Nudge"
+    void deleteSelection();                    // "Delete"
+    void undo();
+    void redo();
+
+private:
+    enum class Gesture { None, Drawing, Moving, Panning };
+    void beginDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
+    void finishDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
+    void cancelGesture();
+    void translateSelection(CGPoint delta, const std::string &actionName);
+    void notifySelection();
+    void redrawAll();
+    void setCursor(const std::string &cursor);
+    UndoManager *undoManager() const { return document_ ? document_->undoManager() : nullptr; }
+
+    std::shared_ptr<MarqenDOMDocument> document_;
+    MarqenToolsModel *tools_;
+    MarqenPreferences *preferences_;
+    Delegate delegate_;
+
+    CGFloat zoom_ = 1, scaleFactor_ = 1;
+    CGPoint pan_{0, 0};
+    MarqenDOMColor toolColor_{0xFC, 0x0C, 0x59, 1};
+    CGFloat toolSize_ = 0.6;
+
+    std::vector<std::shared_ptr<MarqenDOMElement>> selection_;
+    Gesture gesture_ = Gesture::None;
+    std::shared_ptr<MarqenDOMElement> drawing_;
+    std::string drawingActionName_;
+    CGPoint gestureStart_{}, lastModelPoint_{}, lastViewPoint_{}, movedBy_{};
+    double lastTimestamp_ = 0;
+    std::string cursor_ = "default";
+};
+
+}  // namespace marqen

@@ -1,0 +1,431 @@
+#include "interaction/document_view.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "dom/arrow.h"
+#include "dom/ellipse.h"
+#include "dom/layer.h"
+#include "dom/line.h"
+#include "dom/rectangle.h"
+#include "dom/stamp.h"
+#include "dom/vector.h"
+#include "editing/tools_model.h"
+#include "foundation/geometry_functions.h"
+#include "foundation/localization.h"
+#include "foundation/undo_manager.h"
+#include "interaction/preferences.h"
+
+namespace marqen {
+
+namespace {
+
+bool isFinitePoint(CGPoint point) { return std::isfinite(point.x) && std::isfinite(point.y); }
+
+// Far beyond any page, but small enough that arithmetic on it stays exact to a fraction of a unit.
+constexpr CGFloat kCoordinateLimit = 1e7;
+bool isUsablePoint(CGPoint point) {
+    return isFinitePoint(point) && std::fabs(point.x) < kCoordinateLimit && std::fabs(point.y) < kCoordinateLimit;
+}
+
+// The highlighter draws a translucent stroke of the tool colour.
+constexpr double kHighlighterAlpha = 0.5;
+constexpr CGFloat kRoundedRectangleCornerRadius = 12;
+
+}  // namespace
+
+MarqenDocumentView::MarqenDocumentView(std::shared_ptr<MarqenDOMDocument> document, MarqenToolsModel *tools,
+                                       MarqenPreferences *preferences)
+    : document_(std::move(document)), tools_(tools), preferences_(preferences) {}
+
+MarqenDocumentView::~MarqenDocumentView() = default;
+
+void MarqenDocumentView::setZoom(CGFloat zoom, CGPoint anchor) {
+    if (!std::isfinite(zoom) || zoom <= 0 || !isFinitePoint(anchor)) return;
+    zoom = std::clamp(zoom, kMinimumZoom, kMaximumZoom);
+    CGPoint modelAnchor = modelPointForViewPoint(anchor);
+    zoom_ = zoom;
+    pan_ = CGPoint{anchor.x - modelAnchor.x * zoom_, anchor.y - modelAnchor.y * zoom_};
+    redrawAll();
+}
+
+void MarqenDocumentView::setPan(CGPoint pan) {
+    if (!isUsablePoint(pan)) return;
+    pan_ = pan;
+    redrawAll();
+}
+
+void MarqenDocumentView::setScaleFactor(CGFloat factor) {
+    if (!std::isfinite(factor) || factor <= 0 || factor > 16) return;
+    scaleFactor_ = factor;
+    redrawAll();
+}
+
+void MarqenDocumentView::scrollBy(CGPoint delta) {
+    if (!isUsablePoint(delta)) return;
+    setPan(CGPoint{pan_.x - delta.x, pan_.y - delta.y});
+}
+
+CGAffineTransform MarqenDocumentView::modelToViewTransform() const {
+    return CGAffineTransformMake(zoom_, 0, 0, zoom_, pan_.x, pan_.y);
+}
+
+CGAffineTransform MarqenDocumentView::viewToModelTransform() const {
+    return CGAffineTransformInvert(modelToViewTransform());
+}
+
+CGPoint MarqenDocumentView::modelPointForViewPoint(CGPoint point) const {
+    return CGPoint{(point.x - pan_.x) / zoom_, (point.y - pan_.y) / zoom_};
+}
+
+void MarqenDocumentView::selectElements(std::vector<std::shared_ptr<MarqenDOMElement>> elements) {
+    elements.erase(std::remove(elements.begin(), elements.end(), nullptr), elements.end());
+    if (elements == selection_) return;
+    selection_ = std::move(elements);
+    notifySelection();
+}
+
+void MarqenDocumentView::selectAll() {
+    if (!document_) return;
+    std::vector<std::shared_ptr<MarqenDOMElement>> all;
+    for (const auto &layer : {document_->annotationLayer(), document_->textLayer()}) {
+        if (!layer) continue;
+        for (const auto &child : layer->children())
+            if (auto element = std::dynamic_pointer_cast<MarqenDOMElement>(child)) all.push_back(element);
+    }
+    selectElements(std::move(all));
+}
+
+std::shared_ptr<MarqenDOMElement> MarqenDocumentView::elementAtViewPoint(CGPoint point) const {
+    if (!document_ || !isUsablePoint(point)) return nullptr;
+    CGPoint modelPoint = modelPointForViewPoint(point);
+    CGFloat slop = kHitSlop / zoom_;
+    // Texts and stamps lie above the annotations; the background is never picked.
+    for (const auto &layer : {document_->textLayer(), document_->annotationLayer()}) {
+        if (!layer) continue;
+        auto children = layer->children();
+        for (auto it = children.rbegin(); it != children.rend(); ++it) {
+            auto element = std::dynamic_pointer_cast<MarqenDOMElement>(*it);
+            if (element && element->hitTestWithPoint(modelPoint, slop)) return element;
+        }
+    }
+    return nullptr;
+}
+
+void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
+    if (!document_ || !isUsablePoint(event.location)) return;
+    if (gesture_ != Gesture::None) cancelGesture();  // a second press without a release ends the first
+    CGPoint modelPoint = modelPointForViewPoint(event.location);
+    gestureStart_ = lastModelPoint_ = modelPoint;
+    lastViewPoint_ = event.location;
+    lastTimestamp_ = event.timestamp;
+    movedBy_ = CGPoint{0, 0};
+
+    MarqenToolID tool = tools_ ? tools_->currentTool().toolID() : MarqenToolIDArrow;
+    if (tool == MarqenToolIDPan) {
+        gesture_ = Gesture::Panning;
+        setCursor("grabbing");
+        return;
+    }
+    if (auto hit = elementAtViewPoint(event.location)) {
+        bool selected = std::find(selection_.begin(), selection_.end(), hit) != selection_.end();
+        if (event.modifiers & MarqenModifierShift) {
+            auto elements = selection_;
+            if (selected)
+                elements.erase(std::find(elements.begin(), elements.end(), hit));
+            else
+                elements.push_back(hit);
+            selectElements(std::move(elements));
+            return;  // a shift-click only changes the selection
+        }
+        if (!selected) selectElements({hit});
+        gesture_ = Gesture::Moving;
+        if (auto undo = undoManager()) undo->disableUndoRegistration();
+        setCursor("move");
+        return;
+    }
+    beginDrawing(modelPoint, event);
+}
+
+void MarqenDocumentView::beginDrawing(CGPoint modelPoint, const MarqenPointerEvent &) {
+    MarqenToolID tool = tools_ ? tools_->currentTool().toolID() : MarqenToolIDArrow;
+    std::shared_ptr<MarqenDOMElement> element;
+    std::string name;
+    switch (tool) {
+        case MarqenToolIDArrow: {
+            auto arrow = MarqenDOMArrow::create();
+            arrow->setArrowheadsAtBeginningOfShape(preferences_ && preferences_->arrowheadsAtBeginningOfShape());
+            element = arrow;
+            name = "Add Arrow";
+            break;
+        }
+        case MarqenToolIDRectangle: element = MarqenDOMRectangle::create(); name = "Add Rectangle"; break;
+        case MarqenToolIDRoundedRectangle: {
+            auto rectangle = MarqenDOMRectangle::create();
+            rectangle->setCornerRadius(kRoundedRectangleCornerRadius);
+            element = rectangle;
+            name = "Add Rectangle";
+            break;
+        }
+        case MarqenToolIDEllipse: element = MarqenDOMEllipse::create(); name = "Add Ellipse"; break;
+        case MarqenToolIDLine: element = MarqenDOMLine::create(); name = "Add Line"; break;
+        case MarqenToolIDMarker: element = MarqenDOMVector::create(); name = "Add Marker"; break;
+        case MarqenToolIDHighlighter: element = MarqenDOMVector::create(); name = "Add Highlighter"; break;
+        case MarqenToolIDStamp: {
+            const auto &stampName = tools_->currentTool().stampName();
+            element = MarqenDOMStamp::createWithStampName(stampName.value_or(MarqenDOMStamp::allStampNames().front()));
+            name = "Add Stamp";
+            break;
+        }
+        default:
+            // Tools without a drawing gesture: a press on the empty canvas only clears the selection.
+            clearNodeSelection();
+            return;
+    }
+    UndoManager *undo = undoManager();
+    // The element is built without undo and entered as one step when the gesture ends.
+    if (undo) undo->disableUndoRegistration();
+    clearNodeSelection();
+    document_->addNode(element);
+    MarqenDOMColor color = toolColor_;
+    if (tool == MarqenToolIDHighlighter) color.setAlpha(kHighlighterAlpha);
+    if (tool != MarqenToolIDStamp) {
+        element->setToolColor(color);
+        element->setToolSizeRelative(toolSize_);
+    }
+    if (auto vector = std::dynamic_pointer_cast<MarqenDOMVector>(element))
+        vector->beginAtPoint(modelPoint);
+    else if (auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(element))
+        stamp->beginAtPoint(modelPoint);
+    drawing_ = element;
+    drawingActionName_ = name;
+    gesture_ = Gesture::Drawing;
+    setCursor("crosshair");
+    redrawAll();
+}
+
+void MarqenDocumentView::pointerMoved(const MarqenPointerEvent &event) {
+    if (gesture_ == Gesture::None || !isUsablePoint(event.location)) return;
+    CGPoint modelPoint = modelPointForViewPoint(event.location);
+    double dt = event.timestamp > lastTimestamp_ ? event.timestamp - lastTimestamp_ : 0;
+    CGPoint velocity = dt > 0 ? CGPoint{(modelPoint.x - lastModelPoint_.x) / dt, (modelPoint.y - lastModelPoint_.y) / dt}
+                              : CGPoint{0, 0};
+    MarqenVectorDrawingOptions options = (event.modifiers & MarqenModifierShift) ? MarqenVectorDrawingOptionConstrain : 0;
+    switch (gesture_) {
+        case Gesture::Drawing:
+            if (auto vector = std::dynamic_pointer_cast<MarqenDOMVector>(drawing_))
+                vector->appendPoint(modelPoint, velocity, options);
+            else if (auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(drawing_))
+                stamp->appendPoint(modelPoint, velocity, options);
+            break;
+        case Gesture::Moving: {
+            CGPoint delta{modelPoint.x - lastModelPoint_.x, modelPoint.y - lastModelPoint_.y};
+            for (const auto &element : selection_) element->translate(delta);
+            movedBy_ = CGPoint{movedBy_.x + delta.x, movedBy_.y + delta.y};
+            break;
+        }
+        case Gesture::Panning:
+            setPan(CGPoint{pan_.x + event.location.x - lastViewPoint_.x, pan_.y + event.location.y - lastViewPoint_.y});
+            break;
+        case Gesture::None: break;
+    }
+    lastModelPoint_ = modelPoint;
+    lastViewPoint_ = event.location;
+    lastTimestamp_ = event.timestamp;
+    redrawAll();
+}
+
+void MarqenDocumentView::pointerReleased(const MarqenPointerEvent &event) {
+    if (gesture_ == Gesture::None) return;
+    // A release at an unusable location ends the gesture where the pointer last was.
+    CGPoint modelPoint = isUsablePoint(event.location) ? modelPointForViewPoint(event.location) : lastModelPoint_;
+    switch (gesture_) {
+        case Gesture::Drawing: finishDrawing(modelPoint, event); break;
+        case Gesture::Moving: {
+            if (isUsablePoint(event.location)) {
+                CGPoint delta{modelPoint.x - lastModelPoint_.x, modelPoint.y - lastModelPoint_.y};
+                for (const auto &element : selection_) element->translate(delta);
+                movedBy_ = CGPoint{movedBy_.x + delta.x, movedBy_.y + delta.y};
+            }
+            // Put the elements back quietly, then move them once with undo: one step, whatever the moves.
+            CGPoint total = movedBy_;
+            for (const auto &element : selection_) element->translate(CGPoint{-total.x, -total.y});
+            gesture_ = Gesture::None;
+            if (auto undo = undoManager()) undo->enableUndoRegistration();
+            if (total.x != 0 || total.y != 0) translateSelection(total, "Move");
+            break;
+        }
+        case Gesture::Panning:
+        case Gesture::None: break;
+    }
+    gesture_ = Gesture::None;
+    setCursor("default");
+    redrawAll();
+}
+
+void MarqenDocumentView::finishDrawing(CGPoint modelPoint, const MarqenPointerEvent &event) {
+    auto element = std::move(drawing_);
+    drawing_.reset();
+    MarqenVectorDrawingOptions options = (event.modifiers & MarqenModifierShift) ? MarqenVectorDrawingOptionConstrain : 0;
+    if (auto vector = std::dynamic_pointer_cast<MarqenDOMVector>(element))
+        vector->endAtPoint(modelPoint, CGPoint{0, 0}, options, viewToModelTransform());
+    else if (auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(element))
+        stamp->endAtPoint(modelPoint, CGPoint{0, 0}, options);
+    // Enter the finished element as one undoable step: out quietly, in again with undo on.
+    element->removeFromParent();
+    gesture_ = Gesture::None;
+    UndoManager *undo = undoManager();
+    if (undo) undo->enableUndoRegistration();
+    {
+        UndoGroupScope group(undo);
+        document_->addNode(element);
+        if (undo) undo->setActionName(MarqenLocalizedString(drawingActionName_));
+    }
+    selectElements({element});
+    if (tools_) tools_->postToolDidCreateObjectAnalyticsEventForCompositionView(this);
+}
+
+void MarqenDocumentView::cancelGesture() {
+    if (gesture_ == Gesture::Drawing && drawing_) {
+        drawing_->removeFromParent();
+        drawing_.reset();
+        if (auto undo = undoManager()) undo->enableUndoRegistration();
+    } else if (gesture_ == Gesture::Moving) {
+        for (const auto &element : selection_) element->translate(CGPoint{-movedBy_.x, -movedBy_.y});
+        if (auto undo = undoManager()) undo->enableUndoRegistration();
+    }
+    gesture_ = Gesture::None;
+    setCursor("default");
+    redrawAll();
+}
+
+void MarqenDocumentView::translateSelection(CGPoint delta, const std::string &actionName) {
+    if (selection_.empty() || !isUsablePoint(delta)) return;
+    UndoManager *undo = undoManager();
+    UndoGroupScope group(undo);
+    for (const auto &element : selection_) {
+        std::any before = element->elementGeometry();
+        if (!before.has_value() || !undo) {
+            element->translate(delta);  // kinds without a geometry value register their own undo
+            continue;
+        }
+        // Some kinds move their outline without undo; restoring the geometry value undoes every kind alike.
+        undo->disableUndoRegistration();
+        element->translate(delta);
+        undo->enableUndoRegistration();
+        std::any after = element->elementGeometry();
+        std::weak_ptr<MarqenDOMElement> weak = element;
+        struct Swap {
+            static void registerSwap(UndoManager *manager, std::weak_ptr<MarqenDOMElement> target, std::any to,
+                                     std::any back) {
+                auto node = target.lock();
+                if (!node) return;
+                manager->registerUndo(node.get(), [manager, target, to, back] {
+                    auto element = target.lock();
+                    if (!element) return;
+                    manager->disableUndoRegistration();
+                    element->setElementGeometry(to);
+                    manager->enableUndoRegistration();
+                    registerSwap(manager, target, back, to);
+                });
+            }
+        };
+        Swap::registerSwap(undo, weak, before, after);
+    }
+    if (undo) undo->setActionName(MarqenLocalizedString(actionName));
+    redrawAll();
+}
+
+void MarqenDocumentView::nudgeSelection(CGPoint viewUnits) {
+    if (gesture_ != Gesture::None) return;
+    translateSelection(CGPoint{viewUnits.x / zoom_, viewUnits.y / zoom_}, "Nudge");
+}
+
+void MarqenDocumentView::deleteSelection() {
+    if (selection_.empty() || gesture_ != Gesture::None) return;
+    UndoManager *undo = undoManager();
+    {
+        UndoGroupScope group(undo);
+        for (const auto &element : selection_) element->removeFromParent();
+        if (undo) undo->setActionName(MarqenLocalizedString("Delete"));
+    }
+    clearNodeSelection();
+    redrawAll();
+}
+
+void MarqenDocumentView::undo() {
+    UndoManager *manager = undoManager();
+    if (!manager || gesture_ != Gesture::None || !manager->canUndo()) return;
+    manager->undo();
+    // Elements the undo took out of the page leave the selection.
+    std::vector<std::shared_ptr<MarqenDOMElement>> kept;
+    for (const auto &element : selection_)
+        if (element->document() == document_) kept.push_back(element);
+    selectElements(std::move(kept));
+    redrawAll();
+}
+
+void MarqenDocumentView::redo() {
+    UndoManager *manager = undoManager();
+    if (!manager || gesture_ != Gesture::None || !manager->canRedo()) return;
+    manager->redo();
+    std::vector<std::shared_ptr<MarqenDOMElement>> kept;
+    for (const auto &element : selection_)
+        if (element->document() == document_) kept.push_back(element);
+    selectElements(std::move(kept));
+    redrawAll();
+}
+
+bool MarqenDocumentView::keyPressed(const MarqenKeyEvent &event) {
+    bool shift = event.modifiers & MarqenModifierShift, control = event.modifiers & MarqenModifierControl;
+    const std::string &key = event.key;
+    if (control) {
+        if (key == "a" || key == "A") {
+            selectAll();
+            return true;
+        }
+        if (key == "z" || key == "Z") {
+            if (shift)
+                redo();
+            else
+                undo();
+            return true;
+        }
+        return false;
+    }
+    if (key == "Escape") {
+        if (gesture_ != Gesture::None)
+            cancelGesture();
+        else
+            clearNodeSelection();
+        return true;
+    }
+    if (key == "Delete" || key == "BackSpace") {
+        deleteSelection();
+        return true;
+    }
+    CGFloat step = shift ? 10 : 1;
+    if (key == "Left") return nudgeSelection({-step, 0}), true;
+    if (key == "Right") return nudgeSelection({step, 0}), true;
+    if (key == "Up") return nudgeSelection({0, -step}), true;
+    if (key == "Down") return nudgeSelection({0, step}), true;
+    return false;
+}
+
+void MarqenDocumentView::notifySelection() {
+    if (delegate_.selectionDidChange) delegate_.selectionDidChange();
+    redrawAll();
+}
+
+void MarqenDocumentView::redrawAll() {
+    if (!delegate_.needsRedraw || !document_) return;
+    delegate_.needsRedraw(CGRectApplyAffineTransform(document_->frame(), modelToViewTransform()));
+}
+
+void MarqenDocumentView::setCursor(const std::string &cursor) {
+    if (cursor == cursor_) return;
+    cursor_ = cursor;
+    if (delegate_.cursorDidChange) delegate_.cursorDidChange(cursor);
+}
+
+}  // namespace marqen

@@ -1,0 +1,311 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "dom/arrow.h"
+#include "dom/document.h"
+#include "dom/layer.h"
+#include "dom/rectangle.h"
+#include "dom/stamp.h"
+#include "dom/two_point_vector.h"
+#include "dom/vector.h"
+#include "editing/tools_model.h"
+#include "foundation/queues.h"
+#include "foundation/undo_manager.h"
+#include "interaction/document_view.h"
+#include "interaction/preferences.h"
+
+using namespace marqen;
+
+namespace {
+
+class DocumentViewTest : public testing::Test {
+protected:
+    void SetUp() override {
+        MainQueue::shared().drain();
+        document->setUndoManager(undo);
+        view.setDelegate({[this](CGRect) { ++redraws; }, [this](const std::string &c) { cursors.push_back(c); },
+                          [this] { ++selectionChanges; }});
+        start = json();
+    }
+    void TearDown() override {
+        ThreadPool::shared().waitIdle();
+        MainQueue::shared().drain();
+    }
+
+    std::string json() const { return document->dictionaryRepresentation().dump(); }
+    void tool(MarqenToolID id) { tools.chooseTool(MarqenTool(id)); }
+    static MarqenPointerEvent at(CGFloat x, CGFloat y, MarqenModifierFlags modifiers = 0) {
+        MarqenPointerEvent event;
+        event.location = {x, y};
+        event.modifiers = modifiers;
+        return event;
+    }
+    void drag(CGPoint from, CGPoint to, int steps = 4, MarqenModifierFlags modifiers = 0) {
+        view.pointerPressed(at(from.x, from.y, modifiers));
+        for (int i = 1; i <= steps; ++i)
+            view.pointerMoved(at(from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps, modifiers));
+        view.pointerReleased(at(to.x, to.y, modifiers));
+    }
+    void click(CGFloat x, CGFloat y, MarqenModifierFlags modifiers = 0) {
+        view.pointerPressed(at(x, y, modifiers));
+        view.pointerReleased(at(x, y, modifiers));
+    }
+    size_t annotations() const { return document->annotationLayer()->children().size(); }
+    // Undo everything, check the start; redo everything, check the end.
+    void expectUndoRedoRoundTrip() {
+        std::string end = json();
+        while (undo->canUndo()) view.undo();
+        EXPECT_EQ(json(), start);
+        while (undo->canRedo()) view.redo();
+        EXPECT_EQ(json(), end);
+    }
+
+    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({800, 600}, 1);
+    std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
+    MarqenToolsModel tools;
+    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
+    MarqenDocumentView view{document, &tools, &preferences};
+    std::string start;
+    int redraws = 0, selectionChanges = 0;
+    std::vector<std::string> cursors;
+};
+
+}  // namespace
+
+TEST_F(DocumentViewTest, DrawingARectangleIsOneUndoableStepAndSelectsIt) {
+    tool(MarqenToolIDRectangle);
+    view.setToolColor({0x19, 0x77, 0xFF, 1});
+    drag({100, 100}, {300, 250});
+    ASSERT_EQ(annotations(), 1u);
+    auto rectangle = std::dynamic_pointer_cast<MarqenDOMRectangle>(document->annotationLayer()->childAtIndex(0));
+    ASSERT_TRUE(rectangle);
+    EXPECT_EQ(rectangle->toolColor(), MarqenDOMColor(0x19, 0x77, 0xFF, 1));
+    CGRect bounds = rectangle->contentBounds();
+    EXPECT_NEAR(CGRectGetMidX(bounds), 200, 1e-6);
+    EXPECT_NEAR(CGRectGetMidY(bounds), 175, 1e-6);
+    ASSERT_EQ(view.selectedElements().size(), 1u);
+    EXPECT_EQ(view.selectedElements()[0], rectangle);
+    EXPECT_EQ(undo->undoCount(), 1u);
+    EXPECT_EQ(undo->undoActionName(), "Add Rectangle");
+    EXPECT_EQ(cursors, (std::vector<std::string>{"crosshair", "default"}));
+    EXPECT_GT(redraws, 0);
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, ClickWithoutDragSizesInViewUnits) {
+    tool(MarqenToolIDLine);
+    auto lineLength = [this](size_t index) {
+        auto line = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(document->annotationLayer()->childAtIndex(index));
+        return line ? std::hypot(line->endPoint().x - line->startPoint().x, line->endPoint().y - line->startPoint().y)
+                    : 0.0;
+    };
+    click(100, 100);
+    ASSERT_EQ(annotations(), 1u);
+    EXPECT_NEAR(lineLength(0), 200, 1e-9);  // 200 view units at zoom 1
+    view.setZoom(2);
+    click(100, 100);
+    ASSERT_EQ(annotations(), 2u);
+    EXPECT_NEAR(lineLength(1), 100, 1e-9);  // the same 200 view units at zoom 2
+    EXPECT_EQ(undo->undoActionName(), "Add Line");
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, ArrowsFollowTheArrowheadPreference) {
+    drag({100, 100}, {300, 100});  // arrow is the first tool
+    auto first = std::dynamic_pointer_cast<MarqenDOMArrow>(document->annotationLayer()->childAtIndex(0));
+    ASSERT_TRUE(first);
+    EXPECT_FALSE(first->arrowheadsAtBeginningOfShape());
+    preferences.setBool(kMarqenPreferenceArrowheadsAtBeginningOfShape, true);
+    drag({100, 300}, {300, 300});
+    auto second = std::dynamic_pointer_cast<MarqenDOMArrow>(document->annotationLayer()->childAtIndex(1));
+    ASSERT_TRUE(second);
+    EXPECT_TRUE(second->arrowheadsAtBeginningOfShape());
+    EXPECT_EQ(undo->undoActionName(), "Add Arrow");
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, PressingAnElementSelectsAndDragsItInOneStep) {
+    tool(MarqenToolIDRectangle);
+    drag({100, 100}, {300, 250});
+    view.keyPressed({"Escape"});
+    EXPECT_TRUE(view.selectedElements().empty());
+    std::string drawn = json();
+    auto rectangle = document->annotationLayer()->childAtIndex(0);
+    CGRect before = rectangle->contentBounds();
+
+    drag({100, 175}, {130, 195}, 5);  // on the left edge
+    ASSERT_EQ(view.selectedElements().size(), 1u);
+    CGRect after = rectangle->contentBounds();
+    EXPECT_NEAR(after.origin.x - before.origin.x, 30, 1e-6);
+    EXPECT_NEAR(after.origin.y - before.origin.y, 20, 1e-6);
+    EXPECT_EQ(annotations(), 1u);  // moved, nothing new drawn
+    EXPECT_EQ(undo->undoActionName(), "Move");
+    EXPECT_EQ(undo->undoCount(), 2u);
+    std::string moved = json();
+    view.undo();
+    EXPECT_EQ(json(), drawn);
+    view.redo();
+    EXPECT_EQ(json(), moved);
+}
+
+TEST_F(DocumentViewTest, ShiftClickSelectAllAndEscape) {
+    tool(MarqenToolIDRectangle);
+    drag({100, 100}, {200, 200});
+    drag({400, 100}, {500, 200});
+    view.keyPressed({"Escape"});
+    click(100, 150);
+    click(400, 150, MarqenModifierShift);
+    EXPECT_EQ(view.selectedElements().size(), 2u);
+    click(400, 150, MarqenModifierShift);  // shift-click again takes it out
+    EXPECT_EQ(view.selectedElements().size(), 1u);
+    EXPECT_EQ(undo->undoCount(), 2u);  // selecting is not an edit
+    view.keyPressed({"Escape"});
+    EXPECT_TRUE(view.selectedElements().empty());
+    EXPECT_TRUE(view.keyPressed({"a", MarqenModifierControl}));
+    EXPECT_EQ(view.selectedElements().size(), 2u);
+    EXPECT_GT(selectionChanges, 4);
+}
+
+TEST_F(DocumentViewTest, ArrowKeysNudgeByViewUnits) {
+    tool(MarqenToolIDEllipse);
+    drag({100, 100}, {200, 200});
+    auto ellipse = document->annotationLayer()->childAtIndex(0);
+    CGRect before = ellipse->contentBounds();
+    view.setZoom(2);
+    view.keyPressed({"Left", MarqenModifierShift});  // ten view units: five in the page
+    view.keyPressed({"Down"});
+    CGRect after = ellipse->contentBounds();
+    EXPECT_NEAR(after.origin.x - before.origin.x, -5, 1e-6);
+    EXPECT_NEAR(after.origin.y - before.origin.y, 0.5, 1e-6);
+    EXPECT_EQ(undo->undoActionName(), "Nudge");
+    EXPECT_EQ(undo->undoCount(), 3u);
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, DeleteAndBackspaceRemoveTheSelection) {
+    tool(MarqenToolIDRectangle);
+    drag({100, 100}, {200, 200});
+    drag({300, 300}, {400, 400});
+    view.keyPressed({"a", MarqenModifierControl});
+    EXPECT_TRUE(view.keyPressed({"Delete"}));
+    EXPECT_EQ(annotations(), 0u);
+    EXPECT_TRUE(view.selectedElements().empty());
+    EXPECT_EQ(undo->undoActionName(), "Delete");
+    view.keyPressed({"z", MarqenModifierControl});
+    EXPECT_EQ(annotations(), 2u);
+    view.keyPressed({"z", MarqenModifierControl | MarqenModifierShift});
+    EXPECT_EQ(annotations(), 0u);
+    view.keyPressed({"z", MarqenModifierControl});
+    click(150, 100);
+    view.keyPressed({"BackSpace"});
+    EXPECT_EQ(annotations(), 1u);
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, MarkerStrokeIsFittedInTheBackgroundAndUndoesWhole) {
+    tool(MarqenToolIDMarker);
+    view.pointerPressed(at(100, 100));
+    for (int i = 1; i <= 60; ++i) {
+        MarqenPointerEvent event = at(100 + i * 4, 100 + 40 * std::sin(i / 6.0));
+        event.timestamp = i / 240.0;
+        view.pointerMoved(event);
+    }
+    view.pointerReleased(at(340, 100));
+    ThreadPool::shared().waitIdle();
+    MainQueue::shared().drain();
+    ASSERT_EQ(annotations(), 1u);
+    auto stroke = std::dynamic_pointer_cast<MarqenDOMVector>(document->annotationLayer()->childAtIndex(0));
+    ASSERT_TRUE(stroke);
+    ASSERT_TRUE(stroke->bezierPath());
+    EXPECT_EQ(undo->undoCount(), 1u);
+    EXPECT_EQ(undo->undoActionName(), "Add Marker");
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, HighlighterIsTranslucentAndStampsArePlacedByClick) {
+    tool(MarqenToolIDHighlighter);
+    drag({100, 100}, {300, 120}, 10);
+    auto stroke = std::dynamic_pointer_cast<MarqenDOMElement>(document->annotationLayer()->childAtIndex(0));
+    ASSERT_TRUE(stroke && stroke->toolColor());
+    EXPECT_LT(stroke->toolColor()->alpha(), 1);
+    EXPECT_EQ(undo->undoActionName(), "Add Highlighter");
+
+    tools.chooseTool(MarqenTool(MarqenToolIDStamp, "com.brondale.marqen.approved"));
+    click(500, 400);
+    ASSERT_EQ(document->textLayer()->children().size(), 1u);
+    auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(document->textLayer()->childAtIndex(0));
+    ASSERT_TRUE(stamp);
+    EXPECT_EQ(stamp->stampName(), "com.brondale.marqen.approved");
+    EXPECT_NEAR(CGRectGetMidX(stamp->frame()), 500, 1e-6);
+    EXPECT_EQ(undo->undoActionName(), "Add Stamp");
+    ThreadPool::shared().waitIdle();
+    MainQueue::shared().drain();
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, ZoomAndPanMapViewToPage) {
+    view.setZoom(2, {100, 100});  // the anchor keeps its page point
+    EXPECT_EQ(view.zoom(), 2);
+    CGPoint model = view.modelPointForViewPoint({100, 100});
+    EXPECT_DOUBLE_EQ(model.x, 100);
+    EXPECT_DOUBLE_EQ(model.y, 100);
+    model = view.modelPointForViewPoint({300, 100});
+    EXPECT_DOUBLE_EQ(model.x, 200);
+    view.setZoom(0);
+    view.setZoom(NAN);
+    view.setZoom(-3);
+    EXPECT_EQ(view.zoom(), 2);
+    view.setZoom(1e9);
+    EXPECT_EQ(view.zoom(), MarqenDocumentView::kMaximumZoom);
+    view.setZoom(1e-9);
+    EXPECT_EQ(view.zoom(), MarqenDocumentView::kMinimumZoom);
+
+    view.setZoom(1);
+    view.setPan({0, 0});
+    tool(MarqenToolIDPan);
+    drag({100, 100}, {150, 80});
+    EXPECT_DOUBLE_EQ(view.pan().x, 50);
+    EXPECT_DOUBLE_EQ(view.pan().y, -20);
+    view.scrollBy({10, 10});
+    EXPECT_DOUBLE_EQ(view.pan().x, 40);
+    EXPECT_EQ(json(), start);
+}
+
+TEST_F(DocumentViewTest, StrangeEventSequencesChangeNothing) {
+    tool(MarqenToolIDRectangle);
+    view.pointerReleased(at(10, 10));  // a release with no press
+    view.pointerMoved(at(20, 20));     // a move with no gesture
+    view.pointerPressed(at(NAN, 5));
+    view.pointerPressed(at(1e300, 5));
+    view.pointerReleased(at(50, 50));
+    EXPECT_FALSE(view.isGestureRunning());
+    EXPECT_EQ(json(), start);
+    EXPECT_EQ(undo->undoCount(), 0u);
+    view.keyPressed({"Left"});  // nothing selected
+    view.keyPressed({"Delete"});
+    view.undo();
+    view.redo();
+    EXPECT_EQ(json(), start);
+
+    // Escape during a drag drops the shape being drawn and leaves undo usable.
+    view.pointerPressed(at(100, 100));
+    view.pointerMoved(at(200, 200));
+    EXPECT_EQ(annotations(), 1u);
+    view.keyPressed({"Escape"});
+    EXPECT_EQ(annotations(), 0u);
+    EXPECT_TRUE(undo->isUndoRegistrationEnabled());
+    view.pointerReleased(at(200, 200));
+    EXPECT_EQ(json(), start);
+
+    // A second press while drawing ends the first shape unfinished; a move to NaN is ignored.
+    view.pointerPressed(at(100, 100));
+    view.pointerMoved(at(NAN, NAN));
+    view.pointerPressed(at(300, 300));
+    view.pointerMoved(at(350, 380));
+    view.pointerReleased(at(INFINITY, 0));
+    EXPECT_EQ(annotations(), 1u);
+    EXPECT_EQ(undo->undoCount(), 1u);
+    EXPECT_TRUE(undo->isUndoRegistrationEnabled());
+    expectUndoRedoRoundTrip();
+}
