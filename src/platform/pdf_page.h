@@ -5,7 +5,7 @@
 
 #include "foundation/error.h"
 #include "foundation/geometry.h"
-#include "platform/pdf_document.h"
+#include "platform/poppler_document.h"
 
 typedef struct _cairo cairo_t;
 

@@ -11,7 +11,7 @@
 #include "foundation/utf8.h"
 #include "platform/image_io.h"
 #include "platform/mapped_image_buffer.h"
-#include "platform/pdf_document.h"
+#include "platform/poppler_document.h"
 #include "platform/pdf_drawing.h"
 #include "platform/text_layout.h"
 #include "render/bitmap_filter.h"

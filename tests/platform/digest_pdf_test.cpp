@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/digest.h"
-#include "platform/pdf_document.h"
+#include "platform/poppler_document.h"
 #include "support/test_support.h"
 
 using namespace marqen;

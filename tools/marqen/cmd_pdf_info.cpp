@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "command.h"
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 
 namespace marqen::cli {
 namespace {

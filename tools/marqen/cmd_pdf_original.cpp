@@ -1,6 +1,6 @@
 // marqen pdf-original: the untouched PDF inside an annotated one.
 #include "command.h"
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 
 namespace marqen::cli {
 namespace {

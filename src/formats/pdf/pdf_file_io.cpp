@@ -10,7 +10,7 @@
 #include <filesystem>
 
 #include "foundation/atomic_file.h"
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -78,13 +78,13 @@ std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path,
                                                         bool copy) {
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
-        marqenLog("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
+        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
         return nullptr;
     }
     struct stat info {};
     if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         ::close(fd);
-        marqenLog("MarqenPDF: Could not read file " + path + ": not a regular file");
+        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": not a regular file");
         return nullptr;
     }
     auto remember = [&](uint64_t length, bool complete) {
@@ -124,7 +124,7 @@ std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path,
         }
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
-            marqenLog("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
+            marqenPDFWarn("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
             ::close(fd);
             return nullptr;
         }

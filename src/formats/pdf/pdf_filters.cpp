@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -21,10 +21,10 @@ std::optional<std::string> decodeWithFilter(std::string_view filter, std::string
     }
     if (filter == "ASCIIHexDecode") return MarqenPDFDecodeASCIIHex(data);
     if (filter == "ASCII85Decode" || filter == "LZWDecode" || filter == "RunLengthDecode") {
-        marqenLog("MarqenPDF: Cannot yet handle filter type " + std::string(filter));
+        marqenPDFWarn("MarqenPDF: Cannot yet handle filter type " + std::string(filter));
         return std::nullopt;
     }
-    marqenLog("MarqenPDF: Cannot decode filter: " + std::string(filter));
+    marqenPDFWarn("MarqenPDF: Cannot decode filter: " + std::string(filter));
     return std::nullopt;
 }
 
@@ -36,7 +36,7 @@ std::optional<std::string> MarqenPDFDecodeStreamData(std::string_view rawData, c
     const MarqenPDFObject *params = streamInfo.objectForKey("DecodeParms");
     if (!filter || filter->isNull()) {
         if (rawData.size() > maximumLength) {
-            marqenLog("MarqenPDF: Decoded stream exceeds the size limit of " + std::to_string(maximumLength) +
+            marqenPDFWarn("MarqenPDF: Decoded stream exceeds the size limit of " + std::to_string(maximumLength) +
                       " bytes");
             return std::nullopt;
         }
@@ -50,7 +50,7 @@ std::optional<std::string> MarqenPDFDecodeStreamData(std::string_view rawData, c
         for (size_t i = 0; i < filters->size(); ++i) {
             auto name = (*filters)[i].asName();
             if (!name) {
-                marqenLog("MarqenPDF: Cannot decode filter: (not a name)");
+                marqenPDFWarn("MarqenPDF: Cannot decode filter: (not a name)");
                 return std::nullopt;
             }
             const MarqenPDFDictionary *entry =
@@ -61,7 +61,7 @@ std::optional<std::string> MarqenPDFDecodeStreamData(std::string_view rawData, c
         }
         return data;
     }
-    marqenLog("MarqenPDF: Cannot decode filter: (not a name)");
+    marqenPDFWarn("MarqenPDF: Cannot decode filter: (not a name)");
     return std::nullopt;
 }
 
@@ -86,7 +86,7 @@ std::optional<std::string> MarqenPDFDecodeFlate(std::string_view data, size_t ma
         size_t produced = kStep - zs.avail_out;
         if (output.size() + produced > maximumLength) {
             inflateEnd(&zs);
-            marqenLog("MarqenPDF: Decoded stream exceeds the size limit of " + std::to_string(maximumLength) +
+            marqenPDFWarn("MarqenPDF: Decoded stream exceeds the size limit of " + std::to_string(maximumLength) +
                       " bytes");
             return std::nullopt;
         }
@@ -94,7 +94,7 @@ std::optional<std::string> MarqenPDFDecodeFlate(std::string_view data, size_t ma
     }
     inflateEnd(&zs);
     if (status != Z_STREAM_END) {
-        marqenLog("MarqenPDF: Flate data could not be decompressed (zlib result " + std::to_string(status) + ")");
+        marqenPDFWarn("MarqenPDF: Flate data could not be decompressed (zlib result " + std::to_string(status) + ")");
         return std::nullopt;
     }
     return output;
@@ -126,13 +126,13 @@ std::optional<std::string> MarqenPDFReversePrediction(std::string data, const Ma
     int64_t predictor = predictorValue && predictorValue->isNumber() ? predictorValue->integerValue() : 1;
     if (predictor < 2) return data;
     if (predictor < 10) {
-        marqenLog("MarqenPDF: Cannot yet handle filter prediction type TIFF");
+        marqenPDFWarn("MarqenPDF: Cannot yet handle filter prediction type TIFF");
         return std::nullopt;
     }
     const MarqenPDFObject *columnsValue = params->objectForKey("Columns");
     int64_t columns = columnsValue && columnsValue->isNumber() ? columnsValue->integerValue() : 1;
     if (columns < 1 || columns > (int64_t(1) << 24)) {
-        marqenLog("MarqenPDF: Invalid prediction Columns value " + std::to_string(columns));
+        marqenPDFWarn("MarqenPDF: Invalid prediction Columns value " + std::to_string(columns));
         return std::nullopt;
     }
     size_t rowLength = size_t(columns);
@@ -150,7 +150,7 @@ std::optional<std::string> MarqenPDFReversePrediction(std::string data, const Ma
         } else {
             char text[80];
             std::snprintf(text, sizeof text, "MarqenPDF: Cannot yet handle filter prediction type PNG 0x%02X", type);
-            marqenLog(text);
+            marqenPDFWarn(text);
             return std::nullopt;
         }
         output.append(previous.data(), available);

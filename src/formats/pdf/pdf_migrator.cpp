@@ -1,7 +1,7 @@
 #include "formats/pdf/pdf_migrator.h"
 
 #include "formats/pdf/pdf_value_parser.h"
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -61,7 +61,7 @@ MarqenPDFObject MarqenPDFMigrator::migrate(const MarqenPDFObject &value, MarqenP
     // Direct values nest no deeper than the parser allows; references restart the count, and the source
     // map ends every cycle through them.
     if (depth > MarqenPDFValueParser::kMaximumNestingDepth) {
-        marqenLog("MarqenPDF: Objects nest too deeply to be copied");
+        marqenPDFWarn("MarqenPDF: Objects nest too deeply to be copied");
         return MarqenPDFObject();
     }
     if (const MarqenPDFIndirectReference *reference = value.asReference()) {

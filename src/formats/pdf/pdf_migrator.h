@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 
 namespace marqen {
 

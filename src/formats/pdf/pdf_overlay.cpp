@@ -1,13 +1,13 @@
 #include "formats/pdf/pdf_overlay.h"
 
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
 namespace {
 
 bool fail(MarqenError *error, const std::string &message) {
-    marqenLog("MarqenPDF: " + message);
+    marqenPDFWarn("MarqenPDF: " + message);
     return marqenFail(error, MarqenPDF::kErrorDomain, -1, message);
 }
 
@@ -29,7 +29,7 @@ std::optional<std::string> pageContent(MarqenPDF &pdf, const MarqenPDFDictionary
             if (!decoded) return std::nullopt;
             // An array may name one large stream many times: the joined content keeps to the stream limit.
             if (joined.size() + decoded->size() + 1 > pdf.maximumDecodedStreamLength()) {
-                marqenLog("MarqenPDF: Page content exceeds the size limit of " +
+                marqenPDFWarn("MarqenPDF: Page content exceeds the size limit of " +
                           std::to_string(pdf.maximumDecodedStreamLength()) + " bytes");
                 return std::nullopt;
             }

@@ -1,6 +1,6 @@
 // Walking the page tree and looking up inherited page attributes.
-#include "formats/pdf/pdf_document.h"
-#include "foundation/log.h"
+#include "formats/pdf/pdf_file.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -25,6 +25,7 @@ MarqenPDFObject MarqenPDF::pagesRoot(bool fromOriginalPDF, std::set<uint64_t> *v
 }
 
 uint64_t MarqenPDF::numberOfPagesFromOriginalPDF(bool fromOriginalPDF) {
+    MarqenPDFWarningScope scope(&warnings_);
     MarqenPDFObject pages = pagesRoot(fromOriginalPDF);
     const MarqenPDFDictionary *node = pages.asDictionary();
     const MarqenPDFObject *count = node ? node->objectForKey("Count") : nullptr;
@@ -38,7 +39,7 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
                              std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
                              bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all) {
     if (depth > kMaximumPageTreeDepth) {
-        marqenLog("MarqenPDF: Page tree nests deeper than " + std::to_string(kMaximumPageTreeDepth) + " levels");
+        marqenPDFWarn("MarqenPDF: Page tree nests deeper than " + std::to_string(kMaximumPageTreeDepth) + " levels");
         count = kWalkStopped;
         return false;
     }
@@ -67,7 +68,7 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
         }
         if (type->isName("Pages")) {
             if (!visited.insert(reference->objectNumber).second) {
-                marqenLog("MarqenPDF: Page tree contains a loop at object " + std::to_string(reference->objectNumber));
+                marqenPDFWarn("MarqenPDF: Page tree contains a loop at object " + std::to_string(reference->objectNumber));
                 count = kWalkStopped;
                 return false;
             }
@@ -89,6 +90,7 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
 
 std::optional<MarqenPDFIndirectReference> MarqenPDF::pageReferenceForPageNumber(uint64_t pageNumber,
                                                                                 bool fromOriginalPDF) {
+    MarqenPDFWarningScope scope(&warnings_);
     if (pageNumber == 0) return std::nullopt;
     std::set<uint64_t> visited;
     MarqenPDFObject pages = pagesRoot(fromOriginalPDF, &visited);
@@ -101,6 +103,7 @@ std::optional<MarqenPDFIndirectReference> MarqenPDF::pageReferenceForPageNumber(
 }
 
 std::vector<MarqenPDFIndirectReference> MarqenPDF::allPageReferences(bool fromOriginalPDF, bool *complete) {
+    MarqenPDFWarningScope scope(&warnings_);
     std::vector<MarqenPDFIndirectReference> pages;
     std::set<uint64_t> visited;
     MarqenPDFObject root = pagesRoot(fromOriginalPDF, &visited);
@@ -117,6 +120,7 @@ std::vector<MarqenPDFIndirectReference> MarqenPDF::allPageReferences(bool fromOr
 
 std::optional<MarqenPDFObject> MarqenPDF::inheritedItem(std::string_view name, uint64_t pageNumber,
                                                         bool fromOriginalPDF) {
+    MarqenPDFWarningScope scope(&warnings_);
     std::optional<MarqenPDFIndirectReference> page = pageReferenceForPageNumber(pageNumber, fromOriginalPDF);
     if (!page) return std::nullopt;
     MarqenPDFObject node = resolveIndirectReference(MarqenPDFObject(*page), fromOriginalPDF);
@@ -127,7 +131,7 @@ std::optional<MarqenPDFObject> MarqenPDF::inheritedItem(std::string_view name, u
         if (!parent) break;
         if (const MarqenPDFIndirectReference *reference = parent->asReference()) {
             if (!visited.insert(reference->objectNumber).second) {
-                marqenLog("MarqenPDF: Parent chain contains a loop at object " +
+                marqenPDFWarn("MarqenPDF: Parent chain contains a loop at object " +
                           std::to_string(reference->objectNumber));
                 break;
             }

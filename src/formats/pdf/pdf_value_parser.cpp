@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "formats/pdf/pdf_lexer.h"
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -39,7 +39,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::makeObjectFromOffset(std::s
     std::string_view token = tokenFromOffset(buffer, offset, &end);
     *next = end;
     if (token.empty()) {
-        marqenLog("MarqenPDF: Found invalid token in object area");
+        marqenPDFWarn("MarqenPDF: Found invalid token in object area");
         return std::nullopt;
     }
     size_t start = end - token.size();
@@ -52,14 +52,14 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::makeObjectFromOffset(std::s
         while (nameEnd < buffer.size() && !isTokenDelimiter(static_cast<unsigned char>(buffer[nameEnd]))) ++nameEnd;
         *next = nameEnd;
         if (nameEnd == end) {
-            marqenLog("MarqenPDF: Could not make name from invalid token");
+            marqenPDFWarn("MarqenPDF: Could not make name from invalid token");
             return std::nullopt;
         }
         return MarqenPDFObject(MarqenPDFName::nameWithEncodedName(buffer.substr(end, nameEnd - end)));
     }
     if (token == "[") {
         if (depth >= kMaximumNestingDepth) {
-            marqenLog("MarqenPDF: Objects nest deeper than " + std::to_string(kMaximumNestingDepth) + " levels");
+            marqenPDFWarn("MarqenPDF: Objects nest deeper than " + std::to_string(kMaximumNestingDepth) + " levels");
             *next = buffer.size();
             return std::nullopt;
         }
@@ -68,7 +68,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::makeObjectFromOffset(std::s
     if (token == "<") {
         if (end < buffer.size() && buffer[end] == '<') {
             if (depth >= kMaximumNestingDepth) {
-                marqenLog("MarqenPDF: Objects nest deeper than " + std::to_string(kMaximumNestingDepth) + " levels");
+                marqenPDFWarn("MarqenPDF: Objects nest deeper than " + std::to_string(kMaximumNestingDepth) + " levels");
                 *next = buffer.size();
                 return std::nullopt;
             }
@@ -98,7 +98,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::makeObjectFromOffset(std::s
         }
         return MarqenPDFObject(*integer);
     }
-    marqenLog("MarqenPDF: Found invalid token in object area");
+    marqenPDFWarn("MarqenPDF: Found invalid token in object area");
     return std::nullopt;
 }
 
@@ -149,12 +149,12 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::literalString(std::string_v
                             ++i;
                         }
                         if (digits < 3 && !reportedOctal)
-                            marqenLog("MarqenPDF: Found string literal with invalid octal escape sequence");
+                            marqenPDFWarn("MarqenPDF: Found string literal with invalid octal escape sequence");
                         reportedOctal = reportedOctal || digits < 3;
                         decoded += char(value & 0xFF);
                     } else {
                         if (!reportedEscape)
-                            marqenLog("MarqenPDF: Found string literal with unknown backslash escape sequence");
+                            marqenPDFWarn("MarqenPDF: Found string literal with unknown backslash escape sequence");
                         reportedEscape = true;
                         decoded += char(e);
                     }
@@ -165,7 +165,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::literalString(std::string_v
         }
     }
     *next = buffer.size();
-    marqenLog("MarqenPDF: Unbounded string found");
+    marqenPDFWarn("MarqenPDF: Unbounded string found");
     return std::nullopt;
 }
 
@@ -184,7 +184,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::hexString(std::string_view 
         int value = hexDigit(c);
         if (value < 0) {
             // Once a string: a long run of junk must not flood the log.
-            if (!reportedInvalidDigit) marqenLog("MarqenPDF: Found invalid hex digit inside hex string");
+            if (!reportedInvalidDigit) marqenPDFWarn("MarqenPDF: Found invalid hex digit inside hex string");
             reportedInvalidDigit = true;
             continue;
         }
@@ -196,7 +196,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::hexString(std::string_view 
         }
     }
     *next = buffer.size();
-    marqenLog("MarqenPDF: Unbounded hex string found");
+    marqenPDFWarn("MarqenPDF: Unbounded hex string found");
     return std::nullopt;
 }
 
@@ -207,7 +207,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::array(std::string_view buff
         offset = skipComments(buffer, offset);
         if (offset >= buffer.size()) {
             *next = buffer.size();
-            marqenLog("MarqenPDF: Unbounded array found");
+            marqenPDFWarn("MarqenPDF: Unbounded array found");
             return std::nullopt;
         }
         if (buffer[offset] == ']') {
@@ -219,7 +219,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::array(std::string_view buff
         if (element) {
             elements.push_back(std::move(*element));
         } else {
-            marqenLog("MarqenPDF: Could not add nil element to array");
+            marqenPDFWarn("MarqenPDF: Could not add nil element to array");
         }
         offset = after > offset ? after : offset + 1;
     }
@@ -235,7 +235,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::dictionary(std::string_view
         offset = skipComments(buffer, offset);
         if (offset >= buffer.size()) {
             *next = buffer.size();
-            marqenLog("MarqenPDF: Unbounded dictionary found");
+            marqenPDFWarn("MarqenPDF: Unbounded dictionary found");
             return std::nullopt;
         }
         if (buffer[offset] == '>') {
@@ -243,7 +243,7 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::dictionary(std::string_view
                 *next = offset + 2;
             } else {
                 *next = offset + 1;
-                marqenLog("MarqenPDF: Invalid termination of a dictionary");
+                marqenPDFWarn("MarqenPDF: Invalid termination of a dictionary");
             }
             return MarqenPDFObject(std::move(entries));
         }
@@ -257,11 +257,11 @@ std::optional<MarqenPDFObject> MarqenPDFValueParser::dictionary(std::string_view
             offset = after > valueStart ? after : valueStart + 1;
         }
         if (!key) {
-            marqenLog("MarqenPDF: Could not use nil dictionary key");
+            marqenPDFWarn("MarqenPDF: Could not use nil dictionary key");
         } else if (!key->asName()) {
-            marqenLog("MarqenPDF: Could not use non-name dictionary key");
+            marqenPDFWarn("MarqenPDF: Could not use non-name dictionary key");
         } else if (!value) {
-            marqenLog("MarqenPDF: Could not use nil dictionary value");
+            marqenPDFWarn("MarqenPDF: Could not use nil dictionary value");
         } else {
             entries.setObject(std::move(*value), *key->asName());
         }

@@ -2,9 +2,9 @@
 #include <cmath>
 #include <cstdio>
 
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 #include "formats/pdf/pdf_file_io.h"
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -65,7 +65,7 @@ std::string MarqenPDF::encodedObject(const MarqenPDFObject &value) {
                 out += stream->rawData();
                 out += "\nendstream";
             } else {
-                marqenLog("MarqenPDF: Attempting to write out an unknown object");
+                marqenPDFWarn("MarqenPDF: Attempting to write out an unknown object");
             }
         }
         void encodeDictionary(const MarqenPDFDictionary &dictionary) {
@@ -85,6 +85,7 @@ std::string MarqenPDF::encodedObject(const MarqenPDFObject &value) {
 
 std::string MarqenPDF::appendObjects(const std::vector<MarqenPDFAppendedObject> &appendedObjects,
                                      const MarqenPDFDictionary &trailer) {
+    MarqenPDFWarningScope scope(&warnings_);
     const uint64_t base = isRichPDF() ? originalEOF_ : pdfLength();
     // The update follows the untouched PDF, so it takes that file's form (the same as the newest section's,
     // unless another program saved on top in the other form).
@@ -158,6 +159,7 @@ bool MarqenPDF::writeOriginalPDFToURL(const std::string &path, MarqenError *erro
 bool MarqenPDF::writeModifiedPDFToURL(const std::string &path,
                                       const std::vector<MarqenPDFAppendedObject> &appendedObjects,
                                       const std::optional<std::string> &domJSON, MarqenError *error) {
+    MarqenPDFWarningScope scope(&warnings_);
     if (encrypted_)
         return marqenFail(error, kErrorDomain, -1, "The PDF is encrypted and cannot be annotated");
     std::string_view original = originalPDFBytes();

@@ -1,9 +1,9 @@
 // Finding and reading the cross-reference sections of a PDF.
 #include <algorithm>
 
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 #include "formats/pdf/pdf_lexer.h"
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -53,37 +53,37 @@ bool MarqenPDF::findStartxref(std::string_view data, uint64_t *offset) const {
     }
     size_t line = 0;
     if (!backupInFileFromOffset(position, &line)) {
-        marqenLog("MarqenPDF: Could not back up to find start of EOF marker");
+        marqenPDFWarn("MarqenPDF: Could not back up to find start of EOF marker");
         return false;
     }
     while (data.substr(line, 5) != "%%EOF") {
         if (line < 6 || !backupInFileFromOffset(line - 1, &line)) {
-            marqenLog("MarqenPDF: PDF file did not end with EOF marker");
+            marqenPDFWarn("MarqenPDF: PDF file did not end with EOF marker");
             return false;
         }
     }
     size_t numberLine = 0;
     if (!backupInFileFromOffset(line - 1, &numberLine)) {
-        marqenLog("MarqenPDF: Could not back up to find start of xref offset area");
+        marqenPDFWarn("MarqenPDF: Could not back up to find start of xref offset area");
         return false;
     }
     std::string_view numberToken = firstTokenOfLine(numberLine);
     if (!isTokenNumeric(numberToken) || hasDecimalPoint(numberToken)) {
-        marqenLog("MarqenPDF: Offset to xref area was not a number");
-        return true;
+        marqenPDFWarn("MarqenPDF: Offset to xref area was not a number");
+        return false;
     }
     int64_t number = integerFromToken(numberToken).value_or(-1);
     if (number < 6) {
-        marqenLog("MarqenPDF: Offset to xref area was invalid");
+        marqenPDFWarn("MarqenPDF: Offset to xref area was invalid");
         return false;
     }
     size_t startxrefLine = 0;
     if (!backupInFileFromOffset(numberLine - 1, &startxrefLine)) {
-        marqenLog("MarqenPDF: Could not back up to find start of startxref token");
+        marqenPDFWarn("MarqenPDF: Could not back up to find start of startxref token");
         return false;
     }
     if (firstTokenOfLine(startxrefLine) != "startxref") {
-        marqenLog("MarqenPDF: Could not find startxref token");
+        marqenPDFWarn("MarqenPDF: Could not find startxref token");
         return false;
     }
     // An offset past the startxref line cannot be right: use the nearest preceding "xref" line.
@@ -97,7 +97,7 @@ bool MarqenPDF::findStartxref(std::string_view data, uint64_t *offset) const {
         }
     }
     if (uint64_t(number) >= data.size()) {
-        marqenLog("MarqenPDF: Offset to xref area was invalid");
+        marqenPDFWarn("MarqenPDF: Offset to xref area was invalid");
         return false;
     }
     *offset = uint64_t(number);
@@ -108,7 +108,7 @@ bool MarqenPDF::growTable(XrefTable &table, uint64_t size) const {
     // Every object takes more than one byte of the file, so no honest file lists more objects than it
     // has bytes; refusing such numbers keeps a hostile count from reserving huge tables.
     if (size > pdfLength() + 1) {
-        marqenLog("MarqenPDF: Object count " + std::to_string(size) + " is too large for a file of " +
+        marqenPDFWarn("MarqenPDF: Object count " + std::to_string(size) + " is too large for a file of " +
                   std::to_string(pdfLength()) + " bytes");
         return false;
     }
@@ -155,7 +155,7 @@ bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
             entryLength = 19;
         }
         if (uint64_t(count) > (data.size() - position) / entryLength) {
-            marqenLog("MarqenPDF: Xref table runs past the end of the file");
+            marqenPDFWarn("MarqenPDF: Xref table runs past the end of the file");
             return false;
         }
         if (!growTable(table, uint64_t(first) + uint64_t(count))) return false;
@@ -173,7 +173,7 @@ bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
             noteListedObject(table, objectNumber);
             if (entryOffset >= data.size()) {
                 if (!warnedOffset)
-                    marqenLog("MarqenPDF: Xref entry for object " + std::to_string(objectNumber) +
+                    marqenPDFWarn("MarqenPDF: Xref entry for object " + std::to_string(objectNumber) +
                               " points past the end of the file");
                 warnedOffset = true;
                 continue;
@@ -184,7 +184,7 @@ bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
     }
     size_t afterTrailer = 0;
     if (tokenFromOffset(position, &afterTrailer) != "trailer") {
-        marqenLog("MarqenPDF: Unknown entry in xref table");
+        marqenPDFWarn("MarqenPDF: Unknown entry in xref table");
         return false;
     }
     return true;
@@ -210,19 +210,19 @@ bool MarqenPDF::findObjectsFromXrefStream(const MarqenPDFStream &stream, XrefTab
     };
     MarqenPDFObject size = entry("Size");
     if (!size.isInteger() || size.integerValue() < 0) {
-        marqenLog("MarqenPDF: Xref stream has no valid Size entry");
+        marqenPDFWarn("MarqenPDF: Xref stream has no valid Size entry");
         return false;
     }
     if (!growTable(table, uint64_t(size.integerValue()))) return false;
     MarqenPDFObject widths = entry("W");
     const MarqenPDFArray *w = widths.asArray();
     if (!w || w->size() != 3 || !(*w)[0].isInteger() || !(*w)[1].isInteger() || !(*w)[2].isInteger()) {
-        marqenLog("MarqenPDF: Xref stream W entry is invalid");
+        marqenPDFWarn("MarqenPDF: Xref stream W entry is invalid");
         return false;
     }
     int64_t w0 = (*w)[0].integerValue(), w1 = (*w)[1].integerValue(), w2 = (*w)[2].integerValue();
     if (w0 < 0 || w1 < 0 || w2 < 0 || w0 > 32 || w1 > 32 || w2 > 32 || w0 + w1 + w2 == 0) {
-        marqenLog("MarqenPDF: Xref stream W entry is invalid");
+        marqenPDFWarn("MarqenPDF: Xref stream W entry is invalid");
         return false;
     }
     size_t entryWidth = size_t(w0 + w1 + w2);
@@ -233,14 +233,14 @@ bool MarqenPDF::findObjectsFromXrefStream(const MarqenPDFStream &stream, XrefTab
     } else {
         const MarqenPDFArray *pairs = index.asArray();
         if (!pairs || pairs->size() % 2 != 0) {
-            marqenLog("MarqenPDF: Xref stream Index entry is invalid");
+            marqenPDFWarn("MarqenPDF: Xref stream Index entry is invalid");
             return false;
         }
         for (size_t i = 0; i < pairs->size(); i += 2) {
             MarqenPDFObject first = resolveIndirectReference((*pairs)[i], fromOriginalPDF);
             MarqenPDFObject count = resolveIndirectReference((*pairs)[i + 1], fromOriginalPDF);
             if (!first.isInteger() || !count.isInteger() || first.integerValue() < 0 || count.integerValue() < 0) {
-                marqenLog("MarqenPDF: Xref stream Index entry is invalid");
+                marqenPDFWarn("MarqenPDF: Xref stream Index entry is invalid");
                 return false;
             }
             subsections.emplace_back(first.integerValue(), count.integerValue());
@@ -252,7 +252,7 @@ bool MarqenPDF::findObjectsFromXrefStream(const MarqenPDFStream &stream, XrefTab
     size_t position = 0;
     for (auto [first, count] : subsections) {
         if (uint64_t(count) > (decoded->size() - position) / entryWidth) {
-            marqenLog("MarqenPDF: Xref stream data is shorter than its Index entry");
+            marqenPDFWarn("MarqenPDF: Xref stream data is shorter than its Index entry");
             count = int64_t((decoded->size() - position) / entryWidth);
         }
         if (count > 0 && !growTable(table, uint64_t(first) + uint64_t(count))) return false;
@@ -285,7 +285,7 @@ bool MarqenPDF::readSectionChain(uint64_t start, XrefTable &table, bool fromOrig
     bool first = true;
     for (;;) {
         if (!visited.insert(offset).second) {
-            marqenLog("MarqenPDF: Cross-reference sections loop back to offset " + std::to_string(offset));
+            marqenPDFWarn("MarqenPDF: Cross-reference sections loop back to offset " + std::to_string(offset));
             break;
         }
         MarqenPDFObject prev;
@@ -294,7 +294,7 @@ bool MarqenPDF::readSectionChain(uint64_t start, XrefTable &table, bool fromOrig
             std::optional<MarqenPDFObject> trailer;
             if (trailerOffset != 0) trailer = makeObjectFromOffset(trailerOffset, nullptr);
             if (!trailer || !trailer->asDictionary()) {
-                marqenLog("MarqenPDF: Invalid Prev trailer dictionary");
+                marqenPDFWarn("MarqenPDF: Invalid Prev trailer dictionary");
                 return false;
             }
             const MarqenPDFDictionary &dictionary = *trailer->asDictionary();
@@ -308,7 +308,7 @@ bool MarqenPDF::readSectionChain(uint64_t start, XrefTable &table, bool fromOrig
                 if (hybrid && hybrid->asStream()) {
                     findObjectsFromXrefStream(*hybrid->asStream(), table, fromOriginalPDF);
                 } else {
-                    marqenLog("MarqenPDF: XRefStm entry does not lead to a cross-reference stream");
+                    marqenPDFWarn("MarqenPDF: XRefStm entry does not lead to a cross-reference stream");
                 }
             }
             table.trailers.push_back(dictionary);
@@ -319,10 +319,10 @@ bool MarqenPDF::readSectionChain(uint64_t start, XrefTable &table, bool fromOrig
             const MarqenPDFStream *stream = object ? object->asStream() : nullptr;
             if (!stream) {
                 if (first) {
-                    marqenLog("MarqenPDF: Xref area was not a valid stream");
+                    marqenPDFWarn("MarqenPDF: Xref area was not a valid stream");
                     return false;
                 }
-                marqenLog("MarqenPDF: Prev offset " + std::to_string(offset) +
+                marqenPDFWarn("MarqenPDF: Prev offset " + std::to_string(offset) +
                           " does not lead to a cross-reference section");
                 break;
             }
@@ -338,7 +338,7 @@ bool MarqenPDF::readSectionChain(uint64_t start, XrefTable &table, bool fromOrig
         first = false;
         if (!prev.isInteger()) break;
         if (prev.integerValue() < 0 || uint64_t(prev.integerValue()) >= pdfLength()) {
-            marqenLog("MarqenPDF: Prev offset " + std::to_string(prev.integerValue()) + " is outside of the file");
+            marqenPDFWarn("MarqenPDF: Prev offset " + std::to_string(prev.integerValue()) + " is outside of the file");
             break;
         }
         offset = uint64_t(prev.integerValue());

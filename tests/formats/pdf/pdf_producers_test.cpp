@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 #include "formats/pdf/pdf_test_helpers.h"
 #include "support/test_support.h"
 

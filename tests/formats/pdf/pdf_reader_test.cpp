@@ -2,9 +2,10 @@
 // filters and the refusals that keep hostile files harmless.
 #include <gtest/gtest.h>
 
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 #include "formats/pdf/pdf_file_io.h"
 #include "formats/pdf/pdf_test_helpers.h"
+#include "formats/pdf/pdf_warnings.h"
 #include "support/test_support.h"
 
 namespace marqen {
@@ -164,6 +165,15 @@ std::string objectStreamFile(const std::vector<int> &widths, bool predictor = fa
     size_t objstmOffset = data.size();
     data += "6 0 obj\n<< /Type /ObjStm /N 3 /First " + std::to_string(pairs.size()) + " /Length " +
             std::to_string(objstm.size()) + " >>\nstream\n" + objstm + "\nendstream\nendobj\n";
+    // Without a type field every entry is in use at an offset: objects 2 to 4 then stand in the file
+    // itself (the object stream stays, unreferenced).
+    size_t plainOffsets[3] = {0, 0, 0};
+    if (widths[0] == 0) {
+        for (int i = 0; i < 3; ++i) {
+            plainOffsets[i] = data.size();
+            data += std::to_string(i + 2) + " 0 obj\n" + objects[i] + "\nendobj\n";
+        }
+    }
     size_t contentOffset = data.size();
     data += "5 0 obj\n<< /Length 3 >>\nstream\nq Q\nendstream\nendobj\n";
     size_t xrefOffset = data.size();
@@ -173,6 +183,10 @@ std::string objectStreamFile(const std::vector<int> &widths, bool predictor = fa
     std::vector<std::string> rows = {row(0, 0, 65535), row(1, catalog, 0), row(2, 6, 0),     row(2, 6, 1),
                                      row(2, 6, 2),     row(1, contentOffset, 0), row(1, objstmOffset, 0),
                                      row(1, xrefOffset, 0)};
+    if (widths[0] == 0) {
+        rows[0] = row(0, 0, 0);  // the free head cannot be told apart; offset 0 marks it unused
+        for (int i = 0; i < 3; ++i) rows[size_t(i) + 2] = row(1, plainOffsets[i], 0);
+    }
     std::string table;
     int rowLength = widths[0] + widths[1] + widths[2];
     if (predictor) {
@@ -196,12 +210,19 @@ std::string objectStreamFile(const std::vector<int> &widths, bool predictor = fa
 
 TEST(PDFOpen, CrossReferenceStreamsAndObjectStreams) {
     for (std::vector<int> widths : {std::vector<int>{1, 4, 2}, {1, 2, 1}, {0, 8, 4}, {1, 8, 1}}) {
-        if (widths[0] == 0) continue;  // type 2 entries need a type field
-        auto pdf = open(objectStreamFile(widths));
+        std::string file = objectStreamFile(widths);
+        auto pdf = open(file);
         ASSERT_TRUE(pdf) << widths[0] << widths[1] << widths[2];
         ASSERT_TRUE(pdf->objectXrefStreamInfo());
-        EXPECT_EQ(pdf->objectXrefStreamInfo()->at(3).s, 6u);
-        EXPECT_EQ(pdf->objectXrefStreamInfo()->at(3).x, 1u);
+        if (widths[0] == 0) {
+            // Every entry is type 1 and the 8-byte offsets (high four bytes zero) land on the objects.
+            EXPECT_TRUE(pdf->objectXrefStreamInfo()->empty());
+            EXPECT_EQ(pdf->objectOffsetTable()[4], file.find("4 0 obj\n(inside)"));
+            EXPECT_EQ(pdf->objectOffsetTable()[0], 0u);
+        } else {
+            EXPECT_EQ(pdf->objectXrefStreamInfo()->at(3).s, 6u);
+            EXPECT_EQ(pdf->objectXrefStreamInfo()->at(3).x, 1u);
+        }
         EXPECT_EQ(resolve(*pdf, 4).asString()->string(), "inside");
         EXPECT_EQ(pdf->numberOfPagesInOriginalPDF(), 1u);
         auto box = pdf->inheritedItem("MediaBox", 1, true);
@@ -473,6 +494,81 @@ TEST(PDFHostile, StreamLengthErrors) {
                                "MarqenPDF: Stream has invalid length entry",
                                "MarqenPDF: Object does not have obj token identifier",
                            }));
+}
+
+}  // namespace
+}  // namespace marqen
+
+namespace marqen {
+namespace {
+
+TEST(PDFErrors, AFailedOpenFillsTheErrorWithTheReasonAndEveryWarning) {
+    LogCapture log;
+    MarqenError error;
+    EXPECT_FALSE(MarqenPDF::initWithData(std::string("%PDX-") + std::string(25, ' '), {}, &error));
+    EXPECT_EQ(error.domain, "MarqenPDF");
+    EXPECT_EQ(error.code, -1);
+    EXPECT_EQ(error.localizedDescription(), "MarqenPDF: PDF header does not match");
+    EXPECT_EQ(error.userInfo["warnings"], nlohmann::ordered_json::array({"MarqenPDF: PDF header does not match"}));
+
+    MarqenError missing;
+    EXPECT_FALSE(MarqenPDF::initWithContentsOfFile("/nonexistent/dir/file.pdf", {}, &missing));
+    EXPECT_EQ(missing.domain, "MarqenPDF");
+    EXPECT_FALSE(missing.localizedDescription().empty());
+    // A null error pointer is allowed.
+    EXPECT_FALSE(MarqenPDF::initWithData("short"));
+}
+
+TEST(PDFErrors, AStartxrefThatIsNotANumberFailsTheOpenAtOnce) {
+    std::string data = PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R");
+    size_t at = data.rfind("startxref\n") + 10;
+    data.replace(at, data.find('\n', at) - at, "abc");
+    LogCapture log;
+    MarqenError error;
+    EXPECT_FALSE(MarqenPDF::initWithData(data, {}, &error));
+    EXPECT_EQ(error.localizedDescription(), "MarqenPDF: Offset to xref area was not a number");
+    // Nothing is read at a made-up offset after the failure.
+    EXPECT_EQ(log.lines(), std::vector<std::string>{"MarqenPDF: Offset to xref area was not a number"});
+}
+
+TEST(PDFErrors, EachDocumentKeepsItsOwnRepairsAndSkippedObjects) {
+    // Object 5 is an array with a member that has to be mended.
+    auto builder = PDFBuilder::simpleDocument();
+    builder.object(5, "[1 /A#zz (ok) <4G1>]");
+    std::string data = builder.finishWithTable("/Root 1 0 R");
+    auto damaged = open(data + "\n");
+    auto clean = open(PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R"));
+    ASSERT_TRUE(damaged && clean);
+    LogCapture log;
+    MarqenPDFObject value = resolve(*damaged, 5);
+    ASSERT_TRUE(value.asArray());
+    ASSERT_FALSE(damaged->warnings().empty());
+    EXPECT_EQ(damaged->warnings().back(), log.lines().back());
+    EXPECT_TRUE(log.contains("MarqenPDF: Found invalid hex digit inside hex string"));
+    std::vector<std::string> before = clean->warnings();
+    EXPECT_TRUE(resolve(*clean, 4).asStream());
+    EXPECT_EQ(clean->warnings(), before);
+    EXPECT_TRUE(clean->warnings().empty());
+    // A reference out of range is a skipped object of this document only.
+    size_t count = damaged->warnings().size();
+    EXPECT_TRUE(resolve(*damaged, 999).isNull());
+    ASSERT_EQ(damaged->warnings().size(), count + 1);
+    EXPECT_EQ(damaged->warnings().back(), "MarqenPDF: Indirect reference to object outside of index table range");
+    EXPECT_TRUE(clean->warnings().empty());
+}
+
+TEST(PDFErrors, TheWarningListIsBounded) {
+    std::vector<std::string> sink;
+    {
+        LogCapture log;
+        MarqenPDFWarningScope scope(&sink);
+        for (size_t i = 0; i < MarqenPDFWarningScope::kMaximumKeptWarnings + 50; ++i) marqenPDFWarn("w");
+        EXPECT_EQ(log.lines().size(), MarqenPDFWarningScope::kMaximumKeptWarnings + 50);
+    }
+    ASSERT_EQ(sink.size(), MarqenPDFWarningScope::kMaximumKeptWarnings + 1);
+    EXPECT_EQ(sink.back(), "MarqenPDF: Further warnings were logged but not kept");
+    marqenPDFWarn("outside any scope");
+    EXPECT_EQ(sink.size(), MarqenPDFWarningScope::kMaximumKeptWarnings + 1);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Tokens and values: strings with their escapes, names, numbers, references and the log texts.
 #include <gtest/gtest.h>
 
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 #include "formats/pdf/pdf_lexer.h"
 #include "formats/pdf/pdf_value_parser.h"
 #include "support/test_support.h"

@@ -5,7 +5,7 @@
 #include "dom/bitmap.h"
 #include "dom/layer.h"
 #include "platform/image_io.h"
-#include "platform/pdf_document.h"
+#include "platform/poppler_document.h"
 #include "platform/pdf_drawing.h"
 #include "render/document_images.h"
 #include "render_test_support.h"

@@ -1,6 +1,11 @@
 #pragma once
 // MarqenPDF: a small byte-level PDF reader that finds the cross-reference data, resolves objects lazily,
 // walks the page tree, reads the hidden annotation record, and appends one incremental update.
+//
+// Threads: a MarqenPDF caches what it resolves and is not to be shared across threads; use it from one
+// thread at a time (open another instance on the same file for another thread).
+// Errors: opening returns nullptr and fills the optional MarqenError; every repair and skipped object is
+// logged through CoreMarqenLog and also kept in warnings(), in the order met.
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -49,13 +54,20 @@ public:
     static constexpr uint64_t kObjectInObjectStream = ~uint64_t(0);
     static constexpr const char *kErrorDomain = "MarqenPDF";
 
-    // Opens a PDF held in memory; nothing (with the reason in the log) when it cannot be read.
-    static std::shared_ptr<MarqenPDF> initWithData(std::string data, MarqenPDFOptions options = {});
-    static std::shared_ptr<MarqenPDF> initWithContentsOfFile(const std::string &path, MarqenPDFOptions options = {});
-    static std::shared_ptr<MarqenPDF> initWithContentsOfURL(const std::string &path, MarqenPDFOptions options = {});
+    // Opens a PDF held in memory; nullptr when it cannot be read, with *error (domain "MarqenPDF", code
+    // -1) describing why and its user info holding the "warnings" met on the way.
+    static std::shared_ptr<MarqenPDF> initWithData(std::string data, MarqenPDFOptions options = {},
+                                                   MarqenError *error = nullptr);
+    static std::shared_ptr<MarqenPDF> initWithContentsOfFile(const std::string &path, MarqenPDFOptions options = {},
+                                                             MarqenError *error = nullptr);
+    static std::shared_ptr<MarqenPDF> initWithContentsOfURL(const std::string &path, MarqenPDFOptions options = {},
+                                                            MarqenError *error = nullptr);
     // Opens bytes already held (a mapping, or a buffer the caller filled).
     static std::shared_ptr<MarqenPDF> initWithBytes(std::shared_ptr<const MarqenPDFBytes> bytes,
-                                                    MarqenPDFOptions options = {});
+                                                    MarqenPDFOptions options = {}, MarqenError *error = nullptr);
+
+    // Repairs made and objects skipped while opening and using this document (also logged), oldest first.
+    const std::vector<std::string> &warnings() const { return warnings_; }
 
     std::string_view pdfData() const { return pdfView_; }
     const char *pdfBytes() const { return pdfView_.data(); }
@@ -171,6 +183,7 @@ private:
     std::optional<std::string> richPDFJSON_;
     uint64_t nextAvailableObjectNumber_ = 0;
     bool encrypted_ = false;
+    mutable std::vector<std::string> warnings_;  // filled by const readers too
 
     std::unordered_map<uint64_t, MarqenPDFObject> objectCache_;  // by file offset
     std::unordered_map<uint64_t, ObjectStreamContents> objectStreamCache_;

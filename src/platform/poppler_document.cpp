@@ -1,4 +1,4 @@
-#include "platform/pdf_document.h"
+#include "platform/poppler_document.h"
 
 #include <cairo.h>
 #include <poppler.h>

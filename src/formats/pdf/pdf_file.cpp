@@ -1,10 +1,10 @@
 // Opening a PDF and resolving its objects.
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 
 #include "formats/pdf/pdf_file_io.h"
 #include "formats/pdf/pdf_lexer.h"
 #include "formats/pdf/pdf_value_parser.h"
-#include "foundation/log.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -66,37 +66,64 @@ MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOption
     original_ = current_;
 }
 
+namespace {
+
+// The reason an open failed: the last problem met, with every one of them in the user info.
+bool failOpen(MarqenError *error, const std::vector<std::string> &warnings) {
+    if (!error) return false;
+    std::string reason = warnings.empty() ? "MarqenPDF: The PDF could not be read" : warnings.back();
+    marqenFail(error, MarqenPDF::kErrorDomain, -1, reason);
+    error->userInfo["warnings"] = warnings;
+    return false;
+}
+
+}  // namespace
+
 std::shared_ptr<MarqenPDF> MarqenPDF::initWithBytes(std::shared_ptr<const MarqenPDFBytes> data,
-                                                    MarqenPDFOptions options) {
+                                                    MarqenPDFOptions options, MarqenError *error) {
     std::shared_ptr<MarqenPDF> pdf(new MarqenPDF(std::move(data), options));
-    if (!pdf->open()) return nullptr;
+    MarqenPDFWarningScope scope(&pdf->warnings_);
+    if (!pdf->open()) {
+        failOpen(error, pdf->warnings_);
+        return nullptr;
+    }
     return pdf;
 }
 
-std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOptions options) {
-    return initWithBytes(std::make_shared<const MarqenPDFBytes>(std::move(data)), options);
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOptions options, MarqenError *error) {
+    return initWithBytes(std::make_shared<const MarqenPDFBytes>(std::move(data)), options, error);
 }
 
-std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfFile(const std::string &path, MarqenPDFOptions options) {
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfFile(const std::string &path, MarqenPDFOptions options,
+                                                             MarqenError *error) {
     MarqenPDFSourceFile source;
-    std::shared_ptr<const MarqenPDFBytes> data = MarqenPDFReadFile(path, &source, options.copyFileIntoMemory);
-    if (!data) return nullptr;
-    auto pdf = initWithBytes(std::move(data), options);
+    std::vector<std::string> readWarnings;
+    std::shared_ptr<const MarqenPDFBytes> data;
+    {
+        MarqenPDFWarningScope scope(&readWarnings);
+        data = MarqenPDFReadFile(path, &source, options.copyFileIntoMemory);
+    }
+    if (!data) {
+        failOpen(error, readWarnings);
+        return nullptr;
+    }
+    auto pdf = initWithBytes(std::move(data), options, error);
     if (pdf) pdf->sourceFile_ = std::make_shared<MarqenPDFSourceFile>(std::move(source));
     return pdf;
 }
 
-std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfURL(const std::string &path, MarqenPDFOptions options) {
-    return initWithContentsOfFile(path, options);
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfURL(const std::string &path, MarqenPDFOptions options,
+                                                            MarqenError *error) {
+    return initWithContentsOfFile(path, options, error);
 }
 
 bool MarqenPDF::open() {
     if (pdfLength() < 30) {
-        marqenLog("MarqenPDF: PDF file length is too small");
+        marqenPDFWarn("MarqenPDF: PDF file length is too small");
         return false;
     }
     if (pdfData().compare(0, 5, "%PDF-") != 0) {
-        marqenLog("MarqenPDF: PDF header does not match");
+        marqenPDFWarn("MarqenPDF: PDF header does not match");
         return false;
     }
     if (!determineXrefOffset()) return false;
@@ -107,16 +134,16 @@ bool MarqenPDF::open() {
     const MarqenPDFObject *rootEntry = trailer.objectForKey("Root");
     if (current_->firstIsStream) {
         if (!rootEntry) {
-            marqenLog("MarqenPDF: Xref stream area did not have Root reference");
+            marqenPDFWarn("MarqenPDF: Xref stream area did not have Root reference");
             return false;
         }
         if (!rootEntry->asReference()) {
-            marqenLog("MarqenPDF: Xref stream area did not have Root indirect reference");
+            marqenPDFWarn("MarqenPDF: Xref stream area did not have Root indirect reference");
             return false;
         }
     }
     if (!rootEntry || !verifyRootDictionary(resolveIndirectReference(*rootEntry, false), true)) {
-        marqenLog("MarqenPDF: Could not locate PDF root");
+        marqenPDFWarn("MarqenPDF: Could not locate PDF root");
         return false;
     }
     encrypted_ = trailer.objectForKey("Encrypt") != nullptr;
@@ -129,7 +156,7 @@ bool MarqenPDF::open() {
             original_ = original;
             fixBadPFDFileXrefOffsets(*original_);
         } else {
-            marqenLog("MarqenPDF: Could not read the cross-reference data of the original PDF");
+            marqenPDFWarn("MarqenPDF: Could not read the cross-reference data of the original PDF");
             return false;
         }
     }
@@ -139,7 +166,7 @@ bool MarqenPDF::open() {
         const MarqenPDFObject *size = section.objectForKey("Size");
         MarqenPDFObject value = size ? resolveIndirectReference(*size, true) : MarqenPDFObject();
         if (!value.isNumber()) {
-            marqenLog("MarqenPDF: Trailer/xref stream info area does not contain a Size entry");
+            marqenPDFWarn("MarqenPDF: Trailer/xref stream info area does not contain a Size entry");
             return false;
         }
         if (value.integerValue() > 0) next = std::max(next, uint64_t(value.integerValue()));
@@ -167,7 +194,7 @@ bool MarqenPDF::verifyRootDictionary(const MarqenPDFObject &root, bool readHidde
             if (size.integerValue() > 0 && uint64_t(size.integerValue()) < pdfLength()) {
                 originalEOF_ = uint64_t(size.integerValue());
             } else {
-                marqenLog("MarqenPDF: OriginalPdfSize " + std::to_string(size.integerValue()) +
+                marqenPDFWarn("MarqenPDF: OriginalPdfSize " + std::to_string(size.integerValue()) +
                           " is outside of the file");
             }
         }
@@ -192,6 +219,7 @@ std::string_view MarqenPDF::tokenFromOffset(uint64_t offset, std::string_view bu
 }
 
 std::optional<MarqenPDFObject> MarqenPDF::makeObjectFromOffset(uint64_t offset, size_t *nextTokenOffset) const {
+    MarqenPDFWarningScope scope(&warnings_);
     return makeObjectFromOffset(offset, pdfData(), nextTokenOffset);
 }
 
@@ -204,9 +232,10 @@ std::optional<MarqenPDFObject> MarqenPDF::makeObjectFromOffset(uint64_t offset, 
 MarqenPDFObject MarqenPDF::resolveIndirectReference(const MarqenPDFObject &value, bool fromOriginalPDF) {
     const MarqenPDFIndirectReference *reference = value.asReference();
     if (!reference) return value;
+    MarqenPDFWarningScope scope(&warnings_);
     XrefTable &entries = table(fromOriginalPDF);
     if (reference->objectNumber >= entries.offsets.size()) {
-        marqenLog("MarqenPDF: Indirect reference to object outside of index table range");
+        marqenPDFWarn("MarqenPDF: Indirect reference to object outside of index table range");
         return MarqenPDFObject();
     }
     uint64_t slot = entries.offsets[reference->objectNumber];
@@ -216,17 +245,18 @@ MarqenPDFObject MarqenPDF::resolveIndirectReference(const MarqenPDFObject &value
 }
 
 std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offset, bool fromOriginalPDF) {
+    MarqenPDFWarningScope scope(&warnings_);
     if (offset >= pdfLength()) {
-        marqenLog("MarqenPDF: Object offset " + std::to_string(offset) + " is outside of the file");
+        marqenPDFWarn("MarqenPDF: Object offset " + std::to_string(offset) + " is outside of the file");
         return std::nullopt;
     }
     if (auto cached = objectCache_.find(offset); cached != objectCache_.end()) return cached->second;
     if (resolving_.count(offset)) {
-        marqenLog("MarqenPDF: Object at offset " + std::to_string(offset) + " refers to itself");
+        marqenPDFWarn("MarqenPDF: Object at offset " + std::to_string(offset) + " refers to itself");
         return std::nullopt;
     }
     if (resolveDepth_ >= kMaximumResolveDepth) {
-        marqenLog("MarqenPDF: Object references nest too deeply");
+        marqenPDFWarn("MarqenPDF: Object references nest too deeply");
         return std::nullopt;
     }
     struct Guard {
@@ -246,16 +276,16 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
     size_t next = 0;
     std::string_view number = tokenFromOffset(offset, &next);
     if (!isTokenNumeric(number) || hasDecimalPoint(number)) {
-        marqenLog("MarqenPDF: PDF Object did not start with an object number");
+        marqenPDFWarn("MarqenPDF: PDF Object did not start with an object number");
         return std::nullopt;
     }
     std::string_view generation = tokenFromOffset(next, &next);
     if (!isTokenNumeric(generation) || hasDecimalPoint(generation)) {
-        marqenLog("MarqenPDF: PDF Object did not have a generation number");
+        marqenPDFWarn("MarqenPDF: PDF Object did not have a generation number");
         return std::nullopt;
     }
     if (tokenFromOffset(next, &next) != "obj") {
-        marqenLog("MarqenPDF: Object does not have obj token identifier");
+        marqenPDFWarn("MarqenPDF: Object does not have obj token identifier");
         return std::nullopt;
     }
     std::optional<MarqenPDFObject> value = makeObjectFromOffset(next, &next);
@@ -270,16 +300,16 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
             MarqenPDFObject length = lengthEntry ? resolveIndirectReference(*lengthEntry, fromOriginalPDF)
                                                  : MarqenPDFObject();
             if (!length.isNumber() || length.integerValue() < 0) {
-                marqenLog("MarqenPDF: Stream has invalid length entry");
+                marqenPDFWarn("MarqenPDF: Stream has invalid length entry");
                 return std::nullopt;
             }
             uint64_t dataLength = uint64_t(length.integerValue());
             if (dataStart > data.size() || dataLength > data.size() - dataStart) {
-                marqenLog("MarqenPDF: Stream length runs past the end of the file");
+                marqenPDFWarn("MarqenPDF: Stream length runs past the end of the file");
                 return std::nullopt;
             }
             if (tokenFromOffset(dataStart + dataLength, nullptr) != "endstream") {
-                marqenLog("MarqenPDF: Stream did not end with endstream token");
+                marqenPDFWarn("MarqenPDF: Stream did not end with endstream token");
                 return std::nullopt;
             }
             value = MarqenPDFObject(std::make_shared<const MarqenPDFStream>(
@@ -296,7 +326,7 @@ MarqenPDF::ObjectStreamContents *MarqenPDF::objectStreamAtOffset(uint64_t offset
     // A stream's own entries may live in another object stream, whose entries live in a third, and so
     // on: the chain counts against the same depth as nested references.
     if (resolveDepth_ >= kMaximumResolveDepth) {
-        marqenLog("MarqenPDF: Object references nest too deeply");
+        marqenPDFWarn("MarqenPDF: Object references nest too deeply");
         return nullptr;
     }
     struct Depth {
@@ -308,7 +338,7 @@ MarqenPDF::ObjectStreamContents *MarqenPDF::objectStreamAtOffset(uint64_t offset
     std::optional<MarqenPDFObject> object = resolveObjectFromOffset(offset, fromOriginalPDF);
     std::shared_ptr<const MarqenPDFStream> stream = object ? object->streamPointer() : nullptr;
     if (!stream) {
-        marqenLog("MarqenPDF: Object stream reference does not refer to an actual stream");
+        marqenPDFWarn("MarqenPDF: Object stream reference does not refer to an actual stream");
         return nullptr;
     }
     const MarqenPDFDictionary &info = stream->streamInfo();
@@ -317,23 +347,23 @@ MarqenPDF::ObjectStreamContents *MarqenPDF::objectStreamAtOffset(uint64_t offset
         return value ? resolveIndirectReference(*value, fromOriginalPDF) : MarqenPDFObject();
     };
     if (!entry("Type").isName("ObjStm")) {
-        marqenLog("MarqenPDF: Object stream is of improper type");
+        marqenPDFWarn("MarqenPDF: Object stream is of improper type");
         return nullptr;
     }
     MarqenPDFObject count = entry("N");
     if (!count.isNumber() || count.integerValue() < 0) {
-        marqenLog("MarqenPDF: Object count is missing or invalid");
+        marqenPDFWarn("MarqenPDF: Object count is missing or invalid");
         return nullptr;
     }
     MarqenPDFObject first = entry("First");
     if (!first.isNumber() || first.integerValue() < 0) {
-        marqenLog("MarqenPDF: Object stream First is missing or invalid");
+        marqenPDFWarn("MarqenPDF: Object stream First is missing or invalid");
         return nullptr;
     }
     const std::string *decoded = stream->stream();
     if (!decoded) return nullptr;
     if (uint64_t(first.integerValue()) >= decoded->size()) {
-        marqenLog("MarqenPDF: Object stream First entry is out of bounds");
+        marqenPDFWarn("MarqenPDF: Object stream First entry is out of bounds");
         return nullptr;
     }
     contents.count = uint64_t(count.integerValue());
@@ -347,13 +377,13 @@ MarqenPDF::ObjectStreamContents *MarqenPDF::objectStreamAtOffset(uint64_t offset
         std::string_view objectNumber = pdf_lexer::tokenFromOffset(header, position, &position);
         std::string_view relative = pdf_lexer::tokenFromOffset(header, position, &position);
         if (!isTokenNumeric(objectNumber) || hasDecimalPoint(objectNumber)) {
-            marqenLog("MarqenPDF: Object stream object number is not a number");
+            marqenPDFWarn("MarqenPDF: Object stream object number is not a number");
             contents.offsets.push_back(std::nullopt);
             continue;
         }
         auto value = integerFromToken(relative);
         if (!isTokenNumeric(relative) || hasDecimalPoint(relative) || !value || *value < 0) {
-            marqenLog("MarqenPDF: Object stream object offset is not a number");
+            marqenPDFWarn("MarqenPDF: Object stream object offset is not a number");
             contents.offsets.push_back(std::nullopt);
             continue;
         }
@@ -368,12 +398,12 @@ MarqenPDFObject MarqenPDF::objectFromObjectStream(uint64_t objectNumber, XrefTab
     if (location == entries.streamInfo.end()) return MarqenPDFObject();
     auto [streamNumber, index] = location->second;
     if (streamNumber >= entries.offsets.size()) {
-        marqenLog("MarqenPDF: Indirect reference to object outside of index table range");
+        marqenPDFWarn("MarqenPDF: Indirect reference to object outside of index table range");
         return MarqenPDFObject();
     }
     uint64_t streamOffset = entries.offsets[streamNumber];
     if (streamOffset == kObjectInObjectStream) {
-        marqenLog("MarqenPDF: Object stream cannot reside inside another object stream");
+        marqenPDFWarn("MarqenPDF: Object stream cannot reside inside another object stream");
         return MarqenPDFObject();
     }
     if (streamOffset == 0) return MarqenPDFObject();
@@ -383,14 +413,14 @@ MarqenPDFObject MarqenPDF::objectFromObjectStream(uint64_t objectNumber, XrefTab
     ObjectStreamContents *contents = objectStreamAtOffset(streamOffset, fromOriginalPDF);
     if (!contents) return MarqenPDFObject();
     if (index >= contents->count) {
-        marqenLog("MarqenPDF: Object index is out of bounds");
+        marqenPDFWarn("MarqenPDF: Object index is out of bounds");
         return MarqenPDFObject();
     }
     if (index >= contents->offsets.size() || !contents->offsets[size_t(index)]) return MarqenPDFObject();
     const std::string &decoded = *contents->stream->stream();
     uint64_t start = contents->first + *contents->offsets[size_t(index)];
     if (start >= decoded.size()) {
-        marqenLog("MarqenPDF: Object stream object offset is outside of the stream");
+        marqenPDFWarn("MarqenPDF: Object stream object offset is outside of the stream");
         return MarqenPDFObject();
     }
     MarqenPDFObject value = makeObjectFromOffset(start, decoded, nullptr).value_or(MarqenPDFObject());
@@ -399,6 +429,7 @@ MarqenPDFObject MarqenPDF::objectFromObjectStream(uint64_t objectNumber, XrefTab
 }
 
 std::optional<uint64_t> MarqenPDF::originalXrefOffset() {
+    MarqenPDFWarningScope scope(&warnings_);
     if (!isRichPDF()) return xrefOffset_;
     return untouchedXrefOffset();
 }
