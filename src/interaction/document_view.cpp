@@ -9,6 +9,7 @@
 #include "dom/line.h"
 #include "dom/rectangle.h"
 #include "dom/stamp.h"
+#include "dom/two_point_vector.h"
 #include "dom/vector.h"
 #include "editing/tools_model.h"
 #include "foundation/geometry_functions.h"
@@ -122,6 +123,7 @@ void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
     movedBy_ = CGPoint{0, 0};
 
     MarqenToolID tool = tools_ ? tools_->currentTool().toolID() : MarqenToolIDArrow;
+    if (beginHandleDrag(event.location)) return;
     if (tool == MarqenToolIDPan) {
         gesture_ = Gesture::Panning;
         setCursor("grabbing");
@@ -204,6 +206,139 @@ void MarqenDocumentView::beginDrawing(CGPoint modelPoint, const MarqenPointerEve
     redrawAll();
 }
 
+namespace {
+
+bool isBoxShape(const MarqenDOMElement &element) {
+    return dynamic_cast<const MarqenDOMRectangle *>(&element) || dynamic_cast<const MarqenDOMEllipse *>(&element);
+}
+
+CGRect handleRect(CGPoint center) {
+    constexpr CGFloat half = MarqenDocumentView::kHandleSize / 2;
+    return CGRectMake(center.x - half, center.y - half, MarqenDocumentView::kHandleSize, MarqenDocumentView::kHandleSize);
+}
+
+// The point of a resize handle on a rectangle.
+CGPoint boxHandlePoint(CGRect box, MarqenHandleKind kind) {
+    CGFloat minX = CGRectGetMinX(box), midX = CGRectGetMidX(box), maxX = CGRectGetMaxX(box);
+    CGFloat minY = CGRectGetMinY(box), midY = CGRectGetMidY(box), maxY = CGRectGetMaxY(box);
+    switch (kind) {
+        case MarqenHandleKind::TopLeft: return {minX, minY};
+        case MarqenHandleKind::Top: return {midX, minY};
+        case MarqenHandleKind::TopRight: return {maxX, minY};
+        case MarqenHandleKind::Right: return {maxX, midY};
+        case MarqenHandleKind::BottomRight: return {maxX, maxY};
+        case MarqenHandleKind::Bottom: return {midX, maxY};
+        case MarqenHandleKind::BottomLeft: return {minX, maxY};
+        case MarqenHandleKind::Left: return {minX, midY};
+        default: return {midX, midY};
+    }
+}
+
+constexpr MarqenHandleKind kBoxHandles[] = {MarqenHandleKind::TopLeft,     MarqenHandleKind::Top,
+                                            MarqenHandleKind::TopRight,    MarqenHandleKind::Right,
+                                            MarqenHandleKind::BottomRight, MarqenHandleKind::Bottom,
+                                            MarqenHandleKind::BottomLeft,  MarqenHandleKind::Left};
+
+// The shape's own box: its outline without the stroke (the vertices of a rectangle, the ellipse's rectangle).
+CGRect shapeBox(const MarqenDOMElement &element) {
+    if (auto vector = dynamic_cast<const MarqenDOMVector *>(&element); vector && vector->bezierPath())
+        return vector->bezierPath()->bounds();
+    return element.contentBounds();
+}
+
+}  // namespace
+
+std::vector<MarqenHandle> MarqenDocumentView::handles() const {
+    std::vector<MarqenHandle> result;
+    if (gesture_ != Gesture::None || selection_.size() != 1) return result;
+    const auto &element = selection_.front();
+    CGAffineTransform toView = modelToViewTransform();
+    if (auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(element)) {
+        result.push_back({MarqenHandleKind::StartPoint, handleRect(CGPointApplyAffineTransform(twoPoint->startPoint(), toView))});
+        result.push_back({MarqenHandleKind::EndPoint, handleRect(CGPointApplyAffineTransform(twoPoint->endPoint(), toView))});
+    } else if (isBoxShape(*element)) {
+        CGRect box = CGRectApplyAffineTransform(shapeBox(*element), toView);
+        for (MarqenHandleKind kind : kBoxHandles) result.push_back({kind, handleRect(boxHandlePoint(box, kind))});
+    }
+    return result;
+}
+
+bool MarqenDocumentView::beginHandleDrag(CGPoint viewPoint) {
+    auto list = handles();
+    // Later handles are drawn on top: the end point wins over the start point of a very short line.
+    for (auto it = list.rbegin(); it != list.rend(); ++it) {
+        if (!CGRectContainsPoint(it->viewRect, viewPoint)) continue;
+        handleKind_ = it->kind;
+        savedGeometry_ = selection_.front()->elementGeometry();
+        savedBounds_ = shapeBox(*selection_.front());
+        if (!savedGeometry_.has_value()) return false;
+        if (auto undo = undoManager()) undo->disableUndoRegistration();
+        gesture_ = Gesture::Handle;
+        setCursor("crosshair");
+        return true;
+    }
+    return false;
+}
+
+void MarqenDocumentView::dragHandle(CGPoint modelPoint, bool shift) {
+    if (selection_.size() != 1) return;
+    const auto &element = selection_.front();
+    if (auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(element)) {
+        twoPoint->setSnap(shift);
+        if (handleKind_ == MarqenHandleKind::StartPoint)
+            twoPoint->setStartPoint(modelPoint);
+        else
+            twoPoint->setEndPoint(modelPoint);
+        return;
+    }
+    // Resize from the saved shape each time, so that rounding never accumulates; the opposite side stays.
+    CGRect box = savedBounds_;
+    if (box.size.width <= 0 || box.size.height <= 0) return;
+    CGFloat minX = CGRectGetMinX(box), maxX = CGRectGetMaxX(box), minY = CGRectGetMinY(box), maxY = CGRectGetMaxY(box);
+    bool left = handleKind_ == MarqenHandleKind::TopLeft || handleKind_ == MarqenHandleKind::Left ||
+                handleKind_ == MarqenHandleKind::BottomLeft;
+    bool right = handleKind_ == MarqenHandleKind::TopRight || handleKind_ == MarqenHandleKind::Right ||
+                 handleKind_ == MarqenHandleKind::BottomRight;
+    bool top = handleKind_ == MarqenHandleKind::TopLeft || handleKind_ == MarqenHandleKind::Top ||
+               handleKind_ == MarqenHandleKind::TopRight;
+    bool bottom = handleKind_ == MarqenHandleKind::BottomLeft || handleKind_ == MarqenHandleKind::Bottom ||
+                  handleKind_ == MarqenHandleKind::BottomRight;
+    constexpr CGFloat minimum = 1;
+    CGFloat newMinX = left ? std::min(modelPoint.x, maxX - minimum) : minX;
+    CGFloat newMaxX = right ? std::max(modelPoint.x, minX + minimum) : maxX;
+    CGFloat newMinY = top ? std::min(modelPoint.y, maxY - minimum) : minY;
+    CGFloat newMaxY = bottom ? std::max(modelPoint.y, minY + minimum) : maxY;
+    CGSize factors{(newMaxX - newMinX) / box.size.width, (newMaxY - newMinY) / box.size.height};
+    if (shift && (left || right) && (top || bottom)) factors.width = factors.height = std::max(factors.width, factors.height);
+    CGPoint anchor{left ? maxX : minX, top ? maxY : minY};
+    element->setElementGeometry(savedGeometry_);
+    element->scale(factors, anchor);
+}
+
+void MarqenDocumentView::finishHandleDrag() {
+    gesture_ = Gesture::None;
+    if (selection_.size() != 1) return;
+    const auto &element = selection_.front();
+    UndoManager *undo = undoManager();
+    std::any final = element->elementGeometry();
+    auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(element);
+    auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(element);
+    if (twoPoint) twoPoint->setSnap(false);
+    // Back to where the drag began without undo, then the final shape as one undoable change. The final
+    // points passed the arrow's length guard while dragging, so the guard stays out of the way here.
+    if (arrow) arrow->setIgnoreMinimumConstraints(true);
+    element->setElementGeometry(savedGeometry_);
+    if (undo) undo->enableUndoRegistration();
+    {
+        UndoGroupScope group(undo);
+        element->setElementGeometry(final);
+        std::string name = arrow ? "Arrow Endpoint" : twoPoint ? "Line Endpoint" : "Resize";
+        if (undo) undo->setActionName(MarqenLocalizedString(name));
+    }
+    if (arrow) arrow->setIgnoreMinimumConstraints(false);
+    savedGeometry_.reset();
+}
+
 void MarqenDocumentView::pointerMoved(const MarqenPointerEvent &event) {
     if (gesture_ == Gesture::None || !isUsablePoint(event.location)) return;
     CGPoint modelPoint = modelPointForViewPoint(event.location);
@@ -224,6 +359,7 @@ void MarqenDocumentView::pointerMoved(const MarqenPointerEvent &event) {
             movedBy_ = CGPoint{movedBy_.x + delta.x, movedBy_.y + delta.y};
             break;
         }
+        case Gesture::Handle: dragHandle(modelPoint, event.modifiers & MarqenModifierShift); break;
         case Gesture::Panning:
             setPan(CGPoint{pan_.x + event.location.x - lastViewPoint_.x, pan_.y + event.location.y - lastViewPoint_.y});
             break;
@@ -241,6 +377,10 @@ void MarqenDocumentView::pointerReleased(const MarqenPointerEvent &event) {
     CGPoint modelPoint = isUsablePoint(event.location) ? modelPointForViewPoint(event.location) : lastModelPoint_;
     switch (gesture_) {
         case Gesture::Drawing: finishDrawing(modelPoint, event); break;
+        case Gesture::Handle:
+            if (isUsablePoint(event.location)) dragHandle(modelPoint, event.modifiers & MarqenModifierShift);
+            finishHandleDrag();
+            break;
         case Gesture::Moving: {
             if (isUsablePoint(event.location)) {
                 CGPoint delta{modelPoint.x - lastModelPoint_.x, modelPoint.y - lastModelPoint_.y};
@@ -292,6 +432,13 @@ void MarqenDocumentView::cancelGesture() {
         if (auto undo = undoManager()) undo->enableUndoRegistration();
     } else if (gesture_ == Gesture::Moving) {
         for (const auto &element : selection_) element->translate(CGPoint{-movedBy_.x, -movedBy_.y});
+        if (auto undo = undoManager()) undo->enableUndoRegistration();
+    } else if (gesture_ == Gesture::Handle && selection_.size() == 1) {
+        auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(selection_.front());
+        if (arrow) arrow->setIgnoreMinimumConstraints(true);
+        selection_.front()->setElementGeometry(savedGeometry_);
+        if (arrow) arrow->setIgnoreMinimumConstraints(false);
+        if (auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(selection_.front())) twoPoint->setSnap(false);
         if (auto undo = undoManager()) undo->enableUndoRegistration();
     }
     gesture_ = Gesture::None;

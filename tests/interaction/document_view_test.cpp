@@ -309,3 +309,103 @@ TEST_F(DocumentViewTest, StrangeEventSequencesChangeNothing) {
     EXPECT_TRUE(undo->isUndoRegistrationEnabled());
     expectUndoRedoRoundTrip();
 }
+
+namespace {
+CGPoint handleCenter(const std::vector<MarqenHandle> &handles, MarqenHandleKind kind) {
+    for (const auto &handle : handles)
+        if (handle.kind == kind) return {CGRectGetMidX(handle.viewRect), CGRectGetMidY(handle.viewRect)};
+    ADD_FAILURE() << "no such handle";
+    return {};
+}
+}  // namespace
+
+TEST_F(DocumentViewTest, LineEndPointHandleIsOneUndoableChange) {
+    tool(MarqenToolIDLine);
+    drag({100, 100}, {300, 100});
+    auto line = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(document->annotationLayer()->childAtIndex(0));
+    ASSERT_TRUE(line);
+    std::string drawn = json();
+    auto handles = view.handles();
+    ASSERT_EQ(handles.size(), 2u);
+    EXPECT_EQ(handles[1].viewRect.size.width, MarqenDocumentView::kHandleSize);
+    view.setZoom(3);
+    handles = view.handles();
+    EXPECT_EQ(handles[1].viewRect.size.width, MarqenDocumentView::kHandleSize);  // the same size at any zoom
+    view.setZoom(1);
+
+    CGPoint end = handleCenter(view.handles(), MarqenHandleKind::EndPoint);
+    EXPECT_DOUBLE_EQ(end.x, 300);
+    view.pointerPressed(at(end.x, end.y));
+    view.pointerMoved(at(300, 200));
+    EXPECT_TRUE(view.handles().empty());  // hidden while the drag runs
+    EXPECT_FALSE(undo->isUndoRegistrationEnabled());
+    view.pointerMoved(at(320, 260));
+    view.pointerReleased(at(320, 260));
+    EXPECT_EQ(line->endPoint(), (CGPoint{320, 260}));
+    EXPECT_EQ(line->startPoint(), (CGPoint{100, 100}));
+    EXPECT_EQ(annotations(), 1u);
+    EXPECT_EQ(undo->undoCount(), 2u);
+    EXPECT_EQ(undo->undoActionName(), "Line Endpoint");
+    EXPECT_TRUE(undo->isUndoRegistrationEnabled());
+    std::string edited = json();
+    view.undo();
+    EXPECT_EQ(json(), drawn);
+    view.redo();
+    EXPECT_EQ(json(), edited);
+}
+
+TEST_F(DocumentViewTest, ArrowEndPointHandleSnapsWithShiftAndKeepsItsMinimumLength) {
+    drag({100, 100}, {300, 100});
+    auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(document->annotationLayer()->childAtIndex(0));
+    ASSERT_TRUE(arrow);
+    CGPoint tip = arrow->endPoint();
+    CGPoint handle = handleCenter(view.handles(), MarqenHandleKind::EndPoint);
+    EXPECT_DOUBLE_EQ(handle.x, tip.x);
+    view.pointerPressed(at(handle.x, handle.y));
+    view.pointerMoved(at(290, 270, MarqenModifierShift));
+    view.pointerReleased(at(290, 270, MarqenModifierShift));
+    CGPoint start = arrow->startPoint(), end = arrow->endPoint();
+    double angle = std::atan2(end.y - start.y, end.x - start.x) * 180 / M_PI;
+    EXPECT_NEAR(std::remainder(angle, 45.0), 0, 1e-9) << angle;
+    EXPECT_FALSE(arrow->snap());
+    EXPECT_EQ(undo->undoActionName(), "Arrow Endpoint");
+
+    // Dragging the tip to 5 units from the tail is refused by the arrow.
+    CGPoint before = arrow->endPoint();
+    handle = handleCenter(view.handles(), MarqenHandleKind::EndPoint);
+    view.pointerPressed(at(handle.x, handle.y));
+    view.pointerMoved(at(start.x + 5, start.y));
+    view.pointerReleased(at(start.x + 5, start.y));
+    EXPECT_EQ(arrow->endPoint(), before);
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, ResizeHandlesKeepTheOppositeSide) {
+    tool(MarqenToolIDRectangle);
+    drag({100, 100}, {300, 250});
+    auto rectangle = std::dynamic_pointer_cast<MarqenDOMRectangle>(document->annotationLayer()->childAtIndex(0));
+    ASSERT_TRUE(rectangle);
+    ASSERT_EQ(view.handles().size(), 8u);
+    CGPoint corner = handleCenter(view.handles(), MarqenHandleKind::BottomRight);
+    EXPECT_DOUBLE_EQ(corner.x, 300);
+    EXPECT_DOUBLE_EQ(corner.y, 250);
+    view.pointerPressed(at(corner.x, corner.y));
+    view.pointerMoved(at(350, 280));
+    view.pointerMoved(at(400, 300));
+    view.pointerReleased(at(400, 300));
+    CGRect box = rectangle->bezierPath()->bounds();
+    EXPECT_NEAR(CGRectGetMinX(box), 100, 1e-6);
+    EXPECT_NEAR(CGRectGetMinY(box), 100, 1e-6);
+    EXPECT_NEAR(CGRectGetMaxX(box), 400, 1e-6);
+    EXPECT_NEAR(CGRectGetMaxY(box), 300, 1e-6);
+    EXPECT_EQ(undo->undoActionName(), "Resize");
+    EXPECT_EQ(undo->undoCount(), 2u);
+
+    CGPoint left = handleCenter(view.handles(), MarqenHandleKind::Left);
+    drag(left, {150, left.y});
+    box = rectangle->bezierPath()->bounds();
+    EXPECT_NEAR(CGRectGetMinX(box), 150, 1e-6);
+    EXPECT_NEAR(CGRectGetMaxX(box), 400, 1e-6);
+    EXPECT_NEAR(CGRectGetMaxY(box), 300, 1e-6);
+    expectUndoRedoRoundTrip();
+}

@@ -3,6 +3,7 @@
 // and the gestures that turn pointer and key input into undoable edits of the page. It tells its host what
 // to redraw and which cursor to show through callbacks. Main thread only; the page, the tools model and the
 // preferences must outlive the view.
+#include <any>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,6 +22,26 @@ namespace marqen {
 class MarqenToolsModel;
 class MarqenPreferences;
 
+// The handles a single selected element shows. End points belong to lines and arrows; the eight resize
+// handles to rectangles and ellipses (Top/Bottom/Left/Right name the side they move).
+enum class MarqenHandleKind {
+    StartPoint,
+    EndPoint,
+    TopLeft,
+    Top,
+    TopRight,
+    Right,
+    BottomRight,
+    Bottom,
+    BottomLeft,
+    Left,
+};
+
+struct MarqenHandle {
+    MarqenHandleKind kind;
+    CGRect viewRect;  // a square of kHandleSize view pixels centred on the handle's point
+};
+
 class MARQEN_EXPORT MarqenDocumentView {
 public:
     struct Delegate {
@@ -35,6 +56,8 @@ public:
     static constexpr CGFloat kMaximumZoom = 64.0;
     // The hit slop around thin strokes, in view pixels.
     static constexpr CGFloat kHitSlop = 6.0;
+    // Handles keep this size in view pixels at any zoom.
+    static constexpr CGFloat kHandleSize = 10.0;
 
     MarqenDocumentView(std::shared_ptr<MarqenDOMDocument> document, MarqenToolsModel *tools,
                        MarqenPreferences *preferences);
@@ -75,6 +98,9 @@ public:
     // The topmost annotation (not the background) under a view point, within the hit slop.
     std::shared_ptr<MarqenDOMElement> elementAtViewPoint(CGPoint point) const;
 
+    // The handles of the one selected element; none while a gesture runs or with another selection.
+    std::vector<MarqenHandle> handles() const;
+
     // Input. Events that make no sense in the current state (a release without a press, a move after the
     // gesture ended, a non-finite location) are ignored.
     void pointerPressed(const MarqenPointerEvent &event);
@@ -91,7 +117,10 @@ public:
     void redo();
 
 private:
-    enum class Gesture { None, Drawing, Moving, Panning };
+    enum class Gesture { None, Drawing, Moving, Panning, Handle };
+    bool beginHandleDrag(CGPoint viewPoint);
+    void dragHandle(CGPoint modelPoint, bool shift);
+    void finishHandleDrag();
     void beginDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
     void finishDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
     void cancelGesture();
@@ -115,6 +144,9 @@ private:
     Gesture gesture_ = Gesture::None;
     std::shared_ptr<MarqenDOMElement> drawing_;
     std::string drawingActionName_;
+    MarqenHandleKind handleKind_ = MarqenHandleKind::EndPoint;
+    std::any savedGeometry_;
+    CGRect savedBounds_{};
     CGPoint gestureStart_{}, lastModelPoint_{}, lastViewPoint_{}, movedBy_{};
     double lastTimestamp_ = 0;
     std::string cursor_ = "default";
