@@ -2,11 +2,11 @@
 #include <fstream>
 
 #include "formats/composition_bundle.h"
-#include "formats/pdf/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
 #include "formats/rich_image/composition_png_codec.h"
 #include "foundation/log.h"
 #include "foundation/uuid.h"
-#include "platform/pdf_document.h"
+#include "platform/poppler_document.h"
 
 namespace marqen {
 

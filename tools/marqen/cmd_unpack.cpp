@@ -7,7 +7,7 @@
 #include "formats/rich_image/composition_png_codec.h"
 #include "formats/rich_image/rich_image_plain_copy.h"
 #include "platform/image_io.h"
-#include "platform/pdf_document.h"
+#include "platform/poppler_document.h"
 
 namespace marqen::cli {
 namespace {

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "formats/composition_bundle.h"
-#include "formats/pdf/pdf_document.h"
-#include "platform/pdf_document.h"
+#include "formats/pdf/pdf_file.h"
+#include "platform/poppler_document.h"
 #include "support/test_support.h"
 
 using namespace marqen;
