@@ -9,6 +9,7 @@
 #include "dom/line.h"
 #include "dom/rectangle.h"
 #include "dom/stamp.h"
+#include "dom/text.h"
 #include "dom/two_point_vector.h"
 #include "dom/vector.h"
 #include "editing/tools_model.h"
@@ -481,6 +482,68 @@ void MarqenDocumentView::translateSelection(CGPoint delta, const std::string &ac
     }
     if (undo) undo->setActionName(MarqenLocalizedString(actionName));
     redrawAll();
+}
+
+std::optional<MarqenDOMColor> MarqenDocumentView::singleColorForSelectedElements() const {
+    std::optional<MarqenDOMColor> shared;
+    for (const auto &element : selection_) {
+        if (std::dynamic_pointer_cast<MarqenDOMStamp>(element)) continue;
+        const auto &color = element->toolColor();
+        if (!color || (shared && !(*shared == *color))) return std::nullopt;
+        shared = color;
+    }
+    return shared;
+}
+
+std::optional<CGFloat> MarqenDocumentView::singleToolSizeForSelectedElements() const {
+    std::optional<CGFloat> shared;
+    for (const auto &element : selection_) {
+        if (std::dynamic_pointer_cast<MarqenDOMStamp>(element)) continue;
+        CGFloat size = element->toolSizeRelative();
+        if (shared && *shared != size) return std::nullopt;
+        shared = size;
+    }
+    return shared;
+}
+
+void MarqenDocumentView::editSelection(const std::string &actionName,
+                                       const std::function<void(MarqenDOMElement &)> &edit) {
+    if (selection_.empty() || gesture_ != Gesture::None) return;
+    UndoManager *undo = undoManager();
+    {
+        UndoGroupScope group(undo);
+        for (const auto &element : selection_) edit(*element);
+        if (undo) undo->setActionName(MarqenLocalizedString(actionName));
+    }
+    redrawAll();
+}
+
+void MarqenDocumentView::setToolColorForSelectedElements(const MarqenDOMColor &color) {
+    editSelection("Color Change", [&](MarqenDOMElement &element) {
+        if (dynamic_cast<MarqenDOMStamp *>(&element)) return;
+        if (!element.toolColor() || !(*element.toolColor() == color)) element.setToolColor(color);
+    });
+}
+
+void MarqenDocumentView::setToolSizeForSelectedElements(CGFloat relative) {
+    if (!std::isfinite(relative) || relative <= 0 || relative > 1) return;
+    editSelection("Size Change", [&](MarqenDOMElement &element) {
+        if (dynamic_cast<MarqenDOMStamp *>(&element)) return;
+        if (element.toolSizeRelative() != relative) element.setToolSizeRelative(relative);
+    });
+}
+
+void MarqenDocumentView::setTextBlockStyleForSelectedElements(MarqenDOMTextBlockStyle style) {
+    editSelection("Text Style Change", [&](MarqenDOMElement &element) {
+        if (auto *text = dynamic_cast<MarqenDOMText *>(&element)) text->setTextBlockStyle(style);
+    });
+}
+
+void MarqenDocumentView::setTextFontForSelectedElements(const MarqenDOMFont &font) {
+    if (font.name().empty() || !std::isfinite(font.size()) || font.size() <= 0) return;
+    editSelection("Text Font Change", [&](MarqenDOMElement &element) {
+        if (auto *text = dynamic_cast<MarqenDOMText *>(&element)) text->setFont(font);
+    });
 }
 
 void MarqenDocumentView::nudgeSelection(CGPoint viewUnits) {

@@ -409,3 +409,34 @@ TEST_F(DocumentViewTest, ResizeHandlesKeepTheOppositeSide) {
     EXPECT_NEAR(CGRectGetMaxY(box), 300, 1e-6);
     expectUndoRedoRoundTrip();
 }
+
+TEST_F(DocumentViewTest, PropertyChangesApplyToTheSelectionWithTheirNames) {
+    tool(MarqenToolIDRectangle);
+    drag({100, 100}, {200, 200});
+    drag({300, 300}, {400, 400});
+    tools.chooseTool(MarqenTool(MarqenToolIDStamp));
+    click(600, 100);
+    view.keyPressed({"a", MarqenModifierControl});
+    ASSERT_EQ(view.selectedElements().size(), 3u);
+    EXPECT_EQ(view.singleColorForSelectedElements(), MarqenDOMColor(0xFC, 0x0C, 0x59, 1));  // the stamp is passed over
+    EXPECT_EQ(view.singleToolSizeForSelectedElements(), 0.6);
+    size_t steps = undo->undoCount();
+
+    view.setToolColorForSelectedElements({0, 0xE8, 0, 1});
+    EXPECT_EQ(undo->undoActionName(), "Color Change");
+    EXPECT_EQ(view.singleColorForSelectedElements(), MarqenDOMColor(0, 0xE8, 0, 1));
+    view.setToolColorForSelectedElements({0, 0xE8, 0, 1});  // no change, no step
+    view.setToolSizeForSelectedElements(1.0);
+    EXPECT_EQ(undo->undoActionName(), "Size Change");
+    EXPECT_EQ(view.singleToolSizeForSelectedElements(), 1.0);
+    view.setToolSizeForSelectedElements(NAN);
+    view.setTextBlockStyleForSelectedElements(MarqenDOMTextBlockStyleLabel);  // no texts: no step
+    EXPECT_EQ(undo->undoCount(), steps + 2);
+
+    view.undo();
+    EXPECT_EQ(view.singleToolSizeForSelectedElements(), 0.6);
+    EXPECT_EQ(undo->redoActionName(), "Size Change");
+    view.redo();
+    EXPECT_EQ(view.singleToolSizeForSelectedElements(), 1.0);
+    expectUndoRedoRoundTrip();
+}

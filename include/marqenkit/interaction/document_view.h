@@ -13,6 +13,8 @@
 #include "../dom/color.h"
 #include "../dom/document.h"
 #include "../dom/element.h"
+#include "../dom/font.h"
+#include "../dom/text_enums.h"
 #include "../export.h"
 #include "../foundation/geometry.h"
 #include "input_events.h"
@@ -90,6 +92,22 @@ public:
     void setToolSize(CGFloat relative) { toolSize_ = relative; }
     CGFloat toolSize() const { return toolSize_; }
 
+    void setTextBlockStyle(MarqenDOMTextBlockStyle style) { textBlockStyle_ = style; }
+    MarqenDOMTextBlockStyle textBlockStyle() const { return textBlockStyle_; }
+    void setTextFont(const MarqenDOMFont &font) { textFont_ = font; }
+    const std::optional<MarqenDOMFont> &textFont() const { return textFont_; }
+
+    // What every selected element shares; nothing when none is selected or they differ. Stamps have no
+    // colour or size of their own and are passed over.
+    std::optional<MarqenDOMColor> singleColorForSelectedElements() const;
+    std::optional<CGFloat> singleToolSizeForSelectedElements() const;
+    // Property edits of the selection, each one undo step ("Color Change", "Size Change", "Text Style Change",
+    // "Text Font Change"); the style and font reach texts only. Nothing happens without a change.
+    void setToolColorForSelectedElements(const MarqenDOMColor &color);
+    void setToolSizeForSelectedElements(CGFloat relative);
+    void setTextBlockStyleForSelectedElements(MarqenDOMTextBlockStyle style);
+    void setTextFontForSelectedElements(const MarqenDOMFont &font);
+
     // Selection, in document order of selecting.
     const std::vector<std::shared_ptr<MarqenDOMElement>> &selectedElements() const { return selection_; }
     void selectElements(std::vector<std::shared_ptr<MarqenDOMElement>> elements);
@@ -125,6 +143,7 @@ private:
     void finishDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
     void cancelGesture();
     void translateSelection(CGPoint delta, const std::string &actionName);
+    void editSelection(const std::string &actionName, const std::function<void(MarqenDOMElement &)> &edit);
     void notifySelection();
     void redrawAll();
     void setCursor(const std::string &cursor);
@@ -139,6 +158,8 @@ private:
     CGPoint pan_{0, 0};
     MarqenDOMColor toolColor_{0xFC, 0x0C, 0x59, 1};
     CGFloat toolSize_ = 0.6;
+    MarqenDOMTextBlockStyle textBlockStyle_ = MarqenDOMTextBlockStyleBubble;
+    std::optional<MarqenDOMFont> textFont_;
 
     std::vector<std::shared_ptr<MarqenDOMElement>> selection_;
     Gesture gesture_ = Gesture::None;
