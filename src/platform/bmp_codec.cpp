@@ -87,7 +87,7 @@ bool parse(const uint8_t *bytes, size_t length, Layout *layout, MarqenError *err
         height = -height;
     }
     if (width <= 0 || height <= 0) return corrupt(error, "empty image");
-    if (width > MarqenImage::kMaximumDimension || height > MarqenImage::kMaximumDimension) {
+    if (width > MarqenImage::kMaximumDrawableSide || height > MarqenImage::kMaximumDrawableSide) {
         return marqenFail(error, kMarqenNativeImageErrorDomain, MarqenNativeImageErrorTooLarge,
                           "The BMP image is too large.");
     }

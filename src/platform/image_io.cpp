@@ -294,8 +294,12 @@ int sinkRows(VipsRegion *region, VipsRect *area, void *userData) {
 
 bool checkLimit(uint64_t width, uint64_t height, uint64_t limit, MarqenError *error) {
     if (width == 0 || height == 0) return fail(error, MarqenNativeImageErrorCorruptData, "The image has no pixels.");
-    if (width * height > limit || width > MarqenImage::kMaximumDimension || height > MarqenImage::kMaximumDimension) {
-        return failTooLarge(error, width, height, limit);
+    if (width * height > limit) return failTooLarge(error, width, height, limit);
+    if (width > MarqenImage::kMaximumDrawableSide || height > MarqenImage::kMaximumDrawableSide) {
+        return fail(error, MarqenNativeImageErrorTooLarge,
+                    "The image is " + std::to_string(width) + "x" + std::to_string(height) +
+                        " pixels, more than the " + std::to_string(MarqenImage::kMaximumDrawableSide) +
+                        " pixels a side that can be drawn.");
     }
     return true;
 }
@@ -517,6 +521,13 @@ double pixelsPerMillimetre(double dpi) { return dpi > 0 && std::isfinite(dpi) ? 
 // unpremultiplied into `samples`, which must outlive the result.
 bool prepareForSaving(const MarqenImage &image, MarqenImageFormat format, const MarqenImageEncodeOptions &options,
                       std::vector<uint8_t> *samples, ImageHandle *ready, MarqenError *error) {
+    const uint64_t pixelCount = static_cast<uint64_t>(image.width()) * static_cast<uint64_t>(image.height());
+    if (const uint64_t limit = MarqenImageEncoderPixelLimit(format); limit && pixelCount > limit) {
+        return fail(error, MarqenNativeImageErrorTooLarge,
+                    "The image is " + std::to_string(image.width()) + "x" + std::to_string(image.height()) +
+                        " pixels, more than the " + std::to_string(limit) + " pixels the " + formatDisplayName(format) +
+                        " encoder takes.");
+    }
     vips_support::ensureStarted();
     ImageHandle pixels;
     if (image.isOpaque()) {
@@ -599,6 +610,18 @@ bool writeBytes(const std::vector<uint8_t> &bytes, const std::filesystem::path &
 
 }  // namespace
 
+// PNG, JPEG and TIFF stream rows; the GIF encoder quantises the whole frame and the HEIC and JPEG 2000
+// encoders convert it whole, each holding several copies (about 14 to 20 bytes a pixel), so they get
+// an 8K frame and a bit.
+uint64_t MarqenImageEncoderPixelLimit(MarqenImageFormat format) {
+    switch (format) {
+        case MarqenImageFormat::GIF:
+        case MarqenImageFormat::HEIC:
+        case MarqenImageFormat::JPEG2000: return 40'000'000;
+        default: return 0;
+    }
+}
+
 std::optional<std::vector<uint8_t>> MarqenImageEncode(const MarqenImage &image, MarqenImageFormat format,
                                                       const MarqenImageEncodeOptions &options, MarqenError *error) {
     if (format == MarqenImageFormat::Unknown) {
@@ -644,6 +667,7 @@ bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::pat
         auto encoded = MarqenImageEncode(image, format, options, error);
         return encoded && writeBytes(*encoded, path, error);
     }
+    if (std::string refusal; !marqen_checkReplaceableTarget(path, &refusal)) return writeFailed(path, refusal, error);
     // Stream straight into the temporary file: no second copy of the encoded bytes in memory.
     std::vector<uint8_t> samples;
     ImageHandle ready;

@@ -80,6 +80,14 @@ std::string renderDocumentToFile(const std::shared_ptr<MarqenDOMDocument> &docum
     }
     CGSize size = request.size.value_or(CGSizeMake(document->frame().size.width * document->deviceScale(),
                                                    document->frame().size.height * document->deviceScale()));
+    // A frame the encoder will not take is refused before it is drawn.
+    if (const uint64_t limit = MarqenImageEncoderPixelLimit(imageFormat(format))) {
+        const double width = std::round(size.width), height = std::round(size.height);
+        if (width * height > static_cast<double>(limit))
+            failure(request.output.string() + ": the image would be " + std::to_string(static_cast<long long>(width)) +
+                    "x" + std::to_string(static_cast<long long>(height)) + " pixels, more than the " +
+                    std::to_string(limit) + " pixels the " + format + " encoder takes");
+    }
     auto background = CopyMarqenDOMDocumentBackgroundColorForDocument(*document, typeIdentifier(format));
     auto image = MarqenDOMDocumentCreateImageWithSize(document, background, std::nullopt, size, &error);
     if (!image) failure(error.localizedDescription());

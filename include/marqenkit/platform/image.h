@@ -38,6 +38,9 @@ class MARQEN_EXPORT MarqenImage {
 public:
     // Largest width or height accepted anywhere (the pixel limit usually bites first).
     static constexpr int kMaximumDimension = 1 << 20;
+    // Largest width or height the drawing surfaces take: decoders refuse wider or taller images from
+    // their headers, before any pixel is decoded.
+    static constexpr int kMaximumDrawableSide = 32767;
 
     // A fully transparent image. Null (with an error) for non-positive or too large sizes, or when
     // the memory cannot be had.

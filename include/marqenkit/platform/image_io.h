@@ -75,6 +75,9 @@ struct MARQEN_EXPORT MarqenImageEncodeOptions {
 };
 
 // Formats without alpha (JPEG; BMP and the others keep it) get transparent areas composited over white.
+// The largest picture (in pixels) the format's encoder is given, 0 when it streams rows and takes any
+// size a MarqenImage can have. Larger images are refused before encoding starts.
+MARQEN_EXPORT uint64_t MarqenImageEncoderPixelLimit(MarqenImageFormat format);
 MARQEN_EXPORT std::optional<std::vector<uint8_t>> MarqenImageEncode(const MarqenImage &image, MarqenImageFormat format,
                                                                     const MarqenImageEncodeOptions &options = {},
                                                                     MarqenError *error = nullptr);
