@@ -1,6 +1,7 @@
 #include "platform/image_io.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <bit>
@@ -439,23 +440,62 @@ MarqenImageRef MarqenImageDecodeData(const void *data, size_t length, MarqenImag
     return result;
 }
 
+namespace {
+
+// Reads up to length bytes at the descriptor's position; the count read, or -1 on an error.
+ssize_t readFully(int descriptor, uint8_t *into, size_t length) {
+    size_t done = 0;
+    while (done < length) {
+        ssize_t got = ::read(descriptor, into + done, length - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return -1;
+        if (got == 0) break;
+        done += static_cast<size_t>(got);
+    }
+    return static_cast<ssize_t>(done);
+}
+
+struct Descriptor {
+    int fd;
+    ~Descriptor() {
+        if (fd >= 0) ::close(fd);
+    }
+};
+
+}  // namespace
+
+// The file is opened once and everything is learnt from the held descriptor: what it is and how
+// large, then its first bytes, so that a file that is no image is refused before the rest is read.
 bool MarqenImageReadFileBytes(const std::filesystem::path &path, std::vector<uint8_t> *bytes, MarqenError *error,
                               uint64_t maximumBytes) {
-    std::error_code ec;
-    auto size = std::filesystem::file_size(path, ec);
-    if (ec) return fail(error, MarqenNativeImageErrorFileAccess, "Cannot read " + path.string() + ": " + ec.message() + ".");
+    Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
+    if (file.fd < 0)
+        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot open " + path.string() + ": " + std::strerror(errno) + ".");
+    struct stat status {};
+    if (::fstat(file.fd, &status) != 0 || !S_ISREG(status.st_mode))
+        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot read " + path.string() + ": not a regular file.");
+    const uint64_t size = static_cast<uint64_t>(status.st_size);
     if (size > maximumBytes) {
         return fail(error, MarqenNativeImageErrorTooLarge, "The file " + path.string() + " is too large to read.");
     }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return fail(error, MarqenNativeImageErrorFileAccess, "Cannot open " + path.string() + ".");
+    constexpr size_t kSignatureBytes = 64;
+    uint8_t signature[kSignatureBytes];
+    const ssize_t signatureLength = readFully(file.fd, signature, std::min<uint64_t>(size, kSignatureBytes));
+    if (signatureLength < 0)
+        return fail(error, MarqenNativeImageErrorFileAccess, "Cannot read " + path.string() + ": " + std::strerror(errno) + ".");
+    if (MarqenImageDetectFormat(signature, static_cast<size_t>(signatureLength)) == MarqenImageFormat::Unknown)
+        return fail(error, MarqenNativeImageErrorUnknownFormat,
+                    "The file " + path.string() + " is not in an image format that can be read.");
     try {
         bytes->resize(static_cast<size_t>(size));
     } catch (const std::bad_alloc &) {
         return fail(error, MarqenNativeImageErrorOutOfMemory, "Not enough memory to read " + path.string() + ".");
     }
-    in.read(reinterpret_cast<char *>(bytes->data()), static_cast<std::streamsize>(size));
-    if (static_cast<uint64_t>(in.gcount()) != size) {
+    std::memcpy(bytes->data(), signature, static_cast<size_t>(signatureLength));
+    const size_t rest = static_cast<size_t>(size) - static_cast<size_t>(signatureLength);
+    const ssize_t restLength = readFully(file.fd, bytes->data() + signatureLength, rest);
+    if (restLength < 0 || static_cast<size_t>(restLength) != rest) {
+        bytes->clear();
         return fail(error, MarqenNativeImageErrorFileAccess, "Cannot read all of " + path.string() + ".");
     }
     return true;

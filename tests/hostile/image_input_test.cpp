@@ -1,5 +1,6 @@
 // Hostile pictures: sizes are checked from headers before decoding and before encoding.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <zlib.h>
 
 #include <chrono>
@@ -116,4 +117,37 @@ TEST(HostileImage, A256MegapixelFrameAsGifOrHeicIsRefusedBeforeItIsDrawn) {
                                "40000000 pixels the " + extension + " encoder takes\n");
         EXPECT_FALSE(std::filesystem::exists(output));
     }
+}
+
+TEST(HostileImage, ASparseThreeGigabyteResourceFileIsRefusedFromItsFirstBytes) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "resources");
+    const auto file = dir / "resources" / "5b0e6c1a-7d2f-4e3a-9c41-0a1b2c3d4e5f.png";
+    writeFile(file, "");
+    std::filesystem::resize_file(file, uint64_t(3) << 30);  // sparse: no disk blocks, reads as zeros
+    auto run = runMeasured({"render", (sourceDir() / "samples" / "elements.json").string(), "--resources",
+                            (dir / "resources").string(), "-o", (dir / "out.png").string()});
+    EXPECT_EQ(run.signal, 0);
+    EXPECT_LT(run.seconds, kSecondsBound);
+    EXPECT_LT(run.maximumResidentKB, 300 * 1024);  // the whole file was read twice: 6 GB
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_NE(run.err.find("Unable to load resource with URI marqen+uuid:///5b0e6c1a-7d2f-4e3a-9c41-0a1b2c3d4e5f"),
+              std::string::npos)
+        << run.err;
+
+    MarqenError error;
+    std::vector<uint8_t> bytes;
+    EXPECT_FALSE(MarqenImageReadFileBytes(file, &bytes, &error));
+    EXPECT_EQ(error.localizedDescription(), "The file " + file.string() + " is not in an image format that can be read.");
+    EXPECT_TRUE(bytes.empty());
+}
+
+TEST(HostileImage, ReadingAFifoOrAFolderAsAnImageFailsWithoutWaiting) {
+    TempDir dir;
+    ASSERT_EQ(::mkfifo((dir / "pipe.png").c_str(), 0644), 0);
+    MarqenError error;
+    std::vector<uint8_t> bytes;
+    EXPECT_FALSE(MarqenImageReadFileBytes(dir / "pipe.png", &bytes, &error));
+    EXPECT_EQ(error.localizedDescription(), "Cannot read " + (dir / "pipe.png").string() + ": not a regular file.");
+    EXPECT_FALSE(MarqenImageReadFileBytes(dir.path(), &bytes, &error));
 }
