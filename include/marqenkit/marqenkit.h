@@ -71,3 +71,4 @@
 #include "interaction/preferences.h"
 #include "interaction/input_events.h"
 #include "interaction/document_view.h"
+#include "interaction/clipboard_payload.h"

@@ -16,6 +16,7 @@
 #include "foundation/geometry_functions.h"
 #include "foundation/localization.h"
 #include "foundation/undo_manager.h"
+#include "interaction/clipboard_payload.h"
 #include "interaction/preferences.h"
 
 namespace marqen {
@@ -584,6 +585,61 @@ void MarqenDocumentView::redo() {
         if (element->document() == document_) kept.push_back(element);
     selectElements(std::move(kept));
     redrawAll();
+}
+
+std::string MarqenDocumentView::copySelection() const {
+    return selection_.empty() ? std::string() : MarqenClipboardPayloadForElements(selection_);
+}
+
+std::string MarqenDocumentView::cutSelection() {
+    if (selection_.empty() || gesture_ != Gesture::None) return {};
+    std::string payload = copySelection();
+    UndoManager *undo = undoManager();
+    {
+        UndoGroupScope group(undo);
+        for (const auto &element : selection_) element->removeFromParent();
+        if (undo) undo->setActionName(MarqenLocalizedString("Cut"));
+    }
+    clearNodeSelection();
+    redrawAll();
+    return payload;
+}
+
+bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
+    if (!document_ || gesture_ != Gesture::None) return marqenFail(error, kMarqenClipboardErrorDomain, 4, "Nothing to paste into");
+    std::vector<std::shared_ptr<MarqenDOMElement>> elements;
+    if (!MarqenClipboardElementsFromPayload(payload, &elements, error)) return false;
+    if (elements.empty()) return marqenFail(error, kMarqenClipboardErrorDomain, 3, "The clipboard payload holds no usable nodes");
+
+    // Elements already on the page, by their bounds: a pasted element must not hide one exactly.
+    std::vector<CGRect> occupied;
+    for (const auto &layer : {document_->annotationLayer(), document_->textLayer()})
+        if (layer)
+            for (const auto &child : layer->children()) occupied.push_back(child->contentBounds());
+    auto covers = [&](CGPoint offset) {
+        for (const auto &element : elements) {
+            CGRect moved = CGRectOffset(element->contentBounds(), offset.x, offset.y);
+            for (const CGRect &rect : occupied)
+                if (CGRectEqualToRect(rect, moved)) return true;
+        }
+        return false;
+    };
+    CGFloat step = 10 / zoom_;
+    CGPoint offset{0, 0};
+    for (int attempt = 0; attempt < 100 && covers(offset); ++attempt) offset = CGPoint{offset.x + step, offset.y + step};
+
+    UndoManager *undo = undoManager();
+    {
+        UndoGroupScope group(undo);
+        for (const auto &element : elements) {
+            if (offset.x != 0 || offset.y != 0) element->translate(offset);  // not yet on the page: no undo
+            document_->addNode(element);
+        }
+        if (undo) undo->setActionName(MarqenLocalizedString("Paste"));
+    }
+    selectElements(elements);
+    redrawAll();
+    return true;
 }
 
 bool MarqenDocumentView::keyPressed(const MarqenKeyEvent &event) {

@@ -16,6 +16,7 @@
 #include "../dom/font.h"
 #include "../dom/text_enums.h"
 #include "../export.h"
+#include "../foundation/error.h"
 #include "../foundation/geometry.h"
 #include "input_events.h"
 
@@ -133,6 +134,15 @@ public:
     void deleteSelection();                    // "Delete"
     void undo();
     void redo();
+
+    // Clipboard, as "com.brondale.marqen.json" payloads. Copy gives the selection's payload (empty with
+    // nothing selected); cut also removes it ("Cut"). Paste adds the payload's elements as one step
+    // ("Paste") and selects them; where they would lie exactly over elements already on the page they move
+    // on by 10 view units until they do not. False (with the error) for a payload that does not read or
+    // holds nothing usable.
+    std::string copySelection() const;
+    std::string cutSelection();
+    bool paste(const std::string &payload, MarqenError *error = nullptr);
 
 private:
     enum class Gesture { None, Drawing, Moving, Panning, Handle };
