@@ -55,6 +55,8 @@
 #include "formats/rich_image/rich_png.h"
 
 #include "render/document_images.h"
+#include "render/document_renderer.h"
+#include "render/node_renderer.h"
 #include "render/interface_artwork.h"
 
 #include "editing/tool.h"

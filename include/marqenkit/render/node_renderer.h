@@ -4,16 +4,17 @@
 #include <memory>
 #include <vector>
 
-#include "dom/node.h"
-#include "foundation/geometry.h"
-#include "foundation/notification_center.h"
+#include "../export.h"
+#include "../dom/node.h"
+#include "../foundation/geometry.h"
+#include "../foundation/notification_center.h"
 
 namespace marqen {
 
 class MarqenGraphicsContext;
 class MarqenDOMDocumentRenderer;
 
-class MarqenDOMNodeRenderer : public std::enable_shared_from_this<MarqenDOMNodeRenderer> {
+class MARQEN_EXPORT MarqenDOMNodeRenderer : public std::enable_shared_from_this<MarqenDOMNodeRenderer> {
 public:
     virtual ~MarqenDOMNodeRenderer();
     MarqenDOMNodeRenderer(const MarqenDOMNodeRenderer &) = delete;

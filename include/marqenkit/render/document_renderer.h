@@ -4,22 +4,23 @@
 #include <memory>
 #include <optional>
 
-#include "dom/document.h"
-#include "platform/graphics.h"
-#include "render/node_renderer.h"
+#include "../export.h"
+#include "../dom/document.h"
+#include "../platform/graphics.h"
+#include "node_renderer.h"
 
 namespace marqen {
 
 class MarqenDOMDocumentRenderer;
 
 // Decides which nodes a document renderer draws.
-class MarqenDOMDocumentRendererDelegate {
+class MARQEN_EXPORT MarqenDOMDocumentRendererDelegate {
 public:
     virtual ~MarqenDOMDocumentRendererDelegate() = default;
     virtual bool rendererShouldRenderNode(const MarqenDOMDocumentRenderer &renderer, const MarqenDOMNodePtr &node) = 0;
 };
 
-class MarqenDOMDocumentRenderer : public MarqenDOMNodeRenderer {
+class MARQEN_EXPORT MarqenDOMDocumentRenderer : public MarqenDOMNodeRenderer {
 public:
     ~MarqenDOMDocumentRenderer() override;
 
