@@ -421,6 +421,7 @@ void MarqenDocumentView::finishDrawing(CGPoint modelPoint, const MarqenPointerEv
     {
         UndoGroupScope group(undo);
         document_->addNode(element);
+        expandCanvasToFit({element});
         if (undo) undo->setActionName(MarqenLocalizedString(drawingActionName_));
     }
     selectElements({element});
@@ -448,11 +449,10 @@ void MarqenDocumentView::cancelGesture() {
     redrawAll();
 }
 
-void MarqenDocumentView::translateSelection(CGPoint delta, const std::string &actionName) {
-    if (selection_.empty() || !isUsablePoint(delta)) return;
+void MarqenDocumentView::translateElements(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements,
+                                           CGPoint delta) {
     UndoManager *undo = undoManager();
-    UndoGroupScope group(undo);
-    for (const auto &element : selection_) {
+    for (const auto &element : elements) {
         std::any before = element->elementGeometry();
         if (!before.has_value() || !undo) {
             element->translate(delta);  // kinds without a geometry value register their own undo
@@ -463,7 +463,6 @@ void MarqenDocumentView::translateSelection(CGPoint delta, const std::string &ac
         element->translate(delta);
         undo->enableUndoRegistration();
         std::any after = element->elementGeometry();
-        std::weak_ptr<MarqenDOMElement> weak = element;
         struct Swap {
             static void registerSwap(UndoManager *manager, std::weak_ptr<MarqenDOMElement> target, std::any to,
                                      std::any back) {
@@ -479,10 +478,49 @@ void MarqenDocumentView::translateSelection(CGPoint delta, const std::string &ac
                 });
             }
         };
-        Swap::registerSwap(undo, weak, before, after);
+        Swap::registerSwap(undo, element, before, after);
     }
+}
+
+void MarqenDocumentView::translateSelection(CGPoint delta, const std::string &actionName) {
+    if (selection_.empty() || !isUsablePoint(delta)) return;
+    UndoManager *undo = undoManager();
+    UndoGroupScope group(undo);
+    translateElements(selection_, delta);
+    expandCanvasToFit(selection_);
     if (undo) undo->setActionName(MarqenLocalizedString(actionName));
     redrawAll();
+}
+
+void MarqenDocumentView::expandCanvasToFit(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements) {
+    if (!document_ || !preferences_ || !preferences_->expandableCanvas() || elements.empty()) return;
+    CGRect frame = document_->frame();
+    CGRect needed = frame;
+    for (const auto &element : elements) {
+        CGRect bounds = element->contentBounds();
+        if (CGRectIsNull(bounds) || CGRectIsInfinite(bounds) || !isUsablePoint(bounds.origin) ||
+            !std::isfinite(bounds.size.width) || !std::isfinite(bounds.size.height))
+            continue;
+        needed = CGRectUnion(needed, bounds);
+    }
+    needed = CGRectIntegral(needed);
+    if (CGRectEqualToRect(needed, CGRectIntegral(frame)) || CGRectContainsRect(frame, needed)) return;
+    // Never beyond what a page may be.
+    constexpr CGFloat kLargestSide = 50000;
+    if (needed.size.width > kLargestSide || needed.size.height > kLargestSide) return;
+    // The page keeps its origin: growth to the left or top moves everything, the background included,
+    // right or down by the same amount.
+    CGPoint shift{std::max<CGFloat>(0, frame.origin.x - needed.origin.x), std::max<CGFloat>(0, frame.origin.y - needed.origin.y)};
+    if (shift.x > 0 || shift.y > 0) {
+        std::vector<std::shared_ptr<MarqenDOMElement>> all;
+        for (const auto &layer : {document_->backgroundLayer(), document_->annotationLayer(), document_->textLayer()}) {
+            if (!layer) continue;
+            for (const auto &child : layer->children())
+                if (auto element = std::dynamic_pointer_cast<MarqenDOMElement>(child)) all.push_back(element);
+        }
+        translateElements(all, shift);
+    }
+    document_->setFrame(CGRectMake(frame.origin.x, frame.origin.y, needed.size.width, needed.size.height));
 }
 
 std::optional<MarqenDOMColor> MarqenDocumentView::singleColorForSelectedElements() const {

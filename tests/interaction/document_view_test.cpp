@@ -440,3 +440,39 @@ TEST_F(DocumentViewTest, PropertyChangesApplyToTheSelectionWithTheirNames) {
     EXPECT_EQ(view.singleToolSizeForSelectedElements(), 1.0);
     expectUndoRedoRoundTrip();
 }
+
+TEST_F(DocumentViewTest, CanvasGrowsAtTheEdgesWithinTheSameStep) {
+    tool(MarqenToolIDRectangle);
+    drag({700, 500}, {900, 650});
+    CGRect bounds = document->annotationLayer()->childAtIndex(0)->contentBounds();
+    CGRect frame = document->frame();
+    EXPECT_EQ(frame.origin.x, 0);
+    EXPECT_EQ(frame.size.width, std::ceil(CGRectGetMaxX(bounds)));
+    EXPECT_EQ(frame.size.height, std::ceil(CGRectGetMaxY(bounds)));
+    EXPECT_EQ(undo->undoCount(), 1u);
+    EXPECT_EQ(undo->undoActionName(), "Add Rectangle");
+
+    // Moved past the left edge: everything shifts right and the page widens.
+    view.keyPressed({"Escape"});
+    drag({100, 100}, {200, 200});  // a second rectangle
+    auto second = document->annotationLayer()->childAtIndex(1);
+    auto first = document->annotationLayer()->childAtIndex(0);
+    CGRect firstBefore = first->contentBounds();
+    CGFloat widthBefore = document->frame().size.width;
+    for (int i = 0; i < 14; ++i) view.keyPressed({"Left", MarqenModifierShift});  // 140 to the left
+    CGRect secondAfter = second->contentBounds();
+    EXPECT_GE(secondAfter.origin.x, 0);
+    CGFloat shift = first->contentBounds().origin.x - firstBefore.origin.x;
+    EXPECT_GT(shift, 0);
+    EXPECT_EQ(document->frame().size.width, widthBefore + shift);
+    EXPECT_EQ(undo->undoActionName(), "Nudge");
+    expectUndoRedoRoundTrip();
+}
+
+TEST_F(DocumentViewTest, CanvasStaysWhenExpansionIsOff) {
+    preferences.setBool(kMarqenPreferenceExpandableCanvas, false);
+    tool(MarqenToolIDEllipse);
+    drag({700, 500}, {900, 650});
+    EXPECT_EQ(document->frame().size.width, 800);
+    EXPECT_EQ(document->frame().size.height, 600);
+}

@@ -153,6 +153,9 @@ private:
     void finishDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
     void cancelGesture();
     void translateSelection(CGPoint delta, const std::string &actionName);
+    void translateElements(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements, CGPoint delta);
+    // With the expandable canvas on, grows the page to take in the elements, within the current undo group.
+    void expandCanvasToFit(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements);
     void editSelection(const std::string &actionName, const std::function<void(MarqenDOMElement &)> &edit);
     void notifySelection();
     void redrawAll();
