@@ -18,6 +18,8 @@
 #include "foundation/undo_manager.h"
 #include "interaction/clipboard_payload.h"
 #include "interaction/preferences.h"
+#include "interaction/text_editing_session.h"
+#include "platform/text_layout.h"
 
 namespace marqen {
 
@@ -41,7 +43,9 @@ MarqenDocumentView::MarqenDocumentView(std::shared_ptr<MarqenDOMDocument> docume
                                        MarqenPreferences *preferences)
     : document_(std::move(document)), tools_(tools), preferences_(preferences) {}
 
-MarqenDocumentView::~MarqenDocumentView() = default;
+MarqenDocumentView::~MarqenDocumentView() {
+    if (editingText_) endTextEditing();
+}
 
 void MarqenDocumentView::setZoom(CGFloat zoom, CGPoint anchor) {
     if (!std::isfinite(zoom) || zoom <= 0 || !isFinitePoint(anchor)) return;
@@ -125,6 +129,22 @@ void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
     movedBy_ = CGPoint{0, 0};
 
     MarqenToolID tool = tools_ ? tools_->currentTool().toolID() : MarqenToolIDArrow;
+    if (editingText_) {
+        if (CGRectContainsPoint(editingText_->contentBounds(), modelPoint)) {
+            placeTextCaret(modelPoint, event.modifiers & MarqenModifierShift);
+            return;
+        }
+        endTextEditing();  // a press outside ends editing and does nothing else
+        return;
+    }
+    if (event.clickCount >= 2) {
+        if (auto text = std::dynamic_pointer_cast<MarqenDOMText>(elementAtViewPoint(event.location)); text && !text->isLabel()) {
+            selectElements({text});
+            beginTextEditing(text, false);
+            placeTextCaret(modelPoint, false);
+            return;
+        }
+    }
     if (beginHandleDrag(event.location)) return;
     if (tool == MarqenToolIDPan) {
         gesture_ = Gesture::Panning;
@@ -180,6 +200,11 @@ void MarqenDocumentView::beginDrawing(CGPoint modelPoint, const MarqenPointerEve
             element = MarqenDOMStamp::createWithStampName(stampName.value_or(MarqenDOMStamp::allStampNames().front()));
             name = "Add Stamp";
             break;
+        }
+        case MarqenToolIDText: {
+            auto text = createText(modelPoint);
+            if (text) beginTextEditing(text, true);
+            return;
         }
         default:
             // Tools without a drawing gesture: a press on the empty canvas only clears the selection.
@@ -603,6 +628,7 @@ void MarqenDocumentView::deleteSelection() {
 }
 
 void MarqenDocumentView::undo() {
+    if (editingText_) endTextEditing();
     UndoManager *manager = undoManager();
     if (!manager || gesture_ != Gesture::None || !manager->canUndo()) return;
     manager->undo();
@@ -615,6 +641,7 @@ void MarqenDocumentView::undo() {
 }
 
 void MarqenDocumentView::redo() {
+    if (editingText_) endTextEditing();
     UndoManager *manager = undoManager();
     if (!manager || gesture_ != Gesture::None || !manager->canRedo()) return;
     manager->redo();
@@ -630,6 +657,7 @@ std::string MarqenDocumentView::copySelection() const {
 }
 
 std::string MarqenDocumentView::cutSelection() {
+    if (editingText_) endTextEditing();
     if (selection_.empty() || gesture_ != Gesture::None) return {};
     std::string payload = copySelection();
     UndoManager *undo = undoManager();
@@ -644,6 +672,7 @@ std::string MarqenDocumentView::cutSelection() {
 }
 
 bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
+    if (editingText_) endTextEditing();
     if (!document_ || gesture_ != Gesture::None) return marqenFail(error, kMarqenClipboardErrorDomain, 4, "Nothing to paste into");
     std::vector<std::shared_ptr<MarqenDOMElement>> elements;
     if (!MarqenClipboardElementsFromPayload(payload, &elements, error)) return false;
@@ -680,7 +709,150 @@ bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
     return true;
 }
 
+std::shared_ptr<MarqenDOMText> MarqenDocumentView::createText(CGPoint modelPoint) {
+    if (!document_) return nullptr;
+    UndoManager *undo = undoManager();
+    if (undo) undo->disableUndoRegistration();
+    auto text = MarqenDOMText::create();
+    text->setTextBlockStyle(textBlockStyle_);
+    document_->addNode(text);
+    if (textFont_) text->setFont(*textFont_);
+    text->setToolColor(toolColor_);
+    text->setOrigin(modelPoint);
+    if (undo) undo->enableUndoRegistration();
+    return text;
+}
+
+void MarqenDocumentView::beginTextEditing(const std::shared_ptr<MarqenDOMText> &text, bool isNew) {
+    if (editingText_) endTextEditing();
+    editingText_ = text;
+    editingNewText_ = isNew;
+    originalText_ = text->text().value_or("");
+    textSession_ = std::make_unique<MarqenTextEditingSession>(originalText_);
+    // Typing changes the text quietly; ending the edit makes it one undo step.
+    if (auto undo = undoManager()) undo->disableUndoRegistration();
+    text->setEditingInProgress(true);
+    selectElements({text});
+    setCursor("text");
+    redrawAll();
+}
+
+void MarqenDocumentView::showEditedText() {
+    if (!editingText_) return;
+    editingText_->setText(textSession_->displayText(), true);
+    editingText_->postNeedsDisplay();
+    redrawAll();
+}
+
+size_t MarqenDocumentView::textCaret() const { return textSession_ ? textSession_->caret() : 0; }
+
+std::pair<size_t, size_t> MarqenDocumentView::textSelectionRange() const {
+    if (!textSession_) return {0, 0};
+    return {std::min(textSession_->caret(), textSession_->anchor()), std::max(textSession_->caret(), textSession_->anchor())};
+}
+
+void MarqenDocumentView::placeTextCaret(CGPoint modelPoint, bool extend) {
+    if (!editingText_) return;
+    MarqenTextAttributes attributes;
+    attributes.fontName = editingText_->displayFontName();
+    attributes.fontSize = editingText_->displayFontSize();
+    CGFloat width = editingText_->textBlockStyle() == MarqenDOMTextBlockStyleParagraph ? editingText_->wrapWidth() : 0;
+    MarqenTextLayout layout(textSession_->text(), attributes, width);
+    CGRect bounds = editingText_->textBounds();
+    textSession_->setPreedit("");
+    textSession_->placeCaret(layout.byteOffsetAtPoint({modelPoint.x - bounds.origin.x, modelPoint.y - bounds.origin.y}), extend);
+    showEditedText();
+}
+
+bool MarqenDocumentView::insertText(const std::string &text) {
+    if (text.empty() || gesture_ != Gesture::None) return false;
+    if (!editingText_) {
+        if (!selection_.empty() || !preferences_ || !preferences_->typingCreatesTextAnnotation() || !document_) return false;
+        // Typing on an empty selection starts a text in the middle of the page.
+        CGRect frame = document_->frame();
+        auto created = createText({CGRectGetMidX(frame), CGRectGetMidY(frame)});
+        if (!created) return false;
+        beginTextEditing(created, true);
+    }
+    textSession_->insert(text);
+    showEditedText();
+    return true;
+}
+
+void MarqenDocumentView::setPreeditText(const std::string &text) {
+    if (!editingText_) return;
+    textSession_->setPreedit(text);
+    showEditedText();
+}
+
+void MarqenDocumentView::endTextEditing() {
+    if (!editingText_) return;
+    auto text = std::move(editingText_);
+    editingText_.reset();
+    std::string final = textSession_->text();
+    textSession_.reset();
+    text->setEditingInProgress(false);
+    UndoManager *undo = undoManager();
+    // Back to how it was, quietly, then the outcome as one step.
+    text->setText(originalText_, true);
+    if (editingNewText_) text->removeFromParent();
+    if (undo) undo->enableUndoRegistration();
+    {
+        UndoGroupScope group(undo);
+        if (editingNewText_) {
+            if (!final.empty()) {
+                text->setText(final, true);
+                document_->addNode(text);
+                expandCanvasToFit({text});
+                if (undo) undo->setActionName(MarqenLocalizedString("Add Text"));
+            }
+        } else if (final.empty()) {
+            text->removeFromParent();
+            if (undo) undo->setActionName(MarqenLocalizedString("Delete"));
+        } else if (final != originalText_) {
+            text->setText(final);
+            if (undo) undo->setActionName(MarqenLocalizedString("Typing"));
+        }
+    }
+    if (text->document() == document_)
+        selectElements({text});
+    else
+        clearNodeSelection();
+    setCursor("default");
+    redrawAll();
+}
+
+bool MarqenDocumentView::editingKeyPressed(const MarqenKeyEvent &event) {
+    bool shift = event.modifiers & MarqenModifierShift, control = event.modifiers & MarqenModifierControl;
+    const std::string &key = event.key;
+    if (control) {
+        if (key == "a" || key == "A") {
+            textSession_->selectAll();
+            showEditedText();
+            return true;
+        }
+        if (key == "z" || key == "Z") {
+            endTextEditing();
+            shift ? redo() : undo();
+            return true;
+        }
+        return false;
+    }
+    if (key == "Escape") endTextEditing();
+    else if (key == "Return" || key == "KP_Enter") textSession_->insert("\n");
+    else if (key == "BackSpace") textSession_->deleteBackward();
+    else if (key == "Delete") textSession_->deleteForward();
+    else if (key == "Left") textSession_->moveLeft(shift);
+    else if (key == "Right") textSession_->moveRight(shift);
+    else if (key == "Home" || key == "Up") textSession_->moveToStart(shift);
+    else if (key == "End" || key == "Down") textSession_->moveToEnd(shift);
+    else return false;
+    showEditedText();
+    return true;
+}
+
 bool MarqenDocumentView::keyPressed(const MarqenKeyEvent &event) {
+    if (editingText_) return editingKeyPressed(event);
     bool shift = event.modifiers & MarqenModifierShift, control = event.modifiers & MarqenModifierControl;
     const std::string &key = event.key;
     if (control) {

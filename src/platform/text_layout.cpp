@@ -3,6 +3,7 @@
 #include <cairo.h>
 #include <pango/pangocairo.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "foundation/log.h"
@@ -148,6 +149,18 @@ CGSize MarqenTextLayout::suggestedSize() const {
     PangoRectangle logical;
     pango_layout_get_extents(impl_->layout, nullptr, &logical);
     return CGSizeMake(static_cast<CGFloat>(logical.width) / PANGO_SCALE, static_cast<CGFloat>(logical.height) / PANGO_SCALE);
+}
+
+size_t MarqenTextLayout::byteOffsetAtPoint(CGPoint point) const {
+    if (impl_->empty || !std::isfinite(point.x) || !std::isfinite(point.y)) return 0;
+    auto toPango = [](CGFloat value) { return static_cast<int>(std::clamp<CGFloat>(value * PANGO_SCALE, -1e9, 1e9)); };
+    int index = 0, trailing = 0;
+    pango_layout_xy_to_index(impl_->layout, toPango(point.x), toPango(point.y), &index, &trailing);
+    const char *text = pango_layout_get_text(impl_->layout);
+    const char *at = text + index;
+    // A hit on the trailing half of a character puts the caret after it.
+    for (; trailing > 0 && *at; --trailing) at = g_utf8_next_char(at);
+    return static_cast<size_t>(at - text);
 }
 
 int MarqenTextLayout::lineCount() const { return impl_->empty ? 0 : pango_layout_get_line_count(impl_->layout); }

@@ -47,6 +47,9 @@ public:
     bool wasTruncated() const { return truncated_; }
     // Whether the first paragraph runs right to left.
     bool isRightToLeft() const;
+    // The byte offset of the character boundary nearest to `point` (layout space: the top-left of the
+    // text at (0, 0), y down), for placing a caret. 0 for an empty text.
+    size_t byteOffsetAtPoint(CGPoint point) const;
 
     // Draws the text inside `frame`, its first line at the top of the frame; alignment is relative
     // to the frame's width. flipped = false is the platform's convention (y up: the top is the

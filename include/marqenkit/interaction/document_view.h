@@ -24,6 +24,8 @@ namespace marqen {
 
 class MarqenToolsModel;
 class MarqenPreferences;
+class MarqenDOMText;
+class MarqenTextEditingSession;
 
 // The handles a single selected element shows. End points belong to lines and arrows; the eight resize
 // handles to rectangles and ellipses (Top/Bottom/Left/Right name the side they move).
@@ -135,6 +137,21 @@ public:
     void undo();
     void redo();
 
+    // Text. The text tool (or typing with nothing selected, when "preferenceTypingCreatesTextAnnotation" is
+    // on) starts a new text in edit mode; a double-click on a text edits it again. While editing, committed
+    // text goes in at the caret, pre-edit text shows there until committed, Return starts a new line,
+    // arrows move the caret (Shift extends the selection), a press in the text places the caret and
+    // Escape or a press outside ends editing. Ending leaves one undo step ("Add Text" or "Typing"); a text
+    // left empty is removed.
+    bool insertText(const std::string &text);
+    void setPreeditText(const std::string &text);
+    bool isEditingText() const { return static_cast<bool>(editingText_); }
+    const std::shared_ptr<MarqenDOMText> &editingText() const { return editingText_; }
+    // Byte offsets into the edited text (without the pre-edit text).
+    size_t textCaret() const;
+    std::pair<size_t, size_t> textSelectionRange() const;
+    void endTextEditing();
+
     // Clipboard, as "com.brondale.marqen.json" payloads. Copy gives the selection's payload (empty with
     // nothing selected); cut also removes it ("Cut"). Paste adds the payload's elements as one step
     // ("Paste") and selects them; where they would lie exactly over elements already on the page they move
@@ -147,6 +164,11 @@ public:
 private:
     enum class Gesture { None, Drawing, Moving, Panning, Handle };
     bool beginHandleDrag(CGPoint viewPoint);
+    void beginTextEditing(const std::shared_ptr<MarqenDOMText> &text, bool isNew);
+    std::shared_ptr<MarqenDOMText> createText(CGPoint modelPoint);
+    void showEditedText();
+    bool editingKeyPressed(const MarqenKeyEvent &event);
+    void placeTextCaret(CGPoint modelPoint, bool extend);
     void dragHandle(CGPoint modelPoint, bool shift);
     void finishHandleDrag();
     void beginDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
@@ -184,6 +206,10 @@ private:
     CGPoint gestureStart_{}, lastModelPoint_{}, lastViewPoint_{}, movedBy_{};
     double lastTimestamp_ = 0;
     std::string cursor_ = "default";
+    std::shared_ptr<MarqenDOMText> editingText_;
+    std::unique_ptr<MarqenTextEditingSession> textSession_;
+    std::string originalText_;
+    bool editingNewText_ = false;
 };
 
 }  // namespace marqen

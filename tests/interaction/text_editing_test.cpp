@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include "dom/document.h"
+#include "dom/layer.h"
+#include "dom/text.h"
+#include "editing/tools_model.h"
+#include "foundation/queues.h"
+#include "foundation/undo_manager.h"
+#include "interaction/document_view.h"
+#include "interaction/preferences.h"
+#include "interaction/text_editing_session.h"
+
+using namespace marqen;
+
+TEST(TextEditingSession, CaretAndSelectionKeepToCharacterBoundaries) {
+    MarqenTextEditingSession session("h\u00e9llo");  // é is two bytes
+    EXPECT_EQ(session.caret(), 6u);
+    session.moveToStart(false);
+    session.moveRight(false);
+    session.moveRight(true);  // selects é
+    EXPECT_EQ(session.anchor(), 1u);
+    EXPECT_EQ(session.caret(), 3u);
+    session.insert("E");
+    EXPECT_EQ(session.text(), "hEllo");
+    session.placeCaret(100, false);
+    EXPECT_EQ(session.caret(), 5u);
+    session.deleteBackward();
+    EXPECT_EQ(session.text(), "hEll");
+
+    MarqenTextEditingSession emoji("a\U0001F600b");
+    emoji.placeCaret(3, false);  // inside the four-byte character: back to its start
+    EXPECT_EQ(emoji.caret(), 1u);
+    emoji.deleteForward();
+    EXPECT_EQ(emoji.text(), "ab");
+
+    session.setPreedit("ka");
+    EXPECT_EQ(session.displayText(), "hEllka");
+    EXPECT_EQ(session.text(), "hEll");
+    session.insert("\u304b");  // the input method commits
+    EXPECT_EQ(session.text(), "hEll\u304b");
+    EXPECT_EQ(session.displayText(), session.text());
+
+    MarqenTextEditingSession broken;
+    broken.insert(std::string("a\xff" "b", 3));
+    EXPECT_EQ(broken.text(), "a\uFFFDb");
+    broken.selectAll();
+    broken.deleteBackward();
+    EXPECT_EQ(broken.text(), "");
+    broken.deleteBackward();
+    broken.moveLeft(false);
+    EXPECT_EQ(broken.caret(), 0u);
+}
+
+namespace {
+
+class TextEditingTest : public testing::Test {
+protected:
+    void SetUp() override {
+        document->setUndoManager(undo);
+        start = json();
+    }
+    void TearDown() override { MainQueue::shared().drain(); }
+    std::string json() const { return document->dictionaryRepresentation().dump(); }
+    void click(CGFloat x, CGFloat y, unsigned count = 1) {
+        MarqenPointerEvent event{{x, y}};
+        event.clickCount = count;
+        view.pointerPressed(event);
+        view.pointerReleased(event);
+    }
+    std::vector<MarqenDOMNodePtr> texts() const { return document->textLayer()->children(); }
+
+    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({800, 600}, 1);
+    std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
+    MarqenToolsModel tools;
+    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
+    MarqenDocumentView view{document, &tools, &preferences};
+    std::string start;
+};
+
+}  // namespace
+
+TEST_F(TextEditingTest, TextToolTypesComposesAndFinishesAsOneStep) {
+    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    click(100, 100);
+    ASSERT_TRUE(view.isEditingText());
+    auto text = view.editingText();
+    EXPECT_TRUE(text->editingInProgress());
+    view.insertText("Hello");
+    view.keyPressed({"Return"});
+    view.insertText("wrld");
+    view.keyPressed({"Left"});
+    view.keyPressed({"Left"});
+    view.keyPressed({"Left"});
+    view.setPreeditText("o");
+    EXPECT_EQ(text->text(), "Hello\nworld");  // shown with the pre-edit at the caret…
+    EXPECT_EQ(view.textCaret(), 7u);          // …which is not committed yet
+    view.setPreeditText("");
+    EXPECT_EQ(text->text(), "Hello\nwrld");
+    view.insertText("o");
+    EXPECT_EQ(text->text(), "Hello\nworld");
+    EXPECT_EQ(view.textCaret(), 8u);
+    EXPECT_EQ(undo->undoCount(), 0u);  // nothing registered while typing
+
+    view.keyPressed({"Escape"});
+    EXPECT_FALSE(view.isEditingText());
+    EXPECT_FALSE(text->editingInProgress());
+    ASSERT_EQ(texts().size(), 1u);
+    EXPECT_EQ(undo->undoCount(), 1u);
+    EXPECT_EQ(undo->undoActionName(), "Add Text");
+    EXPECT_EQ(view.selectedElements().size(), 1u);
+    std::string typed = json();
+    view.undo();
+    EXPECT_EQ(json(), start);
+    view.redo();
+    EXPECT_EQ(json(), typed);
+}
+
+TEST_F(TextEditingTest, AnEmptyTextIsRemovedWhenEditingEnds) {
+    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    click(100, 100);
+    ASSERT_TRUE(view.isEditingText());
+    view.insertText("x");
+    view.keyPressed({"BackSpace"});
+    click(700, 500);  // a press outside ends editing
+    EXPECT_FALSE(view.isEditingText());
+    EXPECT_TRUE(texts().empty());
+    EXPECT_EQ(undo->undoCount(), 0u);
+    EXPECT_EQ(json(), start);
+    EXPECT_TRUE(undo->isUndoRegistrationEnabled());
+}
+
+TEST_F(TextEditingTest, TypingWithNothingSelectedFollowsThePreference) {
+    EXPECT_TRUE(view.insertText("Note"));
+    ASSERT_TRUE(view.isEditingText());
+    view.endTextEditing();
+    ASSERT_EQ(texts().size(), 1u);
+    auto text = std::dynamic_pointer_cast<MarqenDOMText>(texts()[0]);
+    EXPECT_EQ(text->text(), "Note");
+
+    view.clearNodeSelection();
+    preferences.setBool(kMarqenPreferenceTypingCreatesTextAnnotation, false);
+    EXPECT_FALSE(view.insertText("more"));
+    EXPECT_EQ(texts().size(), 1u);
+}
+
+TEST_F(TextEditingTest, DoubleClickEditsAgainWithTheCaretWherePressed) {
+    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    click(100, 100);
+    view.insertText("abcdefgh");
+    view.keyPressed({"Escape"});
+    auto text = std::dynamic_pointer_cast<MarqenDOMText>(texts()[0]);
+    std::string added = json();
+    tools.chooseTool(MarqenTool(MarqenToolIDArrow));
+
+    CGRect bounds = text->textBounds();
+    click(CGRectGetMinX(bounds) + 1, CGRectGetMidY(bounds), 2);
+    ASSERT_TRUE(view.isEditingText());
+    EXPECT_EQ(view.textCaret(), 0u);  // pressed before the first letter
+    click(CGRectGetMaxX(bounds) - 1, CGRectGetMidY(bounds));
+    EXPECT_EQ(view.textCaret(), 8u);  // pressed after the last letter
+    view.keyPressed({"Left", MarqenModifierShift});
+    view.keyPressed({"Left", MarqenModifierShift});
+    EXPECT_EQ(view.textSelectionRange(), (std::pair<size_t, size_t>{6, 8}));
+    view.insertText("!");
+    view.keyPressed({"Escape"});
+    EXPECT_EQ(text->text(), "abcdef!");
+    EXPECT_EQ(undo->undoActionName(), "Typing");
+    EXPECT_EQ(undo->undoCount(), 2u);
+    std::string edited = json();
+    view.keyPressed({"z", MarqenModifierControl});
+    EXPECT_EQ(json(), added);
+    view.keyPressed({"z", MarqenModifierControl | MarqenModifierShift});
+    EXPECT_EQ(json(), edited);
+}
