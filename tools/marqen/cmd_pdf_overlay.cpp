@@ -6,6 +6,7 @@
 
 #include "command.h"
 #include "formats/pdf/pdf_overlay.h"
+#include "pdf_opening.h"
 
 namespace marqen::cli {
 namespace {
@@ -19,7 +20,7 @@ uint64_t pageNumber(const std::string &text) {
 }
 
 int run(const std::vector<std::string> &args) {
-    Arguments arguments(args, {"--overlay", "--page", "--dom", "-o"}, {});
+    Arguments arguments(args, {"--overlay", "--page", "--dom", "-o", "--password", "--owner-password"}, {});
     std::string targetPath = arguments.requirePositional(0, "TARGET.pdf");
     if (arguments.positional().size() > 1) usageError("unexpected argument " + arguments.positional()[1]);
     std::string overlayPath = arguments.requireValue("--overlay");
@@ -40,14 +41,16 @@ int run(const std::vector<std::string> &args) {
         if (!nlohmann::ordered_json::accept(*dom)) failure(domPath + " is not valid JSON");
     }
 
-    auto target = MarqenPDF::initWithContentsOfFile(targetPath);
-    if (!target) failure("cannot read " + targetPath + " as a PDF");
-    if (target->isEncrypted()) failure(targetPath + " is encrypted and cannot be annotated");
+    auto target = openPDFOrFail(targetPath, arguments);
+    if (!target->allowsAnnotating())
+        failure(targetPath + " is encrypted with permissions that do not allow adding or changing annotations; "
+                             "give its owner password with --owner-password");
     auto overlay = MarqenPDF::initWithContentsOfFile(overlayPath);
     if (!overlay) failure("cannot read " + overlayPath + " as a PDF");
     if (overlay->isEncrypted()) failure(overlayPath + " is encrypted and cannot be used as an overlay");
 
     uint64_t pageCount = target->numberOfPagesInOriginalPDF();
+    if (pageCount == 0) failure(targetPath + " has no pages");
     MarqenPDFMigrator migrator(target, target->nextAvailableObjectNumber());
     MarqenPDFMigratorSourceMap sourceMap(overlay, target);
     for (uint64_t page : pages) {
@@ -68,11 +71,14 @@ const MarqenCommandRegistration registration({
     "pdf-overlay",
     "draw page 1 of an overlay PDF on pages of a PDF (one incremental update)",
     "usage: marqen pdf-overlay TARGET.pdf --overlay OVERLAY.pdf --page N [--page M ...] [--dom DOM.json] -o OUT.pdf\n"
+    "       [--password PW] [--owner-password PW]\n"
     "\n"
     "Draws page 1 of OVERLAY.pdf over each given page of TARGET.pdf (pages counted from 1) and writes\n"
     "OUT.pdf: the untouched TARGET followed by one incremental update. With --dom the JSON document is\n"
     "hidden in the update so that the file can be re-edited. An annotated TARGET is annotated afresh\n"
-    "from its untouched original, so OUT always carries exactly one update.\n",
+    "from its untouched original, so OUT always carries exactly one update. An encrypted TARGET stays\n"
+    "encrypted: the update is enciphered with its key. --password gives its user password; when its\n"
+    "permissions forbid changing annotations, --owner-password lifts the restriction.\n",
     run,
 });
 

@@ -62,17 +62,19 @@ MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOption
     : pdfData_(std::move(data)),
       pdfView_(pdfData_->view()),
       maximumDecodedStreamLength_(decodedStreamLimit(options, pdfView_.size())),
-      current_(std::make_shared<XrefTable>()) {
+      current_(std::make_shared<XrefTable>()),
+      userPassword_(options.userPassword),
+      ownerPassword_(options.ownerPassword) {
     original_ = current_;
 }
 
 namespace {
 
 // The reason an open failed: the last problem met, with every one of them in the user info.
-bool failOpen(MarqenError *error, const std::vector<std::string> &warnings) {
+bool failOpen(MarqenError *error, const std::vector<std::string> &warnings, long code = kMarqenPDFErrorUnreadable) {
     if (!error) return false;
     std::string reason = warnings.empty() ? "MarqenPDF: The PDF could not be read" : warnings.back();
-    marqenFail(error, MarqenPDF::kErrorDomain, -1, reason);
+    marqenFail(error, MarqenPDF::kErrorDomain, code, reason);
     error->userInfo["warnings"] = warnings;
     return false;
 }
@@ -84,7 +86,7 @@ std::shared_ptr<MarqenPDF> MarqenPDF::initWithBytes(std::shared_ptr<const Marqen
     std::shared_ptr<MarqenPDF> pdf(new MarqenPDF(std::move(data), options));
     MarqenPDFWarningScope scope(&pdf->warnings_);
     if (!pdf->open()) {
-        failOpen(error, pdf->warnings_);
+        failOpen(error, pdf->warnings_, pdf->openFailureCode_);
         return nullptr;
     }
     return pdf;
@@ -131,6 +133,8 @@ bool MarqenPDF::open() {
     fixBadPFDFileXrefOffsets(*current_);
 
     const MarqenPDFDictionary &trailer = current_->trailers.front();
+    // Everything after the cross-reference data (the root, the hidden record) may be enciphered.
+    if (!setUpSecurityHandler(trailer)) return false;
     const MarqenPDFObject *rootEntry = trailer.objectForKey("Root");
     if (current_->firstIsStream) {
         if (!rootEntry) {
@@ -146,7 +150,6 @@ bool MarqenPDF::open() {
         marqenPDFWarn("MarqenPDF: Could not locate PDF root");
         return false;
     }
-    encrypted_ = trailer.objectForKey("Encrypt") != nullptr;
 
     // A file this system updated before: the untouched PDF is read through its own sections.
     if (isRichPDF()) {
@@ -290,6 +293,8 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
     }
     std::optional<MarqenPDFObject> value = makeObjectFromOffset(next, &next);
     if (!value) return std::nullopt;
+    const uint64_t objectNumber = uint64_t(integerFromToken(number).value_or(0));
+    const uint32_t generationNumber = uint32_t(integerFromToken(generation).value_or(0));
     if (const MarqenPDFDictionary *dictionary = value->asDictionary()) {
         size_t afterKeyword = 0;
         if (tokenFromOffset(next, &afterKeyword) == "stream") {
@@ -315,6 +320,10 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
             value = MarqenPDFObject(std::make_shared<const MarqenPDFStream>(
                 *dictionary, pdfData_, data.substr(dataStart, size_t(dataLength)), maximumDecodedStreamLength_));
         }
+    }
+    if (securityHandler_ && objectNumber != encryptObjectNumber_) {
+        value = decryptedObject(*value, objectNumber, generationNumber);
+        if (!value) return std::nullopt;
     }
     objectCache_.emplace(offset, *value);
     return value;

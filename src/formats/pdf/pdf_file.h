@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "formats/pdf/pdf_object.h"
+#include "formats/pdf/pdf_security_handler.h"
 #include "foundation/error.h"
 
 namespace marqen {
@@ -47,6 +48,18 @@ struct MarqenPDFOptions {
     // Files are mapped; this reads them into memory instead, for hosts whose files may be truncated by
     // others while open.
     bool copyFileIntoMemory = false;
+    // Passwords of an encrypted file. The user password defaults to empty; an owner password that opens
+    // the file lifts its permission restrictions.
+    std::string userPassword;
+    std::string ownerPassword;
+};
+
+// Codes of the "MarqenPDF" error domain.
+enum MarqenPDFErrorCode : long {
+    kMarqenPDFErrorUnreadable = -1,          // not a PDF, damaged beyond repair, or a failed write
+    kMarqenPDFErrorPasswordRequired = -2,    // encrypted, and no given password opens it
+    kMarqenPDFErrorUnsupportedEncryption = -3,  // a security handler or method this reader does not know
+    kMarqenPDFErrorPermissionDenied = -4,    // the file's permissions forbid the change
 };
 
 class MarqenPDF {
@@ -83,9 +96,14 @@ public:
     bool isRichPDF() const { return originalEOF_ != 0; }
     const std::optional<std::string> &richPDFJSON() const { return richPDFJSON_; }
     uint64_t nextAvailableObjectNumber() const { return nextAvailableObjectNumber_; }
-    // The trailer names an /Encrypt dictionary: strings and streams are enciphered and the file cannot
-    // be annotated.
+    // The trailer names an /Encrypt dictionary: strings and streams are deciphered as objects are resolved,
+    // and an update is enciphered with the same key.
     bool isEncrypted() const { return encrypted_; }
+    // The handler of an encrypted file (null otherwise).
+    const std::shared_ptr<const MarqenPDFSecurityHandler> &securityHandler() const { return securityHandler_; }
+    // Whether the file's permissions let annotations be added (always for an unencrypted file or when the
+    // owner password was given).
+    bool allowsAnnotating() const;
     size_t maximumDecodedStreamLength() const { return maximumDecodedStreamLength_; }
 
     // Values that are not references come back as they are; a reference that cannot be found gives null.
@@ -105,6 +123,10 @@ public:
 
     std::optional<MarqenPDFIndirectReference> pageReferenceForPageNumber(uint64_t pageNumber, bool fromOriginalPDF);
     std::optional<MarqenPDFObject> inheritedItem(std::string_view name, uint64_t pageNumber, bool fromOriginalPDF);
+    // The same for a page already found (for example by allPageReferences): no walk from the first page,
+    // so reading every page's items costs time in proportion to the pages.
+    std::optional<MarqenPDFObject> inheritedItemOfPage(std::string_view name, const MarqenPDFIndirectReference &page,
+                                                       bool fromOriginalPDF);
     uint64_t numberOfPagesFromOriginalPDF(bool fromOriginalPDF);
     uint64_t numberOfPagesInOriginalPDF() { return numberOfPagesFromOriginalPDF(true); }
     uint64_t numberOfPagesInRichPDF() { return numberOfPagesFromOriginalPDF(false); }
@@ -157,6 +179,13 @@ private:
     void noteListedObject(XrefTable &table, uint64_t objectNumber) const;
     void fixBadPFDFileXrefOffsets(XrefTable &table);
     bool verifyRootDictionary(const MarqenPDFObject &root, bool readHiddenRecord);
+    bool setUpSecurityHandler(const MarqenPDFDictionary &trailer);
+    // The value of object (number, generation) with its strings and stream bytes deciphered; nothing when
+    // a stream cannot be deciphered.
+    std::optional<MarqenPDFObject> decryptedObject(const MarqenPDFObject &value, uint64_t number,
+                                                   uint32_t generation) const;
+    // The value with its strings and stream bytes enciphered for object (number, generation).
+    MarqenPDFObject encryptedObject(const MarqenPDFObject &value, uint64_t number, uint32_t generation) const;
     std::optional<uint64_t> lastSectionPrev();
 
     // Object resolution.
@@ -183,6 +212,11 @@ private:
     std::optional<std::string> richPDFJSON_;
     uint64_t nextAvailableObjectNumber_ = 0;
     bool encrypted_ = false;
+    std::shared_ptr<const MarqenPDFSecurityHandler> securityHandler_;
+    std::optional<uint64_t> encryptObjectNumber_;  // the /Encrypt dictionary's own object is never enciphered
+    long openFailureCode_ = kMarqenPDFErrorUnreadable;
+    std::string userPassword_;
+    std::string ownerPassword_;
     mutable std::vector<std::string> warnings_;  // filled by const readers too
 
     std::unordered_map<uint64_t, MarqenPDFObject> objectCache_;  // by file offset

@@ -20,6 +20,8 @@ std::optional<std::string> decodeWithFilter(std::string_view filter, std::string
         return MarqenPDFReversePrediction(std::move(*inflated), params);
     }
     if (filter == "ASCIIHexDecode") return MarqenPDFDecodeASCIIHex(data);
+    // The security handler has already deciphered the bytes when the stream was resolved.
+    if (filter == "Crypt") return std::string(data);
     if (filter == "ASCII85Decode" || filter == "LZWDecode" || filter == "RunLengthDecode") {
         marqenPDFWarn("MarqenPDF: Cannot yet handle filter type " + std::string(filter));
         return std::nullopt;

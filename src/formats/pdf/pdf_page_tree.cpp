@@ -123,8 +123,15 @@ std::optional<MarqenPDFObject> MarqenPDF::inheritedItem(std::string_view name, u
     MarqenPDFWarningScope scope(&warnings_);
     std::optional<MarqenPDFIndirectReference> page = pageReferenceForPageNumber(pageNumber, fromOriginalPDF);
     if (!page) return std::nullopt;
-    MarqenPDFObject node = resolveIndirectReference(MarqenPDFObject(*page), fromOriginalPDF);
-    std::set<uint64_t> visited{page->objectNumber};
+    return inheritedItemOfPage(name, *page, fromOriginalPDF);
+}
+
+std::optional<MarqenPDFObject> MarqenPDF::inheritedItemOfPage(std::string_view name,
+                                                              const MarqenPDFIndirectReference &page,
+                                                              bool fromOriginalPDF) {
+    MarqenPDFWarningScope scope(&warnings_);
+    MarqenPDFObject node = resolveIndirectReference(MarqenPDFObject(page), fromOriginalPDF);
+    std::set<uint64_t> visited{page.objectNumber};
     while (const MarqenPDFDictionary *dictionary = node.asDictionary()) {
         if (const MarqenPDFObject *value = dictionary->objectForKey(name)) return *value;
         const MarqenPDFObject *parent = dictionary->objectForKey("Parent");
@@ -132,7 +139,7 @@ std::optional<MarqenPDFObject> MarqenPDF::inheritedItem(std::string_view name, u
         if (const MarqenPDFIndirectReference *reference = parent->asReference()) {
             if (!visited.insert(reference->objectNumber).second) {
                 marqenPDFWarn("MarqenPDF: Parent chain contains a loop at object " +
-                          std::to_string(reference->objectNumber));
+                              std::to_string(reference->objectNumber));
                 break;
             }
         }

@@ -113,7 +113,8 @@ std::string MarqenPDF::appendObjects(const std::vector<MarqenPDFAppendedObject> 
         }
         objects += std::to_string(reference->objectNumber) + " " + std::to_string(reference->generationNumber) +
                    " obj\n";
-        objects += encodedObject(*entry.o);
+        // New strings and streams of an encrypted file are enciphered with its handler and key.
+        objects += encodedObject(encryptedObject(*entry.o, reference->objectNumber, reference->generationNumber));
         objects += "\nendobj\n";
     }
     const uint64_t xrefStart = base + objects.size();
@@ -141,6 +142,8 @@ std::string MarqenPDF::appendObjects(const std::vector<MarqenPDFAppendedObject> 
         if (const MarqenPDFObject *root = trailer.objectForKey("Root")) info.setObject(*root, "Root");
         if (const MarqenPDFObject *documentInfo = trailer.objectForKey("Info")) info.setObject(*documentInfo, "Info");
         if (const MarqenPDFObject *identifier = trailer.objectForKey("ID")) info.setObject(*identifier, "ID");
+        // An encrypted file stays encrypted: readers find its handler through the newest section.
+        if (const MarqenPDFObject *encrypt = trailer.objectForKey("Encrypt")) info.setObject(*encrypt, "Encrypt");
         MarqenPDFStream plain(std::move(info), std::move(entries));
         std::shared_ptr<const MarqenPDFStream> compressed = plain.streamCompressedWithFlate();
         objects += std::to_string(xrefNumber) + " 0 obj\n";
@@ -160,8 +163,10 @@ bool MarqenPDF::writeModifiedPDFToURL(const std::string &path,
                                       const std::vector<MarqenPDFAppendedObject> &appendedObjects,
                                       const std::optional<std::string> &domJSON, MarqenError *error) {
     MarqenPDFWarningScope scope(&warnings_);
-    if (encrypted_)
-        return marqenFail(error, kErrorDomain, -1, "The PDF is encrypted and cannot be annotated");
+    if (!allowsAnnotating())
+        return marqenFail(error, kErrorDomain, kMarqenPDFErrorPermissionDenied,
+                          "The PDF's permissions do not allow adding or changing annotations; its owner password "
+                          "lifts this restriction");
     std::string_view original = originalPDFBytes();
     const uint64_t originalSize = original.size();
     std::optional<uint64_t> previousXref = originalXrefOffset();

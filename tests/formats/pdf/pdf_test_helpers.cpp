@@ -121,10 +121,11 @@ void makeGhostscriptPDF(const std::filesystem::path &path, int pages) {
         throw std::runtime_error("ghostscript failed");
 }
 
-double redShareOfPage(const std::filesystem::path &pdf, int page) {
+double redShareOfPage(const std::filesystem::path &pdf, int page, const std::string &password) {
     TempDir dir;
     std::string prefix = (dir / "page").string();
-    if (runTool("pdftoppm -f " + std::to_string(page) + " -l " + std::to_string(page) + " -singlefile -r 24 '" +
+    if (runTool("pdftoppm -f " + std::to_string(page) + " -l " + std::to_string(page) + " -singlefile -r 24 " +
+                (password.empty() ? std::string() : "-upw '" + password + "' ") + "'" +
                 pdf.string() + "' '" + prefix + "'") != 0)
         return -1;
     std::string ppm = readFile(prefix + ".ppm");
@@ -145,9 +146,10 @@ double redShareOfPage(const std::filesystem::path &pdf, int page) {
     return double(red) / double(pixels);
 }
 
-int popplerPageCount(const std::filesystem::path &pdf) {
+int popplerPageCount(const std::filesystem::path &pdf, const std::string &password) {
     std::string output;
-    if (runTool("pdfinfo '" + pdf.string() + "'", &output) != 0) return -1;
+    std::string upw = password.empty() ? std::string() : "-upw '" + password + "' ";
+    if (runTool("pdfinfo " + upw + "'" + pdf.string() + "'", &output) != 0) return -1;
     auto at = output.find("Pages:");
     if (at == std::string::npos) return -1;
     return std::atoi(output.c_str() + at + 6);

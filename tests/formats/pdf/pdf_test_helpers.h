@@ -42,7 +42,8 @@ void makeCairoOverlay(const std::filesystem::path &path, double width, double he
 void makeGhostscriptPDF(const std::filesystem::path &path, int pages);
 
 // Share of strongly red pixels on a page rendered by poppler at a low resolution (0 to 1).
-double redShareOfPage(const std::filesystem::path &pdf, int page);
-int popplerPageCount(const std::filesystem::path &pdf);
+// An encrypted file is opened with the given password.
+double redShareOfPage(const std::filesystem::path &pdf, int page, const std::string &password = "");
+int popplerPageCount(const std::filesystem::path &pdf, const std::string &password = "");
 
 }  // namespace marqen::test

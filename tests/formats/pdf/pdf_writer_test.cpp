@@ -177,22 +177,42 @@ TEST(PDFWriter, FailuresLeaveNoFileBehind) {
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
 }
 
-TEST(PDFWriter, EncryptedFilesAreNotAnnotated) {
+TEST(PDFWriter, EncryptedFilesNeedTheirPasswordAndTheirAnnotatingPermission) {
     if (!test::toolAvailable("qpdf")) GTEST_SKIP() << "qpdf is not installed";
     TempDir dir;
     test::writeFile(dir / "plain.pdf", PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R"));
-    ASSERT_EQ(test::runTool("qpdf --encrypt user owner 256 -- '" + (dir / "plain.pdf").string() + "' '" +
+    ASSERT_EQ(test::runTool("qpdf '" + (dir / "plain.pdf").string() + "' --encrypt user owner 256 --annotate=n -- '" +
                             (dir / "locked.pdf").string() + "'"),
               0);
-    auto pdf = MarqenPDF::initWithContentsOfFile((dir / "locked.pdf").string());
+    MarqenError openError;
+    EXPECT_FALSE(MarqenPDF::initWithContentsOfFile((dir / "locked.pdf").string(), {}, &openError));
+    EXPECT_EQ(openError.domain, "MarqenPDF");
+    EXPECT_EQ(openError.code, kMarqenPDFErrorPasswordRequired);
+    MarqenPDFOptions options;
+    options.userPassword = "user";
+    auto pdf = MarqenPDF::initWithContentsOfFile((dir / "locked.pdf").string(), options);
     ASSERT_TRUE(pdf);
     EXPECT_TRUE(pdf->isEncrypted());
+    EXPECT_FALSE(pdf->allowsAnnotating());
     MarqenError error;
     EXPECT_FALSE(pdf->writeModifiedPDFToURL((dir / "out.pdf").string(), {}, std::string("{}"), &error));
     EXPECT_EQ(error.domain, "MarqenPDF");
-    EXPECT_EQ(error.code, -1);
-    EXPECT_EQ(error.localizedDescription(), "The PDF is encrypted and cannot be annotated");
+    EXPECT_EQ(error.code, kMarqenPDFErrorPermissionDenied);
+    EXPECT_EQ(error.localizedDescription(),
+              "The PDF's permissions do not allow adding or changing annotations; its owner password lifts this "
+              "restriction");
     EXPECT_FALSE(std::filesystem::exists(dir / "out.pdf"));
+
+    options.ownerPassword = "owner";
+    auto owned = MarqenPDF::initWithContentsOfFile((dir / "locked.pdf").string(), options);
+    ASSERT_TRUE(owned);
+    EXPECT_TRUE(owned->allowsAnnotating());
+    EXPECT_TRUE(owned->writeModifiedPDFToURL((dir / "out.pdf").string(), {}, std::string("{\"k\":1}"), &error))
+        << error.description();
+    auto reread = MarqenPDF::initWithContentsOfFile((dir / "out.pdf").string(), options);
+    ASSERT_TRUE(reread);
+    EXPECT_EQ(reread->richPDFJSON(), std::optional<std::string>("{\"k\":1}"));
+    EXPECT_EQ(test::runTool("qpdf --check --password=user '" + (dir / "out.pdf").string() + "'"), 0);
 }
 
 // A source PDF whose objects 5 and 6 refer to each other and share object 7.
