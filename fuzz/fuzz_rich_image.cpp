@@ -38,6 +38,12 @@ const fs::path &workDirectory() {
         fs::create_directories(made / "tmp");
         // The codec's temporary chunk files go here too, so that the check below sees them.
         setenv("TMPDIR", (made / "tmp").c_str(), 1);
+        // Removed at exit through a copy that outlives the static path.
+        static char *removeAtExit = ::strdup(made.c_str());
+        std::atexit([] {
+            std::error_code ec;
+            fs::remove_all(removeAtExit, ec);
+        });
         return made;
     }();
     return directory;
