@@ -48,6 +48,7 @@
 #include "formats/composition_bundle.h"
 #include "formats/dom_json_file.h"
 #include "formats/export_format.h"
+#include "formats/legacy_svg_import.h"
 #include "formats/rich_image/composition_png_codec.h"
 #include "formats/rich_image/rich_heic.h"
 #include "formats/rich_image/rich_image_chunk.h"
@@ -59,6 +60,7 @@
 #include "render/node_renderer.h"
 #include "render/interface_artwork.h"
 
+#include "editing/analytics.h"
 #include "editing/tool.h"
 #include "editing/tools_model.h"
 #include "editing/properties_composition_view.h"

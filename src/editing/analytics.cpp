@@ -1,11 +1,11 @@
-#include "editing/analytics_event.h"
+#include "editing/analytics.h"
 
 #include "foundation/notification_center.h"
 
 namespace marqen {
 
-void postMarqenAnalyticsEvent(const void *sender, const std::string &category, const std::string &action,
-                              const std::string &label) {
+void MarqenAnalytics::postInterestingEvent(const std::string &category, const std::string &action,
+                                           const std::string &label, const void *sender) {
     NotificationCenter::defaultCenter().post(kMarqenAnalyticsInterestingEventDidOccur, sender,
                                              {{kMarqenAnalyticsCategoryKey, category},
                                               {kMarqenAnalyticsActionKey, action},
