@@ -160,6 +160,12 @@ TEST_F(RichImageCodec, PNGWriterLayoutKeepsEveryChunkByteForByte) {
     EXPECT_EQ(walk.tokens[5].dataLength, 16 + kResource.size());
     EXPECT_EQ(walk.tokens[5].crc, bitwiseCRC32("mqRf" + uuidBytes(kUUID) + kResource));
 
+    // The copying callback on its own: every chunk but IEND, byte for byte.
+    FILE *copied = std::fopen(path("copied").c_str(), "wb");
+    ASSERT_EQ(MarqenPNGReadChunkTokens(copied, path("src.png").c_str(), MarqenPNGWriteChunksReadChunkTokensCallback), 0);
+    std::fclose(copied);
+    EXPECT_EQ(readFile(dir / "copied"), ihdr + idat + oldMeta + afterIEND);
+
     // Without a writer only the copy and IEND are written.
     ASSERT_EQ(MarqenPNGWriteChunks(nullptr, path("src.png").c_str(), path("plain.png").c_str(), nullptr), 0);
     EXPECT_EQ(readFile(dir / "plain.png"), kPNGSignature + ihdr + idat + oldMeta + afterIEND + kIEND);
