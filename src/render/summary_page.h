@@ -16,7 +16,7 @@
 namespace marqen {
 
 struct MarqenSummaryEntry {
-    size_t pageIndex = 0;            // the page the row links to, counted from 0 in the annotated PDF
+    size_t pageIndex = 0;            // the original page the row links to, counted from 0 (summary pages not counted)
     std::string pageLabel;           // what the row calls the page, e.g. "Page 3"
     MarqenImageRef thumbnail;        // the annotated region; none draws a plain frame
     std::vector<std::string> texts;  // the page's text annotations, in order
