@@ -12,6 +12,7 @@
 #include "foundation/log.h"
 #include "foundation/uuid.h"
 #include "render/document_images.h"
+#include "render/document_renderer.h"
 
 namespace marqen {
 
@@ -48,7 +49,9 @@ CGRect thumbnailRegion(const MarqenDOMDocument &document, const std::vector<Marq
     width = std::min(width, frame.size.width);
     height = std::min(height, frame.size.height);
     CGPoint centre{CGRectGetMidX(bounds), CGRectGetMidY(bounds)};
-    return MarqenDOMDocumentSmartThumbnailRect(document, centre, {width, height});
+    // The thumbnail rectangle is placed in view space; the picture is asked for in model space.
+    CGRect view = MarqenDOMDocumentSmartThumbnailRect(document, centre, {width, height});
+    return CGRectApplyAffineTransform(view, CGAffineTransformInvert(MarqenDOMDocumentRenderer::modelViewTransformAtFrameSize(document)));
 }
 
 std::string todayAsText() {
