@@ -8,9 +8,16 @@ namespace marqen {
 
 std::vector<UndoManager::Group> &UndoManager::registrationStack() { return undoing_ ? redoStack_ : undoStack_; }
 
+// Dropped actions can hold the last reference to a node whose teardown reaches this manager again; they
+// are destroyed only after the stacks are consistent.
+void UndoManager::discardRedoActions() {
+    std::vector<Group> discarded;
+    discarded.swap(redoStack_);
+}
+
 void UndoManager::registerUndo(const void *target, std::function<void()> action) {
     if (disabled_ > 0) return;
-    if (!undoing_ && !redoing_ && openGroups_.empty()) redoStack_.clear();
+    if (!undoing_ && !redoing_ && openGroups_.empty()) discardRedoActions();
     if (!openGroups_.empty()) {
         openGroups_.back().actions.push_back({target, std::move(action)});
         return;
@@ -34,7 +41,7 @@ void UndoManager::endUndoGrouping() {
         if (parent.name.empty()) parent.name = group.name;
         return;
     }
-    if (!undoing_ && !redoing_) redoStack_.clear();
+    if (!undoing_ && !redoing_) discardRedoActions();
     registrationStack().push_back(std::move(group));
 }
 

@@ -7,6 +7,7 @@
 #include "dom/ellipse.h"
 #include "dom/layer.h"
 #include "dom/line.h"
+#include "dom/polygon.h"
 #include "dom/rectangle.h"
 #include "dom/stamp.h"
 #include "dom/text.h"
@@ -15,6 +16,7 @@
 #include "editing/tools_model.h"
 #include "foundation/geometry_functions.h"
 #include "foundation/localization.h"
+#include "foundation/queues.h"
 #include "foundation/undo_manager.h"
 #include "interaction/clipboard_payload.h"
 #include "interaction/preferences.h"
@@ -31,6 +33,25 @@ bool isFinitePoint(CGPoint point) { return std::isfinite(point.x) && std::isfini
 constexpr CGFloat kCoordinateLimit = 1e7;
 bool isUsablePoint(CGPoint point) {
     return isFinitePoint(point) && std::fabs(point.x) < kCoordinateLimit && std::fabs(point.y) < kCoordinateLimit;
+}
+
+// An arrow refuses to get shorter than its minimum one end at a time, which would bend a moved or restored
+// arrow; moving it whole and putting back a saved shape never shorten it, so the check stays out of the way.
+template <typename Change>
+void withoutArrowMinimum(MarqenDOMElement &element, Change change) {
+    auto *arrow = dynamic_cast<MarqenDOMArrow *>(&element);
+    bool previous = arrow && arrow->ignoreMinimumConstraints();
+    if (arrow) arrow->setIgnoreMinimumConstraints(true);
+    change();
+    if (arrow) arrow->setIgnoreMinimumConstraints(previous);
+}
+
+void translateElement(MarqenDOMElement &element, CGPoint delta) {
+    withoutArrowMinimum(element, [&] { element.translate(delta); });
+}
+
+void restoreGeometry(MarqenDOMElement &element, const std::any &geometry) {
+    withoutArrowMinimum(element, [&] { element.setElementGeometry(geometry); });
 }
 
 // The highlighter draws a translucent stroke of the tool colour.
@@ -120,6 +141,7 @@ std::shared_ptr<MarqenDOMElement> MarqenDocumentView::elementAtViewPoint(CGPoint
 }
 
 void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
+    settlePendingStrokeFit();
     if (!document_ || !isUsablePoint(event.location)) return;
     if (gesture_ != Gesture::None) cancelGesture();  // a second press without a release ends the first
     CGPoint modelPoint = modelPointForViewPoint(event.location);
@@ -164,6 +186,8 @@ void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
         }
         if (!selected) selectElements({hit});
         gesture_ = Gesture::Moving;
+        moveStartGeometries_.clear();
+        for (const auto &element : selection_) moveStartGeometries_.push_back(element->elementGeometry());
         if (auto undo = undoManager()) undo->disableUndoRegistration();
         setCursor("move");
         return;
@@ -338,7 +362,7 @@ void MarqenDocumentView::dragHandle(CGPoint modelPoint, bool shift) {
     CGSize factors{(newMaxX - newMinX) / box.size.width, (newMaxY - newMinY) / box.size.height};
     if (shift && (left || right) && (top || bottom)) factors.width = factors.height = std::max(factors.width, factors.height);
     CGPoint anchor{left ? maxX : minX, top ? maxY : minY};
-    element->setElementGeometry(savedGeometry_);
+    restoreGeometry(*element, savedGeometry_);
     element->scale(factors, anchor);
 }
 
@@ -382,7 +406,7 @@ void MarqenDocumentView::pointerMoved(const MarqenPointerEvent &event) {
             break;
         case Gesture::Moving: {
             CGPoint delta{modelPoint.x - lastModelPoint_.x, modelPoint.y - lastModelPoint_.y};
-            for (const auto &element : selection_) element->translate(delta);
+            for (const auto &element : selection_) translateElement(*element, delta);
             movedBy_ = CGPoint{movedBy_.x + delta.x, movedBy_.y + delta.y};
             break;
         }
@@ -411,12 +435,12 @@ void MarqenDocumentView::pointerReleased(const MarqenPointerEvent &event) {
         case Gesture::Moving: {
             if (isUsablePoint(event.location)) {
                 CGPoint delta{modelPoint.x - lastModelPoint_.x, modelPoint.y - lastModelPoint_.y};
-                for (const auto &element : selection_) element->translate(delta);
+                for (const auto &element : selection_) translateElement(*element, delta);
                 movedBy_ = CGPoint{movedBy_.x + delta.x, movedBy_.y + delta.y};
             }
             // Put the elements back quietly, then move them once with undo: one step, whatever the moves.
             CGPoint total = movedBy_;
-            for (const auto &element : selection_) element->translate(CGPoint{-total.x, -total.y});
+            putBackMovedElements();
             gesture_ = Gesture::None;
             if (auto undo = undoManager()) undo->enableUndoRegistration();
             if (total.x != 0 || total.y != 0) translateSelection(total, "Move");
@@ -438,6 +462,14 @@ void MarqenDocumentView::finishDrawing(CGPoint modelPoint, const MarqenPointerEv
         vector->endAtPoint(modelPoint, CGPoint{0, 0}, options, viewToModelTransform());
     else if (auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(element))
         stamp->endAtPoint(modelPoint, CGPoint{0, 0}, options);
+    strokeFitPending_ = std::dynamic_pointer_cast<MarqenDOMVector>(element) &&
+                        !std::dynamic_pointer_cast<MarqenDOMPolygon>(element) &&
+                        !std::dynamic_pointer_cast<MarqenDOMEllipse>(element) &&
+                        !std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(element);
+    // A stroke past the edge grows the canvas from its fitted shape, which must be in place first.
+    if (strokeFitPending_ && preferences_ && preferences_->expandableCanvas() &&
+        !CGRectContainsRect(document_->frame(), element->contentBounds()))
+        settlePendingStrokeFit();
     // Enter the finished element as one undoable step: out quietly, in again with undo on.
     element->removeFromParent();
     gesture_ = Gesture::None;
@@ -453,13 +485,24 @@ void MarqenDocumentView::finishDrawing(CGPoint modelPoint, const MarqenPointerEv
     if (tools_) tools_->postToolDidCreateObjectAnalyticsEventForCompositionView(this);
 }
 
+// Exactly where the move began (adding and then subtracting the offset could leave the last digit off).
+void MarqenDocumentView::putBackMovedElements() {
+    for (size_t i = 0; i < selection_.size(); ++i) {
+        if (i < moveStartGeometries_.size() && moveStartGeometries_[i].has_value())
+            restoreGeometry(*selection_[i], moveStartGeometries_[i]);
+        else
+            translateElement(*selection_[i], CGPoint{-movedBy_.x, -movedBy_.y});
+    }
+    moveStartGeometries_.clear();
+}
+
 void MarqenDocumentView::cancelGesture() {
     if (gesture_ == Gesture::Drawing && drawing_) {
         drawing_->removeFromParent();
         drawing_.reset();
         if (auto undo = undoManager()) undo->enableUndoRegistration();
     } else if (gesture_ == Gesture::Moving) {
-        for (const auto &element : selection_) element->translate(CGPoint{-movedBy_.x, -movedBy_.y});
+        putBackMovedElements();
         if (auto undo = undoManager()) undo->enableUndoRegistration();
     } else if (gesture_ == Gesture::Handle && selection_.size() == 1) {
         auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(selection_.front());
@@ -480,14 +523,16 @@ void MarqenDocumentView::translateElements(const std::vector<std::shared_ptr<Mar
     for (const auto &element : elements) {
         std::any before = element->elementGeometry();
         if (!before.has_value() || !undo) {
-            element->translate(delta);  // kinds without a geometry value register their own undo
+            translateElement(*element, delta);  // kinds without a geometry value register their own undo
             continue;
         }
         // Some kinds move their outline without undo; restoring the geometry value undoes every kind alike.
         undo->disableUndoRegistration();
-        element->translate(delta);
-        undo->enableUndoRegistration();
+        translateElement(*element, delta);
         std::any after = element->elementGeometry();
+        // Rebuilt from the geometry value, as redo will rebuild it, so that redo gives these exact numbers.
+        restoreGeometry(*element, after);
+        undo->enableUndoRegistration();
         struct Swap {
             static void registerSwap(UndoManager *manager, std::weak_ptr<MarqenDOMElement> target, std::any to,
                                      std::any back) {
@@ -497,7 +542,7 @@ void MarqenDocumentView::translateElements(const std::vector<std::shared_ptr<Mar
                     auto element = target.lock();
                     if (!element) return;
                     manager->disableUndoRegistration();
-                    element->setElementGeometry(to);
+                    restoreGeometry(*element, to);
                     manager->enableUndoRegistration();
                     registerSwap(manager, target, back, to);
                 });
@@ -572,6 +617,7 @@ std::optional<CGFloat> MarqenDocumentView::singleToolSizeForSelectedElements() c
 
 void MarqenDocumentView::editSelection(const std::string &actionName,
                                        const std::function<void(MarqenDOMElement &)> &edit) {
+    settlePendingStrokeFit();
     if (selection_.empty() || gesture_ != Gesture::None) return;
     UndoManager *undo = undoManager();
     {
@@ -628,6 +674,7 @@ void MarqenDocumentView::deleteSelection() {
 }
 
 void MarqenDocumentView::undo() {
+    settlePendingStrokeFit();
     if (editingText_) endTextEditing();
     UndoManager *manager = undoManager();
     if (!manager || gesture_ != Gesture::None || !manager->canUndo()) return;
@@ -641,6 +688,7 @@ void MarqenDocumentView::undo() {
 }
 
 void MarqenDocumentView::redo() {
+    settlePendingStrokeFit();
     if (editingText_) endTextEditing();
     UndoManager *manager = undoManager();
     if (!manager || gesture_ != Gesture::None || !manager->canRedo()) return;
@@ -657,6 +705,7 @@ std::string MarqenDocumentView::copySelection() const {
 }
 
 std::string MarqenDocumentView::cutSelection() {
+    settlePendingStrokeFit();
     if (editingText_) endTextEditing();
     if (selection_.empty() || gesture_ != Gesture::None) return {};
     std::string payload = copySelection();
@@ -672,6 +721,7 @@ std::string MarqenDocumentView::cutSelection() {
 }
 
 bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
+    settlePendingStrokeFit();
     if (editingText_) endTextEditing();
     if (!document_ || gesture_ != Gesture::None) return marqenFail(error, kMarqenClipboardErrorDomain, 4, "Nothing to paste into");
     std::vector<std::shared_ptr<MarqenDOMElement>> elements;
@@ -699,7 +749,7 @@ bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
     {
         UndoGroupScope group(undo);
         for (const auto &element : elements) {
-            if (offset.x != 0 || offset.y != 0) element->translate(offset);  // not yet on the page: no undo
+            if (offset.x != 0 || offset.y != 0) translateElement(*element, offset);  // not yet on the page: no undo
             document_->addNode(element);
         }
         if (undo) undo->setActionName(MarqenLocalizedString("Paste"));
@@ -765,6 +815,7 @@ void MarqenDocumentView::placeTextCaret(CGPoint modelPoint, bool extend) {
 }
 
 bool MarqenDocumentView::insertText(const std::string &text) {
+    settlePendingStrokeFit();
     if (text.empty() || gesture_ != Gesture::None) return false;
     if (!editingText_) {
         if (!selection_.empty() || !preferences_ || !preferences_->typingCreatesTextAnnotation() || !document_) return false;
@@ -852,6 +903,7 @@ bool MarqenDocumentView::editingKeyPressed(const MarqenKeyEvent &event) {
 }
 
 bool MarqenDocumentView::keyPressed(const MarqenKeyEvent &event) {
+    settlePendingStrokeFit();
     if (editingText_) return editingKeyPressed(event);
     bool shift = event.modifiers & MarqenModifierShift, control = event.modifiers & MarqenModifierControl;
     const std::string &key = event.key;
@@ -886,6 +938,16 @@ bool MarqenDocumentView::keyPressed(const MarqenKeyEvent &event) {
     if (key == "Up") return nudgeSelection({0, -step}), true;
     if (key == "Down") return nudgeSelection({0, step}), true;
     return false;
+}
+
+// The fitted path of a finished stroke replaces its raw path without undo. An edit made before it arrives
+// would record the raw path and bring it back on undo or redo, so edits wait for it (a few milliseconds
+// at most; only an edit that follows a stroke at once ever waits).
+void MarqenDocumentView::settlePendingStrokeFit() {
+    if (!strokeFitPending_) return;
+    strokeFitPending_ = false;
+    ThreadPool::shared().waitIdle();
+    MainQueue::shared().drain();
 }
 
 void MarqenDocumentView::notifySelection() {

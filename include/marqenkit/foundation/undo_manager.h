@@ -54,6 +54,7 @@ private:
         std::string name;
     };
     void runGroup(Group group);
+    void discardRedoActions();
     std::vector<Group> &registrationStack();
 
     std::vector<Group> undoStack_, redoStack_;

@@ -174,12 +174,14 @@ private:
     void beginDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
     void finishDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
     void cancelGesture();
+    void putBackMovedElements();
     void translateSelection(CGPoint delta, const std::string &actionName);
     void translateElements(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements, CGPoint delta);
     // With the expandable canvas on, grows the page to take in the elements, within the current undo group.
     void expandCanvasToFit(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements);
     void editSelection(const std::string &actionName, const std::function<void(MarqenDOMElement &)> &edit);
     void notifySelection();
+    void settlePendingStrokeFit();
     void redrawAll();
     void setCursor(const std::string &cursor);
     UndoManager *undoManager() const { return document_ ? document_->undoManager() : nullptr; }
@@ -202,6 +204,7 @@ private:
     std::string drawingActionName_;
     MarqenHandleKind handleKind_ = MarqenHandleKind::EndPoint;
     std::any savedGeometry_;
+    std::vector<std::any> moveStartGeometries_;
     CGRect savedBounds_{};
     CGPoint gestureStart_{}, lastModelPoint_{}, lastViewPoint_{}, movedBy_{};
     double lastTimestamp_ = 0;
@@ -210,6 +213,8 @@ private:
     std::unique_ptr<MarqenTextEditingSession> textSession_;
     std::string originalText_;
     bool editingNewText_ = false;
+    // A freehand stroke's fitted path is still being made in the background.
+    bool strokeFitPending_ = false;
 };
 
 }  // namespace marqen
