@@ -1,5 +1,5 @@
 // Opens arbitrary bytes as a PDF, resolves every object number, decodes every stream, walks every page,
-// merges the first page onto itself and serialises the update in memory.
+// merges the first page onto itself and serialises the update in memory (enciphered for encrypted files).
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -14,6 +14,8 @@ using namespace marqen;
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     MarqenPDFOptions options;
     options.maximumDecodedStreamLength = size_t(16) << 20;  // keeps inflate bombs within the fuzzer's memory
+    // The encrypted seeds' owner password: the owner and then the user (empty) password paths both run.
+    options.ownerPassword = "owner";
     // Exactly the input's bytes, nothing after them (as in a mapped file), so a read one past the end is caught.
     std::unique_ptr<char[]> bytes(new char[size]);
     std::memcpy(bytes.get(), data, size);

@@ -20,6 +20,21 @@ seed() {  # seed TARGET FILES...
   return 0
 }
 seed fuzz_pdf samples/*.pdf
+# Encrypted seeds: every method of the standard security handler, with and without object streams.
+mkdir -p "$WORK/encrypted"
+for sample in samples/*.pdf; do
+  [ -f "$sample" ] || continue
+  base=$(basename "$sample" .pdf)
+  for spec in "rc4-40:'' owner 40" "rc4-128:'' owner 128 --use-aes=n" "aes-128:'' owner 128 --use-aes=y" \
+              "aes-256:'' owner 256" "aes-256-user:user owner 256 --annotate=n"; do
+    name=${spec%%:*}
+    for streams in preserve generate; do
+      eval "qpdf --allow-weak-crypto --object-streams=$streams \"\$sample\" --encrypt ${spec#*:} -- \
+        \"\$WORK/encrypted/$base-$name-$streams.pdf\"" 2>/dev/null || true
+    done
+  done
+done
+seed fuzz_pdf "$WORK"/encrypted/*.pdf
 seed fuzz_document samples/*.json
 seed fuzz_render samples/*.json
 seed fuzz_image_decode samples/resources/*
