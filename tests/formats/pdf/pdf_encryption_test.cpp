@@ -338,5 +338,24 @@ TEST(PDFEncryption, MalformedCiphertextIsSkippedNotTrusted) {
     EXPECT_EQ(pdf->numberOfPagesInOriginalPDF(), 1u);
 }
 
+TEST(PDFCommands, APageTreeWithoutPagesIsAnErrorNotZeroPages) {
+    TempDir dir;
+    PDFBuilder builder;
+    builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.object(2, "<< /Type /Pages /Kids [] /Count 0 >>");
+    test::writeFile(dir / "empty.pdf", builder.finishWithTable("/Root 1 0 R"));
+    std::string out, err;
+    EXPECT_EQ(runCli("pdf-info --json " + quoted(dir / "empty.pdf"), &out, &err), 1);
+    EXPECT_EQ(out, "");
+    EXPECT_NE(err.find("empty.pdf has no pages that can be read"), std::string::npos) << err;
+    test::writeFile(dir / "overlay.pdf", PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R"));
+    EXPECT_EQ(runCli("pdf-overlay " + quoted(dir / "empty.pdf") + " --overlay " + quoted(dir / "overlay.pdf") +
+                         " --page 1 -o " + quoted(dir / "out.pdf"),
+                     nullptr, &err),
+              1);
+    EXPECT_NE(err.find("empty.pdf has no pages"), std::string::npos) << err;
+    EXPECT_FALSE(fs::exists(dir / "out.pdf"));
+}
+
 }  // namespace
 }  // namespace marqen
