@@ -64,6 +64,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     MarqenHEICReadChunkTokens(&bounds, input.c_str(), checkToken);
     URLContainsMarqenPNGChunks(input.c_str());
 
+    // A PNG that walks is rewritten with the same chunks (all but IEND) and one IEND; the copy walks too.
+    struct Count {
+        uint64_t size;
+        size_t chunks = 0, ends = 0;
+    };
+    auto count = [](void *context, FILE *, MarqenRichImageChunkToken token) {
+        auto *counted = static_cast<Count *>(context);
+        if (uint64_t(token.chunkOffset) + token.chunkSize > counted->size) std::abort();
+        (MarqenRichImageChunkTypeEquals(token.type, MarqenPNGImageEndChunkType) ? counted->ends : counted->chunks)++;
+        return 0;
+    };
+    Count before{size};
+    if (MarqenPNGReadChunkTokens(&before, input.c_str(), count) == 0) {
+        const fs::path written = work / "written";
+        if (MarqenPNGWriteChunks(nullptr, input.c_str(), written.c_str(), nullptr) != 0) std::abort();
+        Count after{fs::file_size(written)};
+        if (MarqenPNGReadChunkTokens(&after, written.c_str(), count) != 0) std::abort();
+        if (after.chunks != before.chunks || after.ends != 1) std::abort();
+        fs::remove(written);
+    }
+
     const fs::path bundleDirectory = work / "bundle";
     auto bundle = MarqenCompositionBundle::bundleAtDirectory(bundleDirectory);
     if (!bundle) std::abort();
