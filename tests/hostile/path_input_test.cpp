@@ -73,14 +73,6 @@ TEST(HostilePath, APolygonOfHalfAMillionCrossingVerticesIsLeftOutWithAWarning) {
     EXPECT_TRUE(std::filesystem::exists(dir / "out.png"));
 }
 
-TEST(HostilePath, APolygonOfSixtyThousandCrossingVerticesIsDrawnWithinTheBounds) {
-    TempDir dir;
-    auto run = renderWithin(dir, "polygon.json", documentWithVector(crossingPolygon(60'000)));
-    EXPECT_EQ(run.exitStatus, 0) << run.err;
-    EXPECT_EQ(run.err, "");
-    EXPECT_TRUE(std::filesystem::exists(dir / "out.png"));
-}
-
 TEST(HostilePath, AMillionPointFreehandPathEndsWithinTheBounds) {
     TempDir dir;
     std::string path = "M200 150";

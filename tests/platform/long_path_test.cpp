@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <cairo.h>
 
+#include <chrono>
 #include <cmath>
 
 #include "foundation/resource_budget.h"
@@ -136,4 +137,28 @@ TEST(LongPathStroke, PathsBeyondTheBudgetsAreLeftOutWithOneCountedLine) {
                                "A path was left out: a path of 3001 points exceeds the path points per element "
                                "budget (3000)",
                                "A path was left out (1 more times)"}));
+}
+
+TEST(LongPathStroke, AStrokeCrossingItselfEverywhereCostsLinearTime) {
+    // Chords of a Lissajous figure: nearly every edge crosses thousands of others. Stroked whole, Cairo
+    // takes many seconds for this one path; in runs it takes a fraction of one.
+    MarqenBezierPath path;
+    for (int i = 0; i < 20'000; ++i) {
+        CGPoint point{50 + 45 * std::cos(i * 0.7), 50 + 45 * std::sin(i * 1.3)};
+        if (i == 0) path.moveToPoint(point); else path.addLineToPoint(point);
+    }
+    path.closeSubpath();
+    cairo_surface_t *surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 100, 100);
+    cairo_t *cr = cairo_create(surface);
+    const auto start = std::chrono::steady_clock::now();
+    {
+        MarqenGraphicsContext context(cr);
+        context.setLineWidth(1);
+        context.strokePath(path);
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_GT(inkedPixels(surface), 5000);
+    cairo_destroy(cr);
+    cairo_surface_destroy(surface);
+    EXPECT_LT(seconds, 4.0);
 }

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 // what saving an annotated PDF writes.
 void writeAnnotatedPDF(const fs::path &pdf, const std::vector<std::pair<int, fs::path>> &annotations,
                        const MarqenDOMJSONContent &content, const fs::path &output) {
-    auto target = MarqenPDF::initWithContentsOfFile(pdf.string());
+    auto target = MarqenPDF::initWithContentsOfFile(pdf.string(), commandLinePDFOptions());
     if (!target) failure("cannot read " + pdf.string() + " as a PDF");
     MarqenPDFMigrator migrator(target, target->nextAvailableObjectNumber());
     for (const auto &[page, annotationPDF] : annotations) {

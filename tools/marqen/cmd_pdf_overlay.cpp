@@ -45,7 +45,7 @@ int run(const std::vector<std::string> &args) {
     if (!target->allowsAnnotating())
         failure(targetPath + " is encrypted with permissions that do not allow adding or changing annotations; "
                              "give its owner password with --owner-password");
-    auto overlay = MarqenPDF::initWithContentsOfFile(overlayPath);
+    auto overlay = MarqenPDF::initWithContentsOfFile(overlayPath, commandLinePDFOptions());
     if (!overlay) failure("cannot read " + overlayPath + " as a PDF");
     if (overlay->isEncrypted()) failure(overlayPath + " is encrypted and cannot be used as an overlay");
 

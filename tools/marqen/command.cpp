@@ -83,6 +83,15 @@ void writeFileAtomically(const std::string &path, const std::string &bytes) {
     if (!MarqenWriteFileAtomically(path, bytes, &error)) failure(error.localizedDescription());
 }
 
+MarqenPDFOptions commandLinePDFOptions() {
+    MarqenPDFOptions options;
+    options.copyFileIntoMemory = true;
+    // A stream may decode to 32 times the whole file: generous for real content, while a 3 MB file can
+    // no longer ask for gigabytes.
+    options.maximumDecodedStreamLengthPerFileByte = 32;
+    return options;
+}
+
 std::string readWholeFile(const std::string &path) {
     std::string bytes;
     MarqenError error;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "formats/pdf/pdf_file.h"
+
 namespace marqen::cli {
 
 enum ExitCode { kExitSuccess = 0, kExitFailure = 1, kExitUsage = 2 };
@@ -54,6 +56,10 @@ struct MarqenCommandRegistration {
 
 // Writes a file safely: to a temporary file beside the target, then renamed.
 void writeFileAtomically(const std::string &path, const std::string &bytes);
+
+// How the command line opens PDF files: read into memory (another process truncating a mapped file
+// would end the command with a signal) and with decoded streams bounded by the file's size.
+MarqenPDFOptions commandLinePDFOptions();
 std::string readWholeFile(const std::string &path);  // throws CommandError(1) when it cannot be read (or over 256 MiB)
 
 }  // namespace marqen::cli

@@ -3,7 +3,7 @@
 namespace marqen::cli {
 
 std::shared_ptr<MarqenPDF> openPDFOrFail(const std::string &path, const Arguments &arguments) {
-    MarqenPDFOptions options;
+    MarqenPDFOptions options = commandLinePDFOptions();
     options.userPassword = arguments.value("--password");
     options.ownerPassword = arguments.value("--owner-password");
     MarqenError error;
