@@ -5,8 +5,10 @@
 
 #include "formats/dom_json_file.h"
 #include "foundation/log.h"
+#include "fuzz_budget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    marqen::fuzz::useCommandLineBudget();
     std::string text(reinterpret_cast<const char *>(data), size);
     marqen::MarqenError error;
     auto content = marqen::MarqenReadDOMJSON(text, &error);

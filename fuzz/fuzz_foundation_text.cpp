@@ -10,8 +10,10 @@
 #include "foundation/string_helpers.h"
 #include "foundation/utf8.h"
 #include "foundation/value_encoding.h"
+#include "fuzz_budget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    marqen::fuzz::useCommandLineBudget();
     std::string text(reinterpret_cast<const char *>(data), size);
 
     std::vector<uint8_t> decoded = marqen::NewBase64Decode(text);

@@ -4,10 +4,13 @@
 #include <cstdlib>
 
 #include "platform/image_io.h"
+#include "fuzz_budget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    marqen::fuzz::useCommandLineBudget();
     marqen::MarqenImageDecodeOptions options;
-    options.maximumPixelCount = 4'000'000;  // keep each run small; the limit itself is under test too
+    // Short runs keep each image small (the limit itself is under test too); deep runs use the default.
+    if (!marqen::fuzz::deepRun()) options.maximumPixelCount = 4'000'000;
     marqen::MarqenImageProperties properties;
     marqen::MarqenError error;
     marqen::MarqenImageRef image = marqen::MarqenImageDecodeData(data, size, &properties, &error, options);

@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "ink/path_fitter.h"
+#include "fuzz_budget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    marqen::fuzz::useCommandLineBudget();
     if (size < 1) return 0;
     static const float kWidths[] = {0.0f, 0.5f, 3.0f, 12.0f, 1e6f, -2.0f,
                                     std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()};

@@ -8,12 +8,15 @@
 
 #include "formats/pdf/pdf_file_io.h"
 #include "formats/pdf/pdf_overlay.h"
+#include "fuzz_budget.h"
 
 using namespace marqen;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    marqen::fuzz::useCommandLineBudget();
     MarqenPDFOptions options;
-    options.maximumDecodedStreamLength = size_t(16) << 20;  // keeps inflate bombs within the fuzzer's memory
+    // Keeps inflate bombs within the fuzzer's memory; deep runs use the reader's own default.
+    if (!marqen::fuzz::deepRun()) options.maximumDecodedStreamLength = size_t(16) << 20;
     // The encrypted seeds' owner password: the owner and then the user (empty) password paths both run.
     options.ownerPassword = "owner";
     // Exactly the input's bytes, nothing after them (as in a mapped file), so a read one past the end is caught.

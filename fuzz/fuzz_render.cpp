@@ -7,8 +7,10 @@
 #include "dom/multi_page_document.h"
 #include "formats/dom_json_file.h"
 #include "render/document_images.h"
+#include "fuzz_budget.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    marqen::fuzz::useCommandLineBudget();
     std::string text(reinterpret_cast<const char *>(data), size);
     marqen::MarqenError error;
     auto content = marqen::MarqenReadDOMJSON(text, &error);

@@ -14,6 +14,7 @@
 #include "formats/rich_image/rich_image_plain_copy.h"
 #include "formats/rich_image/rich_jpeg.h"
 #include "formats/rich_image/rich_png.h"
+#include "fuzz_budget.h"
 
 namespace fs = std::filesystem;
 using namespace marqen;
@@ -52,6 +53,7 @@ const fs::path &workDirectory() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    marqen::fuzz::useCommandLineBudget();
     const fs::path &work = workDirectory();
     const fs::path input = work / "input";
     {
