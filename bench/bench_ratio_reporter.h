@@ -24,11 +24,11 @@ inline bool &goalMissed() {
 // Prints one ratio line; with a goal > 0 it says ok or MISS and remembers a miss beyond the noise.
 inline void reportRatio(const std::string &label, double value, double goal = 0, double noise = kDefaultNoise) {
     if (goal <= 0) {
-        std::printf("ratio: %s = %.3f\n", label.c_str(), value);
+        std::printf("ratio: %s = %.4g\n", label.c_str(), value);
     } else {
         bool missed = !(value <= goal * (1 + noise));
         if (missed) goalMissed() = true;
-        std::printf("ratio: %s = %.3f (goal <= %.2f, noise %.0f%%) %s\n", label.c_str(), value, goal, noise * 100,
+        std::printf("ratio: %s = %.4g (goal <= %.4g, noise %.0f%%) %s\n", label.c_str(), value, goal, noise * 100,
                     missed ? "MISS" : "ok");
     }
     std::fflush(stdout);

@@ -66,7 +66,7 @@ awk -F'\t' '
           printf "|%s|%s|%s|%s|%s|\n", "----------------", "----------------------------------------------------------------", "----------", "----------------------------", "------" }
   {
     text = $2; value = ""; goal = ""; verdict = ""
-    if (match(text, / = [-0-9.einf]+/)) {
+    if (match(text, / = [-+0-9.einf]+/)) {
       label = substr(text, 1, RSTART - 1); rest = substr(text, RSTART + 3)
       split(rest, parts, " "); value = parts[1]
       if (match(rest, /\(goal [^)]*\)/)) goal = substr(rest, RSTART + 1, RLENGTH - 2)

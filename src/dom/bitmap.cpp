@@ -202,7 +202,7 @@ bool MarqenDOMBitmap::isOpaque() const {
     std::lock_guard lock(imageMutex_);
     if (!isOpaque_) {
         if (!image_) return false;
-        isOpaque_ = MarqenImageIsOpaqueByDigest(*image_);
+        isOpaque_ = image_->isOpaque();
     }
     return *isOpaque_;
 }

@@ -3,39 +3,11 @@
 #include <cmath>
 #include <vector>
 
-#include "platform/digest.h"
 #include "platform/image_resample.h"
 
 namespace marqen {
 
 namespace {
-
-// One premultiplied pixel as R, G, B, A bytes, composited over a grey background of value `background`.
-void appendOver(std::vector<uint8_t> &buffer, uint32_t argb, uint8_t background) {
-    uint32_t alpha = argb >> 24;
-    uint32_t rest = (255 - alpha) * background;
-    auto channel = [&](int shift) {
-        uint32_t value = (argb >> shift) & 0xFF;
-        return static_cast<uint8_t>(std::min<uint32_t>(255, value + (rest + 127) / 255));
-    };
-    buffer.push_back(channel(16));
-    buffer.push_back(channel(8));
-    buffer.push_back(channel(0));
-    buffer.push_back(static_cast<uint8_t>(std::min<uint32_t>(255, alpha + (rest + 127) / 255)));
-}
-
-MarqenSHA1Digest digestOver(const MarqenImage &image, uint8_t background) {
-    MarqenSHA1Context context;
-    std::vector<uint8_t> row;
-    row.reserve(static_cast<size_t>(image.width()) * 4);
-    for (int y = 0; y < image.height(); ++y) {
-        row.clear();
-        const uint32_t *pixels = image.row(y);
-        for (int x = 0; x < image.width(); ++x) appendOver(row, pixels[x], background);
-        context.update(row.data(), row.size());
-    }
-    return context.finish();
-}
 
 uint32_t over(uint32_t source, uint32_t destination) {
     uint32_t alpha = source >> 24;
@@ -54,10 +26,6 @@ uint32_t over(uint32_t source, uint32_t destination) {
 bool isIntegral(CGFloat value) { return std::fabs(value - std::round(value)) < 1e-9; }
 
 }  // namespace
-
-bool MarqenImageIsOpaqueByDigest(const MarqenImage &image) {
-    return digestOver(image, 0) == digestOver(image, 255);
-}
 
 void MarqenImageCompositeOver(MarqenImage &destination, const MarqenImage &source) {
     int width = std::min(destination.width(), source.width());

@@ -1,14 +1,10 @@
 #pragma once
-// Pixel work behind the bitmap element: the opacity test, and drawing one image into another
-// through a transform (for merges and resampling).
+// Pixel work behind the bitmap element: drawing one image into another through a transform (for
+// merges and resampling).
 #include "foundation/geometry.h"
 #include "platform/image.h"
 
 namespace marqen {
-
-// Draws the image over transparent black and over white into RGBA buffers and compares their
-// SHA-1 digests: equal exactly when no pixel lets the background through.
-bool MarqenImageIsOpaqueByDigest(const MarqenImage &image);
 
 // Composites source over destination (premultiplied source-over), both of one size.
 void MarqenImageCompositeOver(MarqenImage &destination, const MarqenImage &source);

@@ -436,6 +436,8 @@ MarqenImageRef MarqenImageDecodeData(const void *data, size_t length, MarqenImag
                  ".");
         return nullptr;
     }
+    // One or three bands: the picture has no alpha, so every packed pixel is opaque.
+    if (target.bands == 1 || target.bands == 3) result->markKnownOpaque();
     if (properties) *properties = std::move(found);
     return result;
 }

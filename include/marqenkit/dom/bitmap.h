@@ -56,8 +56,10 @@ public:
     unsigned long contentMode() const { return contentMode_; }
     void setContentMode(unsigned long mode);
 
-    // No pixel lets the background through: the image drawn over transparent black and over white
-    // gives the same bytes (compared by SHA-1). Computed once per image. False without an image.
+    // No pixel lets the background through (the image drawn over transparent black and over white gives
+    // the same bytes), which is exactly when every alpha is 255. Computed once per image, by a scan that
+    // stops at the first pixel that is not opaque, and without any scan for a picture decoded without
+    // alpha. False without an image.
     bool isOpaque() const;
 
     // Loading and saving through the document's resource coordinator (nothing without one).

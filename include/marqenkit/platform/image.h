@@ -53,9 +53,16 @@ public:
     int stride() const { return width_ * 4; }  // equals cairo_format_stride_for_width(ARGB32, width)
     size_t byteCount() const { return static_cast<size_t>(stride()) * static_cast<size_t>(height_); }
 
-    uint8_t *data() { return reinterpret_cast<uint8_t *>(pixels_.get()); }
+    // Writable access forgets that the image was known to be opaque.
+    uint8_t *data() {
+        knownOpaque_ = false;
+        return reinterpret_cast<uint8_t *>(pixels_.get());
+    }
     const uint8_t *data() const { return reinterpret_cast<const uint8_t *>(pixels_.get()); }
-    uint32_t *row(int y) { return pixels_.get() + static_cast<size_t>(y) * static_cast<size_t>(width_); }
+    uint32_t *row(int y) {
+        knownOpaque_ = false;
+        return pixels_.get() + static_cast<size_t>(y) * static_cast<size_t>(width_);
+    }
     const uint32_t *row(int y) const {
         return pixels_.get() + static_cast<size_t>(y) * static_cast<size_t>(width_);
     }
@@ -64,7 +71,13 @@ public:
     uint32_t pixelAt(int x, int y) const { return row(y)[x]; }
     void setPixelAt(int x, int y, uint32_t argb) { row(y)[x] = argb; }
 
-    bool isOpaque() const;  // every alpha is 255
+    // Every alpha is 255. Answered at once for an image known to be opaque, else by a scan that stops
+    // at the first pixel that is not.
+    bool isOpaque() const;
+    // For decoders of pictures without alpha, after their last write: every pixel is opaque, so
+    // isOpaque needs no scan until the pixels are next opened for writing.
+    void markKnownOpaque() { knownOpaque_ = true; }
+    bool isKnownOpaque() const { return knownOpaque_; }
     MarqenImageRef copy(MarqenError *error = nullptr) const;
 
     MarqenImage(const MarqenImage &) = delete;
@@ -77,6 +90,7 @@ private:
     int width_;
     int height_;
     std::unique_ptr<uint32_t[]> pixels_;
+    bool knownOpaque_ = false;
 };
 
 // Packing helpers. Components are 0..255; the result is premultiplied (colour scaled by alpha,
