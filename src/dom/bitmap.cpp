@@ -1,6 +1,7 @@
 #include "dom/bitmap.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cmath>
 
@@ -10,6 +11,7 @@
 #include "dom/notifications.h"
 #include "dom/resource_coordinator.h"
 #include "foundation/log.h"
+#include "foundation/queues.h"
 #include "foundation/undo_manager.h"
 #include "foundation/uuid.h"
 #include "foundation/value_encoding.h"
@@ -92,15 +94,9 @@ std::string MarqenDOMBitmap::marqenDOMBitmapCreateUri() {
 
 // MARK: Stored values
 
-std::string MarqenDOMBitmap::uri() const {
-    std::lock_guard lock(imageMutex_);
-    return uri_;
-}
+std::string MarqenDOMBitmap::uri() const { return uri_; }
 
-void MarqenDOMBitmap::setURIQuietly(const std::string &uri) {
-    std::lock_guard lock(imageMutex_);
-    uri_ = uri;
-}
+void MarqenDOMBitmap::setURIQuietly(const std::string &uri) { uri_ = uri; }
 
 void MarqenDOMBitmap::setUri(const std::optional<std::string> &uri) {
     if (!uri || *uri == this->uri()) return;
@@ -115,40 +111,24 @@ void MarqenDOMBitmap::setUri(const std::optional<std::string> &uri) {
     reloadWithResourceCoordinator();
 }
 
-MarqenImageRef MarqenDOMBitmap::image() const {
-    std::lock_guard lock(imageMutex_);
-    return image_;
-}
+MarqenImageRef MarqenDOMBitmap::image() const { return image_; }
 
-MarqenImageRef MarqenDOMBitmap::displayImage() const {
-    std::lock_guard lock(imageMutex_);
-    return displayImage_;
-}
+MarqenImageRef MarqenDOMBitmap::displayImage() const { return displayImage_; }
 
-MarqenJSON MarqenDOMBitmap::imageProperties() const {
-    std::lock_guard lock(imageMutex_);
-    return imageProperties_;
-}
+MarqenJSON MarqenDOMBitmap::imageProperties() const { return imageProperties_; }
 
 void MarqenDOMBitmap::setImageProperties(const MarqenJSON &properties) {
-    std::lock_guard lock(imageMutex_);
     imageProperties_ = properties.is_object() ? properties : MarqenJSON::object();
 }
 
 void MarqenDOMBitmap::setImage(const MarqenImageRef &image) {
     postWillChange();
-    {
-        std::lock_guard lock(imageMutex_);
-        image_ = image;
-        isOpaque_.reset();
-    }
+    image_ = image;
+    isOpaque_.reset();
     postDidChange();
 }
 
-void MarqenDOMBitmap::setDisplayImage(const MarqenImageRef &image) {
-    std::lock_guard lock(imageMutex_);
-    displayImage_ = image;
-}
+void MarqenDOMBitmap::setDisplayImage(const MarqenImageRef &image) { displayImage_ = image; }
 
 void MarqenDOMBitmap::setImageStorage(const MarqenImageRef &image, const MarqenImageRef &displayImage,
                                       const MarqenJSON &properties) {
@@ -199,12 +179,15 @@ void MarqenDOMBitmap::setContentMode(unsigned long mode) {
 }
 
 bool MarqenDOMBitmap::isOpaque() const {
-    std::lock_guard lock(imageMutex_);
     if (!isOpaque_) {
         if (!image_) return false;
         isOpaque_ = image_->isOpaque();
     }
     return *isOpaque_;
+}
+
+void MarqenDOMBitmap::rememberOpacity(const MarqenImageRef &image, bool opaque) {
+    if (image && image == image_) isOpaque_ = opaque;
 }
 
 CGRect MarqenDOMBitmap::visibleFrame() const {
@@ -236,43 +219,103 @@ void MarqenDOMBitmap::reloadWithResourceCoordinator() {
     if (!document) return;
     auto coordinator = document->resourceCoordinatorShared();
     if (!coordinator) return;
-    std::weak_ptr<MarqenDOMNode> weakSelf = weak_from_this();
-    coordinator->loadResourceWithURI(uri(), [weakSelf](const std::filesystem::path &fileURL, const std::string &uri,
-                                                       const MarqenError *error) {
-        auto self = std::static_pointer_cast<MarqenDOMBitmap>(weakSelf.lock());
-        if (!self) return;
-        if (error) {
-            marqenLog("ERROR: Unable to load resource with URI " + self->uri() + " from URL " + uri + " : " +
-                      error->description());
-            return;
-        }
-        MarqenJSON properties = propertiesOfFile(fileURL);
-        MarqenImageRef image = MarqenImageDecodeFile(fileURL);
-        if (!image) {
-            marqenLog("ERROR: Unable to load resource with URI " + self->uri() + " from URL " + fileURLString(fileURL));
-            return;
-        }
-        self->setImageStorage(image, image, properties);
-        self->setURIQuietly(uri);
-    });
+    // The completion comes back on the main queue; the file is decoded on the document's queue, which gets
+    // only the path, and the pixels come back on the main queue again. The token keeps the load counted
+    // until the decoding is queued, so that waiting for the document's operations covers all of it.
+    std::weak_ptr<MarqenDOMBitmap> weakSelf = std::static_pointer_cast<MarqenDOMBitmap>(shared_from_this());
+    std::string requested = uri();
+    coordinator->loadResourceWithURI(
+        requested, [weakSelf, requested, token = document->beginOperation()](
+                       const std::filesystem::path &fileURL, const std::string &uri, const MarqenError *error) {
+            auto self = weakSelf.lock();
+            if (!self) return;
+            if (error) {
+                marqenLog("ERROR: Unable to load resource with URI " + self->uri() + " from URL " + uri + " : " +
+                          error->description());
+                return;
+            }
+            auto document = self->document();
+            if (!document) return;
+            document->addOperation([weakSelf, requested, uri, fileURL]() -> std::function<void()> {
+                MarqenJSON properties = propertiesOfFile(fileURL);
+                MarqenImageRef image = MarqenImageDecodeFile(fileURL);
+                return [weakSelf, requested, uri, fileURL, image, properties] {
+                    if (auto self = weakSelf.lock()) self->installLoadedImage(requested, uri, fileURL, image, properties);
+                };
+            });
+        });
 }
+
+void MarqenDOMBitmap::installLoadedImage(const std::string &requestedURI, const std::string &answeredURI,
+                                         const std::filesystem::path &file, const MarqenImageRef &image,
+                                         const MarqenJSON &properties) {
+    // The URI changed while this load was under way: the load for the new one brings its own pixels.
+    if (uri() != requestedURI) return;
+    if (!image) {
+        marqenLog("ERROR: Unable to load resource with URI " + uri() + " from URL " + fileURLString(file));
+        return;
+    }
+    setImageStorage(image, image, properties);
+    setURIQuietly(answeredURI);
+}
+
+namespace {
+
+// The answer of one store, shared between its completion and the caller waiting for it: the completion
+// runs later on the main queue and may outlive the call that started the store. A completion the
+// coordinator drops unrun finishes the store as a failure, so that nobody waits forever.
+class StoreWaiter {
+public:
+    MarqenDOMDocumentResourceCoordinator::Completion completion() {
+        auto guard = std::make_shared<Guard>(state_);
+        return [guard](const std::filesystem::path &, const std::string &, const MarqenError *error) {
+            guard->finish(error ? std::optional<MarqenError>(*error) : std::nullopt);
+        };
+    }
+    // Main thread: drains the main queue until the completion has run.
+    std::optional<MarqenError> wait() {
+        MainQueue::shared().waitUntil([state = state_] { return state->finished.load(); });
+        return state_->error;
+    }
+
+private:
+    struct State {
+        std::atomic<bool> finished{false};
+        std::optional<MarqenError> error;  // written before finished, read after it
+    };
+    struct Guard {
+        explicit Guard(std::shared_ptr<State> state) : state(std::move(state)) {}
+        ~Guard() {
+            if (!state->finished.load()) {
+                MarqenError dropped;
+                fail(&dropped, MarqenResourceErrorWriteFailed, "The resource coordinator dropped a store unanswered");
+                finish(dropped);
+                MainQueue::shared().async([] {});  // wakes the waiting main thread
+            }
+        }
+        void finish(const std::optional<MarqenError> &error) {
+            if (state->finished.load()) return;
+            state->error = error;
+            state->finished.store(true);
+        }
+        std::shared_ptr<State> state;
+    };
+    std::shared_ptr<State> state_ = std::make_shared<State>();
+};
+
+}  // namespace
 
 bool MarqenDOMBitmap::prepareForSaveSynchronous(MarqenError *error) {
     auto document = this->document();
     auto coordinator = document ? document->resourceCoordinatorShared() : nullptr;
     if (!coordinator) return true;
-    std::optional<MarqenError> kept;
-    {
-        std::lock_guard save(normalizationMutex_);
-        coordinator->storeResourceWithURI(uri(), image(), imageProfile_, imageProperties(),
-                                          [&kept](const std::filesystem::path &, const std::string &,
-                                                  const MarqenError *storeError) {
-                                              if (storeError) kept = *storeError;
-                                          });
-    }
+    auto self = shared_from_this();  // stays alive through the wait, whatever the drained work does
+    StoreWaiter waiter;
+    coordinator->storeResourceWithURI(uri(), image(), imageProfile_, imageProperties(), waiter.completion());
+    std::optional<MarqenError> stored = waiter.wait();
     reloadWithResourceCoordinator();
-    if (kept && error) *error = *kept;
-    return !kept;
+    if (stored && error) *error = *stored;
+    return !stored;
 }
 
 // MARK: Pixel edits
@@ -282,17 +325,11 @@ bool MarqenDOMBitmap::storeNewImage(const MarqenImageRef &image, const char *act
     auto coordinator = document ? document->resourceCoordinatorShared() : nullptr;
     if (!coordinator)
         return fail(error, MarqenResourceErrorWriteFailed, std::string("Cannot ") + action + ": no resource coordinator");
+    auto self = shared_from_this();  // stays alive through the wait, whatever the drained work does
     std::string newUri = marqenDOMBitmapCreateUri();
-    std::optional<MarqenError> stored;
-    bool completed = false;
-    coordinator->storeResourceWithURI(newUri, image, imageProfile_, imageProperties(),
-                                      [&](const std::filesystem::path &, const std::string &,
-                                          const MarqenError *storeError) {
-                                          if (storeError) stored = *storeError;
-                                          completed = true;
-                                      });
-    if (!completed) return fail(error, MarqenResourceErrorWriteFailed, std::string("Cannot ") + action + ": the store did not finish");
-    if (stored) {
+    StoreWaiter waiter;
+    coordinator->storeResourceWithURI(newUri, image, imageProfile_, imageProperties(), waiter.completion());
+    if (auto stored = waiter.wait()) {
         if (error) *error = *stored;
         return false;
     }

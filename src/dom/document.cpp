@@ -1,8 +1,10 @@
 #include "dom/document.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "dom/bitmap.h"
+#include "dom/bitmap_pixels.h"
 #include "dom/exceptions.h"
 #include "platform/pdf_page.h"
 #include "dom/node_class.h"
@@ -60,8 +62,16 @@ const MarqenDOMNodeClass &MarqenDOMDocument::classDescriptor() {
     return descriptor;
 }
 
+// Work in flight: operations queued or running (with their main-queue part) and begun tokens. Shared with
+// the tokens and the queued work, which may end after the document.
+struct MarqenDOMDocument::OperationCount {
+    std::atomic<long> pending{0};
+};
+
 MarqenDOMDocument::MarqenDOMDocument()
-    : undoManager_(std::make_shared<UndoManager>()), operationsQueue_(std::make_unique<SerialQueue>(true)) {}
+    : undoManager_(std::make_shared<UndoManager>()),
+      operationsQueue_(std::make_unique<SerialQueue>(true)),
+      operationsInFlight_(std::make_shared<OperationCount>()) {}
 
 MarqenDOMDocument::~MarqenDOMDocument() {
     // Queued work may refer to this document's nodes: let it finish first.
@@ -216,6 +226,9 @@ void MarqenDOMDocument::copyStateTo(MarqenDOMNode &target) const {
     auto &copy = static_cast<MarqenDOMDocument &>(target);
     MarqenDOMNode::copyStateTo(copy);
     copy.setGuid(guid());
+    // The coordinator first: a bitmap still waiting for its pixels here loads them into the copy, which
+    // waits for that at the end of copying.
+    copy.resourceCoordinator_ = resourceCoordinator_;
     for (const auto &child : children()) {
         if (child->isKindOfClass("MarqenDOMLayer")) {
             for (const auto &grandchild : child->children()) copy.addNode(grandchild->copy());
@@ -229,7 +242,6 @@ void MarqenDOMDocument::copyStateTo(MarqenDOMNode &target) const {
     copy.referenceViewSize_ = referenceViewSize_;
     copy.coordinateSystem_ = coordinateSystem_;
     copy.needsSave_ = needsSave_;
-    copy.resourceCoordinator_ = resourceCoordinator_;
     copy.lastModified_ = lastModified_;
     copy.pdfPage_ = pdfPage_;
     copy.forcesOpaqueBackground_ = forcesOpaqueBackground_;
@@ -317,18 +329,15 @@ void MarqenDOMDocument::addLabel(const MarqenDOMNodePtr &label, const MarqenDOMN
 }
 
 MarqenDOMNodePtr MarqenDOMDocument::findNode(const std::string &guid) const {
-    std::lock_guard lock(nodeMapMutex_);
     auto found = nodeMap_.find(guid);
     return found == nodeMap_.end() ? nullptr : found->second.lock();
 }
 
 void MarqenDOMDocument::addToNodeMap(const MarqenDOMNode &node) {
-    std::lock_guard lock(nodeMapMutex_);
     nodeMap_[node.guid()] = std::const_pointer_cast<MarqenDOMNode>(node.shared_from_this());
 }
 
 void MarqenDOMDocument::removeFromNodeMap(const MarqenDOMNode &node) {
-    std::lock_guard lock(nodeMapMutex_);
     auto found = nodeMap_.find(node.guid());
     if (found == nodeMap_.end()) return;
     // Only this node's own entry: another node with the same guid (a copy) keeps its place.
@@ -459,10 +468,41 @@ void MarqenDOMDocument::setResourceCoordinator(
     NotificationCenter::defaultCenter().post(MarqenDOMDocumentResourceCoordinatorDidChange, this);
 }
 
-void MarqenDOMDocument::addOperation(std::function<void()> operation) { operationsQueue_->addOperation(std::move(operation)); }
+std::shared_ptr<void> MarqenDOMDocument::beginOperation() {
+    // The token only counts: released on whichever thread drops it last, it wakes a waiting main thread
+    // with an empty task.
+    struct Token {
+        explicit Token(std::shared_ptr<OperationCount> count) : count(std::move(count)) { ++this->count->pending; }
+        ~Token() {
+            --count->pending;
+            MainQueue::shared().async([] {});
+        }
+        Token(const Token &) = delete;
+        Token &operator=(const Token &) = delete;
+        std::shared_ptr<OperationCount> count;
+    };
+    return std::make_shared<Token>(operationsInFlight_);
+}
+
+void MarqenDOMDocument::addOperation(Operation operation) {
+    if (!operation) return;
+    operationsQueue_->addOperation([operation = std::move(operation), token = beginOperation()] {
+        std::function<void()> result = operation();
+        // The token travels with the result: the operation counts until its main-queue part has run.
+        if (result) MainQueue::shared().async([result = std::move(result), token] { result(); });
+    });
+}
+
 void MarqenDOMDocument::suspendOperations() { operationsQueue_->suspend(); }
 void MarqenDOMDocument::resumeOperations() { operationsQueue_->resume(); }
-void MarqenDOMDocument::waitForOperationsToFinish() { operationsQueue_->waitUntilAllOperationsAreFinished(); }
+bool MarqenDOMDocument::areOperationsSuspended() const { return operationsQueue_->isSuspended(); }
+
+void MarqenDOMDocument::waitForOperationsToFinish() {
+    if (operationsQueue_->isCurrentThread()) return;  // an operation waiting on its own queue would never wake
+    MainQueue::shared().waitUntil([count = operationsInFlight_, queue = operationsQueue_.get()] {
+        return count->pending.load() == 0 || queue->isSuspended();
+    });
+}
 
 std::vector<MarqenDOMNodePtr> MarqenDOMDocument::allNodesOfClass(const std::string &className) const {
     std::vector<MarqenDOMNodePtr> found;
@@ -534,11 +574,16 @@ std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocument::addBitmapNode(const MarqenIm
     bitmap->setImage(image);
     bitmap->setDisplayImage(image);
     addNode(bitmap);
-    // The opacity test reads every pixel: done on the queue, before anyone needs it.
-    std::weak_ptr<MarqenDOMBitmap> weak = bitmap;
-    addOperation([weak] {
-        if (auto prepared = weak.lock()) prepared->isOpaque();
-    });
+    // The opacity test reads every pixel: done on the queue, before anyone needs it. The queue sees only
+    // the image; the answer is handed to the bitmap on the main thread.
+    if (image) {
+        addOperation([image, weak = std::weak_ptr<MarqenDOMBitmap>(bitmap)]() -> std::function<void()> {
+            const bool opaque = MarqenImageIsOpaqueByDigest(*image);
+            return [weak, image, opaque] {
+                if (auto prepared = weak.lock()) prepared->rememberOpacity(image, opaque);
+            };
+        });
+    }
     return bitmap;
 }
 

@@ -57,13 +57,8 @@ bool MarqenDOMLayer::applyAdjustments(MarqenError *error) {
     }
     postWillChange();
     bool merged = primary->mergeBitmaps(bitmaps, frame, error);
-    if (merged) {
-        // The renderer may be reading the tree: remove under the document's lock.
-        auto document = this->document();
-        std::unique_lock<std::recursive_mutex> lock;
-        if (document) lock = std::unique_lock(document->lock());
+    if (merged)
         for (const auto &bitmap : bitmaps) bitmap->removeFromParent();
-    }
     postDidChange();
     return merged;
 }

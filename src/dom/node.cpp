@@ -6,6 +6,7 @@
 #include "dom/exceptions.h"
 #include "dom/node_class.h"
 #include "dom/notifications.h"
+#include "foundation/main_thread.h"
 #include "foundation/notification_center.h"
 #include "foundation/undo_manager.h"
 #include "foundation/uuid.h"
@@ -25,6 +26,7 @@ void post(const char *name, const MarqenDOMNode *node, NotificationUserInfo user
 MarqenDOMNode::MarqenDOMNode() : guid_(marqen_stringWithNewUUID()) {}
 
 MarqenDOMNode::~MarqenDOMNode() {
+    MARQEN_ASSERT_MAIN_THREAD();  // releasing a node touches its document's guid map and undo manager
     if (auto document = document_.lock()) document->removeFromNodeMap(*this);
     if (auto undo = undoManagerAtLastAttach_.lock()) undo->removeAllActionsWithTarget(this);
 }
@@ -443,7 +445,10 @@ CGRect MarqenDOMNode::boundsBeforeChange() const {
     return contentBounds();
 }
 
-void MarqenDOMNode::postWillChange() const { post(MarqenDOMNodeWillChange, this); }
+void MarqenDOMNode::postWillChange() const {
+    MARQEN_ASSERT_MAIN_THREAD();  // every change of the model starts here
+    post(MarqenDOMNodeWillChange, this);
+}
 void MarqenDOMNode::postDidChange() const { post(MarqenDOMNodeDidChange, this); }
 void MarqenDOMNode::postNeedsDisplay() const { post(MarqenDOMNodeNeedsDisplay, this); }
 

@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "foundation/log.h"
+#include "foundation/queues.h"
 #include "platform/image_io.h"
 #include "foundation/string_helpers.h"
 
@@ -106,35 +107,29 @@ std::optional<std::filesystem::path> MarqenDirectoryResourceCoordinator::fileFor
     return file;
 }
 
-void MarqenDirectoryResourceCoordinator::loadResourceWithURI(const std::string &uri, Completion completion) {
-    MarqenError error;
-    auto file = fileForURI(uri, true, &error);
-    if (!file) {
-        completion({}, uri, &error);
-        return;
-    }
-    completion(*file, uri, nullptr);
+MarqenDirectoryResourceCoordinator::MarqenDirectoryResourceCoordinator(std::filesystem::path directory)
+    : directory_(std::move(directory)), queue_(std::make_unique<SerialQueue>()) {}
+
+MarqenDirectoryResourceCoordinator::~MarqenDirectoryResourceCoordinator() = default;
+
+std::optional<std::filesystem::path> MarqenDirectoryResourceCoordinator::loadFile(const std::string &uri,
+                                                                                 MarqenError *error) const {
+    return fileForURI(uri, true, error);
 }
 
-void MarqenDirectoryResourceCoordinator::storeResourceWithURI(const std::string &uri, const MarqenImageRef &image,
-                                                              unsigned long profile, const MarqenJSON &imageProperties,
-                                                              Completion completion) {
-    MarqenError error;
-    auto file = fileForURI(uri, false, &error);
-    if (!file) {
-        completion({}, uri, &error);
-        return;
-    }
+std::optional<std::filesystem::path> MarqenDirectoryResourceCoordinator::storeFile(const std::string &uri,
+                                                                                  const MarqenImage *image,
+                                                                                  unsigned long profile,
+                                                                                  const MarqenJSON &imageProperties,
+                                                                                  MarqenError *error) const {
+    auto file = fileForURI(uri, false, error);
+    if (!file) return std::nullopt;
     std::error_code code;
     if (!image) {
         // Nothing new to write: what is stored stays.
-        if (std::filesystem::is_regular_file(*file, code)) {
-            completion(*file, uri, nullptr);
-        } else {
-            fail(&error, MarqenResourceErrorNoImage, "No image to store for " + uri);
-            completion({}, uri, &error);
-        }
-        return;
+        if (std::filesystem::is_regular_file(*file, code)) return file;
+        fail(error, MarqenResourceErrorNoImage, "No image to store for " + uri);
+        return std::nullopt;
     }
     MarqenImageEncodeOptions options;
     auto dpi = [&](const char *key) {
@@ -147,12 +142,38 @@ void MarqenDirectoryResourceCoordinator::storeResourceWithURI(const std::string 
     MarqenError writeError;
     // Written beside the target and renamed over it: a symbolic link in its place is replaced, not followed.
     if (!MarqenImageWriteToFile(*image, *file, formatForProfile(profile), options, &writeError)) {
-        MarqenError failed;
-        fail(&failed, MarqenResourceErrorWriteFailed, "Unable to store " + uri + ": " + writeError.description());
-        completion({}, uri, &failed);
-        return;
+        fail(error, MarqenResourceErrorWriteFailed, "Unable to store " + uri + ": " + writeError.description());
+        return std::nullopt;
     }
-    completion(*file, uri, nullptr);
+    return file;
+}
+
+void MarqenDirectoryResourceCoordinator::deliver(Completion completion, std::optional<std::filesystem::path> file,
+                                                 std::string uri, std::optional<MarqenError> error) {
+    MainQueue::shared().async([completion = std::move(completion), file = std::move(file), uri = std::move(uri),
+                               error = std::move(error)] {
+        completion(file.value_or(std::filesystem::path()), uri, error ? &*error : nullptr);
+    });
+}
+
+// The queued work holds the coordinator only through a raw pointer: the queue belongs to the coordinator,
+// whose destructor finishes the queue's work before anything else goes.
+void MarqenDirectoryResourceCoordinator::loadResourceWithURI(const std::string &uri, Completion completion) {
+    queue_->addOperation([this, uri, completion = std::move(completion)]() mutable {
+        MarqenError error;
+        auto file = loadFile(uri, &error);
+        deliver(std::move(completion), file, uri, file ? std::nullopt : std::optional<MarqenError>(error));
+    });
+}
+
+void MarqenDirectoryResourceCoordinator::storeResourceWithURI(const std::string &uri, const MarqenImageRef &image,
+                                                              unsigned long profile, const MarqenJSON &imageProperties,
+                                                              Completion completion) {
+    queue_->addOperation([this, uri, image, profile, imageProperties, completion = std::move(completion)]() mutable {
+        MarqenError error;
+        auto file = storeFile(uri, image.get(), profile, imageProperties, &error);
+        deliver(std::move(completion), file, uri, file ? std::nullopt : std::optional<MarqenError>(error));
+    });
 }
 
 }  // namespace marqen

@@ -1,5 +1,6 @@
 #include "foundation/queues.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "foundation/log.h"
@@ -19,14 +20,21 @@ void runGuarded(const MarqenTask &task) {
     }
 }
 
+// Set during static initialisation, which runs on the process's first thread.
+const std::thread::id kMainThread = std::this_thread::get_id();
+
 }  // namespace
 
 MainQueue &MainQueue::shared() {
-    static MainQueue queue;
-    return queue;
+    // Never destroyed: worker threads may still queue results while the process exits.
+    static MainQueue *queue = new MainQueue;
+    return *queue;
 }
 
+bool MainQueue::isMainThread() { return std::this_thread::get_id() == kMainThread; }
+
 void MainQueue::async(MarqenTask task) {
+    if (!task) return;
     MarqenTask wakeUp;
     {
         std::lock_guard lock(mutex_);
@@ -52,22 +60,47 @@ size_t MainQueue::drain() {
             task = std::move(tasks_.front());
             tasks_.pop_front();
         }
-        task();
+        runGuarded(task);
+        task = nullptr;  // what the task held goes on the main thread, before anyone is told
         ++count;
+        arrived_.notify_all();
     }
 }
 
 bool MainQueue::drainUntil(const std::function<bool()> &done, double timeoutSeconds) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                              std::chrono::duration<double>(timeoutSeconds));
     for (;;) {
         drain();
         if (done()) return true;
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= deadline) return false;
+        // Bounded, like waitUntil: `done` may also turn true through another thread alone.
         std::unique_lock lock(mutex_);
-        if (!arrived_.wait_until(lock, deadline, [&] { return !tasks_.empty(); })) {
-            lock.unlock();
+        arrived_.wait_until(lock, std::min<std::chrono::steady_clock::time_point>(deadline, now + std::chrono::milliseconds(50)),
+                            [&] { return !tasks_.empty(); });
+    }
+}
+
+void MainQueue::waitUntil(const std::function<bool()> &done) {
+    if (isMainThread()) {
+        for (;;) {
             drain();
-            return done();
+            if (done()) return;
+            // Work that makes `done` true usually arrives as a task; a bounded wait also notices a
+            // state changed by another thread alone.
+            std::unique_lock lock(mutex_);
+            arrived_.wait_for(lock, std::chrono::milliseconds(50), [&] { return !tasks_.empty(); });
         }
+    }
+    std::unique_lock lock(mutex_);
+    // Woken by every queued task and every finished one; `done` is checked without the queue's lock.
+    for (;;) {
+        lock.unlock();
+        if (done()) return;
+        lock.lock();
+        arrived_.wait_for(lock, std::chrono::milliseconds(50));
     }
 }
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "foundation/main_thread.h"
+
 namespace marqen {
 
 std::vector<UndoManager::Group> &UndoManager::registrationStack() { return undoing_ ? redoStack_ : undoStack_; }
@@ -16,6 +18,7 @@ void UndoManager::discardRedoActions() {
 }
 
 void UndoManager::registerUndo(const void *target, std::function<void()> action) {
+    MARQEN_ASSERT_MAIN_THREAD();
     if (disabled_ > 0) return;
     if (!undoing_ && !redoing_ && openGroups_.empty()) discardRedoActions();
     if (!openGroups_.empty()) {

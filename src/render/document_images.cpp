@@ -87,7 +87,6 @@ void drawDocument(const std::shared_ptr<MarqenDOMDocument> &document, MarqenGrap
     context.translateCTM(0, size.height);
     context.scaleCTM(1, -1);
     if (view) context.concatCTM(view->second);
-    std::lock_guard lock(document->lock());
     renderer->drawRect(document->frame(), context);
     context.restoreGState();
 }

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <mutex>
+#include <thread>
 
 #include "dom/document.h"
 #include "dom/multi_page_document.h"
@@ -8,6 +11,7 @@
 #include "dom/notifications.h"
 #include "platform/pdf_page.h"
 #include "foundation/notification_center.h"
+#include "foundation/queues.h"
 #include "foundation/undo_manager.h"
 #include "support/test_support.h"
 
@@ -169,12 +173,66 @@ TEST(MarqenDOMDocument, CopyMovesElementsIntoTheirLayersAndKeepsState) {
     EXPECT_FALSE(copy->undoManager()->canUndo());
 }
 
-TEST(MarqenDOMDocument, OperationQueueRunsAfterCreation) {
+TEST(MarqenDOMDocument, OperationsRunOneAtATimeInOrderOffTheMainThreadAndReportBackOnIt) {
+    struct Trace {
+        std::mutex mutex;
+        std::vector<int> ran, reported;
+        int running = 0, overlaps = 0, ranOnMain = 0, reportedOffMain = 0;
+    };
+    auto trace = std::make_shared<Trace>();
     auto document = MarqenDOMDocument::create();
-    std::atomic<int> ran{0};
-    for (int i = 0; i < 5; ++i) document->addOperation([&] { ++ran; });
+    document->suspendOperations();
+    for (int i = 0; i < 5; ++i)
+        document->addOperation([trace, i]() -> std::function<void()> {
+            {
+                std::lock_guard lock(trace->mutex);
+                if (trace->running++ > 0) ++trace->overlaps;
+                if (MainQueue::isMainThread()) ++trace->ranOnMain;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(3));
+            {
+                std::lock_guard lock(trace->mutex);
+                --trace->running;
+                trace->ran.push_back(i);
+            }
+            return [trace, i] {
+                if (!MainQueue::isMainThread()) ++trace->reportedOffMain;
+                trace->reported.push_back(i);
+            };
+        });
+    // While suspended nothing runs, and waiting returns at once instead of hanging.
+    EXPECT_TRUE(document->areOperationsSuspended());
     document->waitForOperationsToFinish();
-    EXPECT_EQ(ran, 5);
+    {
+        std::lock_guard lock(trace->mutex);
+        EXPECT_TRUE(trace->ran.empty());
+    }
+    document->resumeOperations();
+    document->waitForOperationsToFinish();  // also waits for the parts that report back on the main queue
+    std::lock_guard lock(trace->mutex);
+    const std::vector<int> inOrder{0, 1, 2, 3, 4};
+    EXPECT_EQ(trace->ran, inOrder);
+    EXPECT_EQ(trace->reported, inOrder);
+    EXPECT_EQ(trace->overlaps, 0);
+    EXPECT_EQ(trace->ranOnMain, 0);
+    EXPECT_EQ(trace->reportedOffMain, 0);
+}
+
+TEST(MarqenDOMDocument, WaitingOnTheMainThreadLetsWorkFinishThroughTheMainQueue) {
+    auto document = MarqenDOMDocument::create();
+    auto finished = std::make_shared<std::atomic<bool>>(false);
+    // Work begun elsewhere whose end has to run on the main thread: a wait that only blocked would never end.
+    std::thread worker([token = document->beginOperation(), finished]() mutable {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        MainQueue::shared().async([token = std::move(token), finished]() mutable {
+            EXPECT_TRUE(MainQueue::isMainThread());
+            finished->store(true);
+            token.reset();
+        });
+    });
+    document->waitForOperationsToFinish();
+    EXPECT_TRUE(finished->load());
+    worker.join();
 }
 
 TEST(MarqenDOMNodeResolveNodeClass, FollowsExtensionPaths) {
@@ -250,4 +308,20 @@ TEST(MarqenDOMDocument, PDFPageDocumentsTakeTheDisplayedCropBox) {
     EXPECT_EQ(document->pdfPage(), page);
     EXPECT_EQ(document->proposedContentScaleFactor(), 2.0 / 3.0);
     EXPECT_FALSE(document->needsSave());
+}
+
+// Builds with assertions stop at a change of the model made off the main thread.
+TEST(MarqenDOMDocumentDeathTest, ChangingTheModelOffTheMainThreadStops) {
+#ifdef NDEBUG
+    GTEST_SKIP() << "assertions are compiled out in this build";
+#else
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto document = MarqenDOMDocument::createWithSize({10, 10}, 1);
+    EXPECT_DEATH(
+        {
+            std::thread worker([document] { document->setFrame(CGRectMake(0, 0, 20, 20)); });
+            worker.join();
+        },
+        "the model is used on the main thread only");
+#endif
 }

@@ -6,8 +6,14 @@
 // Geometry: the whole image is drawn stretched over `frame` (document units). `cropRect`, when not
 // empty, is the part of the frame that shows, in the same units: the renderer clips to it, and the
 // pixel edits keep only the pixels under it.
+//
+// Threads: main thread only, like every node. Loading goes through the document's resource
+// coordinator (completions on the main queue) and decodes the file on the document's operation queue;
+// the decoded image is installed on the main thread, so `document->waitForOperationsToFinish()`
+// is what a caller uses to wait for pixels. Images handed to a bitmap are not changed afterwards:
+// background work reads them.
+#include <filesystem>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -61,14 +67,20 @@ public:
     // stops at the first pixel that is not opaque, and without any scan for a picture decoded without
     // alpha. False without an image.
     bool isOpaque() const;
+    // Keeps an opacity answer worked out off the main thread for `image`; ignored unless that is still
+    // this bitmap's image.
+    void rememberOpacity(const MarqenImageRef &image, bool opaque);
 
-    // Loading and saving through the document's resource coordinator (nothing without one).
+    // Loading through the document's resource coordinator (nothing without one). Asynchronous: the pixels
+    // arrive through the main queue, and only if the URI asked for is still this bitmap's URI then.
     void reloadWithResourceCoordinator();
+    // Stores the pixels under the URI and waits for the coordinator's answer (draining the main queue
+    // meanwhile, see MainQueue::waitUntil); then reloads.
     bool prepareForSaveSynchronous(MarqenError *error = nullptr) override;
 
-    // Pixel edits. Each stores the new pixels under a fresh URI and switches to it; they fail (with
-    // the reason in *error) when there is no image or no coordinator, or the coordinator fails.
-    // rect: in image pixels.
+    // Pixel edits. Each stores the new pixels under a fresh URI, waits for the store as
+    // prepareForSaveSynchronous does, and switches to it; they fail (with the reason in *error) when
+    // there is no image or no coordinator, or the coordinator fails. rect: in image pixels.
     bool replaceImageWithCropRect(CGRect rect, MarqenError *error = nullptr);
     // t: in document units; the visible part is kept, and the frame becomes the bounding box of the
     // transformed visible part.
@@ -118,6 +130,10 @@ private:
     void setImageStorage(const MarqenImageRef &image, const MarqenImageRef &displayImage, const MarqenJSON &properties);
     // Stores pixels under a fresh URI and switches to it (the common end of every pixel edit).
     bool storeNewImage(const MarqenImageRef &image, const char *action, MarqenError *error);
+    // The end of a load, on the main thread.
+    void installLoadedImage(const std::string &requestedURI, const std::string &answeredURI,
+                            const std::filesystem::path &file, const MarqenImageRef &image,
+                            const MarqenJSON &properties);
 
     std::string uri_;
     MarqenImageRef image_, displayImage_;
@@ -127,10 +143,6 @@ private:
     CGRect cropRect_ = CGRectZero;
     unsigned long contentMode_ = 0;
     mutable std::optional<bool> isOpaque_;
-    // Guards the image, its properties and the opacity cache (loading may complete on another thread).
-    mutable std::recursive_mutex imageMutex_;
-    // Serializes saves of this element, so that two stores of one bitmap never overlap.
-    std::mutex normalizationMutex_;
     NotificationToken coordinatorObserver_;
 };
 

@@ -1,10 +1,14 @@
 #pragma once
 // The root node of one annotated image or one PDF page: three fixed layers, the frame and scale
 // factors, the undo manager, dirty tracking, the guid map and a serial queue for resource work.
+//
+// Threads: a document, its nodes and its undo manager live on the main thread, and every member
+// here is called there. Only the operation queue's work runs elsewhere, and it touches no node
+// (see addOperation). Loading and copying a document wait until its operations are done.
 #include <chrono>
 #include <map>
 #include <memory>
-#include <mutex>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,7 +64,7 @@ public:
     void addNode(const MarqenDOMNodePtr &node);
     void addLabel(const MarqenDOMNodePtr &label, const MarqenDOMNodePtr &forNode);
 
-    // Guid map, safe to use from the operation queue.
+    // Guid map.
     MarqenDOMNodePtr findNode(const std::string &guid) const;
     void addToNodeMap(const MarqenDOMNode &node);
     void removeFromNodeMap(const MarqenDOMNode &node);
@@ -113,14 +117,24 @@ public:
     }
     void setResourceCoordinator(const std::shared_ptr<MarqenDOMDocumentResourceCoordinator> &coordinator);
 
-    // The serial operation queue (resource loading); created suspended, released when creation ends.
-    void addOperation(std::function<void()> operation);
+    // The serial operation queue for background work (decoding resources, opacity tests); created
+    // suspended, released when creation ends. `operation` runs on the queue's own thread, one at a time in
+    // order: it works on immutable inputs it captured (images, paths; never a node) and returns what to do
+    // with its result on the main thread (or nothing), which then runs on the main queue. A weak reference
+    // to a node may ride along to that main-queue part, and is locked only there.
+    using Operation = std::function<std::function<void()>()>;
+    void addOperation(Operation operation);
     void suspendOperations();
     void resumeOperations();
+    bool areOperationsSuspended() const;
+    // Marks other work of this document in flight (a resource load waiting for its coordinator) until the
+    // returned token is released, on any thread; waitForOperationsToFinish waits for it too.
+    std::shared_ptr<void> beginOperation();
+    // Blocks until every operation (with its main-queue part) and every token begun so far has finished.
+    // On the main thread it drains the main queue meanwhile, so completions on their way back can arrive
+    // (MainQueue::waitUntil). Returns at once while the queue is suspended (callers resume first), and
+    // when called from an operation itself.
     void waitForOperationsToFinish();
-
-    // The document's own lock, for code that removes nodes while a renderer may be reading.
-    std::recursive_mutex &lock() const { return lock_; }
 
     // Collectors (in visiting order).
     std::vector<MarqenDOMNodePtr> allNodesOfClass(const std::string &className) const;
@@ -184,10 +198,10 @@ private:
     std::weak_ptr<MarqenDOMLayer> backgroundLayer_, annotationLayer_, textLayer_;
     std::shared_ptr<UndoManager> undoManager_;
     std::weak_ptr<MarqenDOMDocumentResourceCoordinator> resourceCoordinator_;
-    mutable std::mutex nodeMapMutex_;
     std::map<std::string, std::weak_ptr<MarqenDOMNode>> nodeMap_;
     std::unique_ptr<SerialQueue> operationsQueue_;
-    mutable std::recursive_mutex lock_;
+    struct OperationCount;
+    std::shared_ptr<OperationCount> operationsInFlight_;
 };
 
 }  // namespace marqen

@@ -1,6 +1,11 @@
 #pragma once
 // The base of every DOM node: the tree, its change notifications, undo registration, needs-save
 // marks, and the node-level JSON form.
+//
+// Threads: nodes live on the main thread. Create, change, read, render and release them there only;
+// background work never holds a node (a weak reference may travel with it and is locked on the main
+// thread, see foundation/queues.h), so a node is never destroyed, and never touches its undo
+// manager, on another thread.
 #include <any>
 #include <functional>
 #include <memory>

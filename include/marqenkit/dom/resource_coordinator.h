@@ -1,7 +1,12 @@
 #pragma once
 // The object through which a document's bitmaps load and store their pixel data by resource URI
-// (a bundle, or a plain directory). Completions may run on any thread, before or after the call
-// returns; a coordinator calls each completion exactly once.
+// (a bundle, or a plain directory).
+//
+// Threads: the model calls a coordinator on the main thread. A coordinator may do the file work
+// wherever it likes (it gets immutable inputs: the URI, an image nobody changes any more, a copy of
+// the properties), but it delivers every completion through MainQueue, so that completions run on
+// the main thread and always after the call has returned, never inline. It calls each completion
+// exactly once; a completion it drops unrun counts as a failure for whoever waits on it.
 #include <filesystem>
 #include <functional>
 #include <string>

@@ -1,6 +1,10 @@
 #pragma once
 // Named notifications posted synchronously on the calling thread. Observers hold a token;
 // destroying the token unregisters the observer.
+//
+// Threads: the model posts on the main thread only, so observers of model notifications run there.
+// Adding and removing observers is safe from any thread (a lock guards the list), and a post from
+// another thread would run its observers on that thread: the library never does that.
 #include <any>
 #include <functional>
 #include <map>

@@ -2,6 +2,8 @@
 // Undo and redo of closures registered with a target. Registrations made while no group is
 // open form a group of their own; undoing a group runs its actions in reverse, and what they
 // register lands on the redo stack (and the other way round for redo).
+//
+// Threads: main thread only, like the model that registers with it; it has no lock of its own.
 #include <functional>
 #include <string>
 #include <vector>

@@ -7,6 +7,10 @@
 #include "formats/directory_resource_coordinator.h"
 #include "foundation/undo_manager.h"
 #include "platform/image_io.h"
+#include "foundation/notification_center.h"
+#include "foundation/queues.h"
+#include "dom/notifications.h"
+#include "support/delayed_resource_coordinator.h"
 #include "support/test_support.h"
 
 using namespace marqen;
@@ -30,32 +34,20 @@ MarqenImageRef solidImage(int width, int height, uint32_t argb) {
 
 std::string uuidOf(const std::string &uri) { return uri.substr(std::string(MarqenDOMBitmapURIPrefix).size()); }
 
-// Counts loads and stores, answering from a directory coordinator.
-class CountingCoordinator : public MarqenDOMDocumentResourceCoordinator {
-public:
-    explicit CountingCoordinator(std::shared_ptr<MarqenDirectoryResourceCoordinator> inner) : inner_(std::move(inner)) {}
-    void loadResourceWithURI(const std::string &uri, Completion completion) override {
-        ++loads;
-        inner_->loadResourceWithURI(uri, std::move(completion));
-    }
-    void storeResourceWithURI(const std::string &uri, const MarqenImageRef &image, unsigned long profile,
-                              const MarqenJSON &properties, Completion completion) override {
-        ++stores;
-        inner_->storeResourceWithURI(uri, image, profile, properties, std::move(completion));
-    }
-    int loads = 0, stores = 0;
-
-private:
-    std::shared_ptr<MarqenDirectoryResourceCoordinator> inner_;
-};
-
 struct BitmapFixture {
     TempDir directory;
-    std::shared_ptr<MarqenDirectoryResourceCoordinator> files = MarqenDirectoryResourceCoordinator::create(directory.path());
-    std::shared_ptr<CountingCoordinator> coordinator = std::make_shared<CountingCoordinator>(files);
+    std::shared_ptr<test::DelayedResourceCoordinator> coordinator =
+        std::make_shared<test::DelayedResourceCoordinator>(directory.path());
     std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({40, 30}, 1);
 
     BitmapFixture() { document->setResourceCoordinator(coordinator); }
+    ~BitmapFixture() { EXPECT_EQ(coordinator->workOnMainThread(), 0); }
+
+    // Adds a node and lets the load its arrival starts finish.
+    void add(const MarqenDOMNodePtr &node) {
+        document->addNode(node);
+        document->waitForOperationsToFinish();
+    }
 
     // Writes an image as a resource file and returns its URI.
     std::string storeFile(const MarqenImageRef &image) {
@@ -99,13 +91,16 @@ TEST(MarqenDOMBitmapLoading, SettingTheSameURITwiceLoadsOnceWithOneUndoStep) {
     BitmapFixture fixture;
     std::string uri = fixture.storeFile(solidImage(4, 3, 0xFF336699));
     auto bitmap = MarqenDOMBitmap::create();
-    fixture.document->addNode(bitmap);
+    fixture.add(bitmap);
     fixture.document->undoManager()->removeAllActions();
-    int before = fixture.coordinator->loads;
+    int before = fixture.coordinator->loads();
     bitmap->setUri(uri);
     bitmap->setUri(uri);
-    EXPECT_EQ(fixture.coordinator->loads, before + 1);
+    EXPECT_EQ(fixture.coordinator->loads(), before + 1);
     EXPECT_EQ(fixture.document->undoManager()->undoCount(), 1u);
+    EXPECT_EQ(bitmap->image(), nullptr);  // the pixels are still on their way
+    fixture.document->waitForOperationsToFinish();
+    EXPECT_EQ(fixture.coordinator->loads(), before + 1);
     ASSERT_NE(bitmap->image(), nullptr);
     EXPECT_EQ(bitmap->image()->width(), 4);
     EXPECT_EQ(bitmap->image()->pixelAt(1, 1), 0xFF336699u);
@@ -117,9 +112,10 @@ TEST(MarqenDOMBitmapLoading, FailuresAreLoggedAndLeaveNoImage) {
     BitmapFixture fixture;
     LogCapture log;
     auto bitmap = MarqenDOMBitmap::create();
-    fixture.document->addNode(bitmap);
+    fixture.add(bitmap);
     std::string missing = "marqen+uuid:///00000000-0000-4000-8000-000000000001";
     bitmap->setUri(missing);
+    fixture.document->waitForOperationsToFinish();
     EXPECT_EQ(bitmap->image(), nullptr);
     ASSERT_FALSE(log.lines().empty());
     EXPECT_EQ(log.lines().back(), "ERROR: Unable to load resource with URI " + missing + " from URL " + missing +
@@ -129,9 +125,10 @@ TEST(MarqenDOMBitmapLoading, FailuresAreLoggedAndLeaveNoImage) {
     std::string broken = "marqen+uuid:///00000000-0000-4000-8000-000000000002";
     test::writeFile(fixture.directory / uuidOf(broken), "\x89PNG\r\n\x1a\n truncated");
     bitmap->setUri(broken);
+    fixture.document->waitForOperationsToFinish();
     EXPECT_EQ(bitmap->image(), nullptr);
     EXPECT_EQ(log.lines().back(), "ERROR: Unable to load resource with URI " + broken + " from URL file://" +
-                                      (fixture.files->directory() / uuidOf(broken)).string());
+                                      (fixture.coordinator->files().directory() / uuidOf(broken)).string());
 }
 
 TEST(MarqenDOMBitmapLoading, ACoordinatorChangeOfTheOwnDocumentReloads) {
@@ -143,11 +140,12 @@ TEST(MarqenDOMBitmapLoading, ACoordinatorChangeOfTheOwnDocumentReloads) {
     auto other = MarqenDOMDocument::createWithSize({10, 10}, 1);
     other->addNode(bitmap);
     EXPECT_EQ(bitmap->image(), nullptr);
-    int before = fixture.coordinator->loads;
+    int before = fixture.coordinator->loads();
     fixture.document->setResourceCoordinator(fixture.coordinator);  // another document: ignored
-    EXPECT_EQ(fixture.coordinator->loads, before);
+    EXPECT_EQ(fixture.coordinator->loads(), before);
     other->setResourceCoordinator(fixture.coordinator);
-    EXPECT_EQ(fixture.coordinator->loads, before + 1);
+    EXPECT_EQ(fixture.coordinator->loads(), before + 1);
+    other->waitForOperationsToFinish();
     EXPECT_NE(bitmap->image(), nullptr);
 }
 
@@ -162,7 +160,7 @@ TEST(MarqenDOMBitmapSaving, StoresUnderItsURIAndReportsFailures) {
     EXPECT_EQ(stored->pixelAt(39, 29), 0xFFFF0000u);
 
     auto loose = MarqenDOMBitmap::create();
-    fixture.document->addNode(loose);  // no image and nothing stored
+    fixture.add(loose);  // no image and nothing stored
     MarqenError error;
     ASSERT_FALSE(fixture.document->prepareForSaveSynchronous(&error));
     EXPECT_EQ(error.domain, MarqenDOMDocumentResourceCoordinatorErrorDomain);
@@ -220,9 +218,12 @@ TEST(MarqenDOMBitmapEdits, CropMakesANewResourceAndUndoRestoresTheURI) {
 
     fixture.document->undoManager()->undo();
     EXPECT_EQ(bitmap->uri(), original);
+    EXPECT_EQ(bitmap->image()->width(), 20);  // until the load of the original arrives
+    fixture.document->waitForOperationsToFinish();
     ASSERT_NE(bitmap->image(), nullptr);
     EXPECT_EQ(bitmap->image()->width(), 40);  // reloaded from the original resource
     fixture.document->undoManager()->redo();
+    fixture.document->waitForOperationsToFinish();
     EXPECT_EQ(bitmap->image()->width(), 20);
 }
 

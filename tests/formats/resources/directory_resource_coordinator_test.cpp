@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "formats/directory_resource_coordinator.h"
+#include "foundation/queues.h"
 #include "platform/image_io.h"
 #include "support/test_support.h"
 
@@ -19,27 +20,39 @@ struct Outcome {
     std::string uri;
     std::optional<MarqenError> error;
     int calls = 0;
+    bool inline_ = false;  // the completion ran before the call returned
+    bool offMain = false;  // the completion ran off the main thread
 };
 
-Outcome load(MarqenDirectoryResourceCoordinator &coordinator, const std::string &uri) {
-    Outcome outcome;
-    coordinator.loadResourceWithURI(uri, [&](const std::filesystem::path &file, const std::string &answered,
-                                             const MarqenError *error) {
-        outcome = {file, answered, error ? std::optional(*error) : std::nullopt, outcome.calls + 1};
+// Calls the coordinator, then drains the main queue until the completion has run.
+template <typename Call>
+Outcome answer(Call call) {
+    auto outcome = std::make_shared<Outcome>();
+    auto returned = std::make_shared<bool>(false);
+    call([outcome, returned](const std::filesystem::path &file, const std::string &answered,
+                             const MarqenError *error) {
+        *outcome = {file, answered, error ? std::optional(*error) : std::nullopt, outcome->calls + 1, !*returned,
+                    !MainQueue::isMainThread()};
     });
-    return outcome;
+    *returned = true;
+    EXPECT_TRUE(MainQueue::shared().drainUntil([&] { return outcome->calls > 0; }, 10));
+    MainQueue::shared().drain();
+    EXPECT_FALSE(outcome->inline_);
+    EXPECT_FALSE(outcome->offMain);
+    return *outcome;
+}
+
+Outcome load(MarqenDirectoryResourceCoordinator &coordinator, const std::string &uri) {
+    return answer([&](MarqenDOMDocumentResourceCoordinator::Completion completion) {
+        coordinator.loadResourceWithURI(uri, std::move(completion));
+    });
 }
 
 Outcome store(MarqenDirectoryResourceCoordinator &coordinator, const std::string &uri, const MarqenImageRef &image,
               unsigned long profile = 0) {
-    Outcome outcome;
-    coordinator.storeResourceWithURI(uri, image, profile, MarqenJSON::object(),
-                                     [&](const std::filesystem::path &file, const std::string &answered,
-                                         const MarqenError *error) {
-                                         outcome = {file, answered, error ? std::optional(*error) : std::nullopt,
-                                                    outcome.calls + 1};
-                                     });
-    return outcome;
+    return answer([&](MarqenDOMDocumentResourceCoordinator::Completion completion) {
+        coordinator.storeResourceWithURI(uri, image, profile, MarqenJSON::object(), std::move(completion));
+    });
 }
 
 MarqenImageRef tinyImage() {
@@ -136,4 +149,32 @@ TEST(MarqenDirectoryResourceCoordinator, NothingOutsideTheDirectoryIsReadOrWritt
     ASSERT_TRUE(MarqenImageWriteToFile(*tinyImage(), directory / "real.png", MarqenImageFormat::PNG));
     std::filesystem::create_symlink(directory / "real.png", directory / kUUID);
     EXPECT_FALSE(load(*coordinator, uri).error);
+}
+
+TEST(MarqenDirectoryResourceCoordinator, AnswersInTheOrderAskedOnTheMainQueue) {
+    TempDir directory;
+    auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
+    const std::string uri = std::string("marqen+uuid:///") + kUUID;
+    auto order = std::make_shared<std::vector<std::string>>();
+    auto record = [order](const char *what) {
+        return [order, what](const std::filesystem::path &, const std::string &, const MarqenError *error) {
+            order->push_back(std::string(what) + (error ? " failed" : ""));
+        };
+    };
+    // A store, a load of what it wrote, a second store over it: the file work runs one request at a time.
+    coordinator->storeResourceWithURI(uri, tinyImage(), 0, MarqenJSON::object(), record("store"));
+    coordinator->loadResourceWithURI(uri, record("load"));
+    coordinator->storeResourceWithURI(uri, MarqenImage::create(6, 6), 0, MarqenJSON::object(), record("store again"));
+    EXPECT_TRUE(order->empty());  // nothing answers inline
+    ASSERT_TRUE(MainQueue::shared().drainUntil([&] { return order->size() == 3; }, 10));
+    EXPECT_EQ(*order, (std::vector<std::string>{"store", "load", "store again"}));
+    EXPECT_EQ(MarqenImageDecodeFile(directory / kUUID)->width(), 6);
+
+    // A coordinator that goes away finishes what it was asked first.
+    coordinator->storeResourceWithURI("marqen+uuid:///00000000-0000-4000-8000-000000000009", tinyImage(), 0,
+                                      MarqenJSON::object(), record("last"));
+    coordinator.reset();
+    EXPECT_TRUE(std::filesystem::exists(directory / "00000000-0000-4000-8000-000000000009"));
+    MainQueue::shared().drain();
+    EXPECT_EQ(order->back(), "last");
 }

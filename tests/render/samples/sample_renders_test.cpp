@@ -3,11 +3,12 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "formats/directory_resource_coordinator.h"
+#include "dom/bitmap.h"
 #include "formats/dom_json_file.h"
 #include "platform/image_io.h"
 #include "platform/pdf_page.h"
 #include "render/document_images.h"
+#include "support/delayed_resource_coordinator.h"
 #include "support/test_support.h"
 
 namespace marqen::test {
@@ -39,11 +40,13 @@ MarqenImageRef renderSample(const Sample &sample) {
         EXPECT_TRUE(pdf) << error.localizedDescription();
         document = MarqenDOMDocument::fromDictionary(document->dictionaryRepresentation(), MarqenPDFPage::create(pdf, 0));
     }
-    std::shared_ptr<MarqenDirectoryResourceCoordinator> coordinator;
+    // The resources arrive as from a slow disk: on worker threads, later, through the main queue.
+    std::shared_ptr<DelayedResourceCoordinator> coordinator;
     if (sample.resources) {
-        coordinator = MarqenDirectoryResourceCoordinator::create(samples / "resources", &error);
+        coordinator = std::make_shared<DelayedResourceCoordinator>(samples / "resources");
         document->setResourceCoordinator(coordinator);
         document->waitForOperationsToFinish();
+        for (const auto &bitmap : document->allBitmaps()) EXPECT_TRUE(bitmap->image()) << bitmap->uri();
     }
     auto background = CopyMarqenDOMDocumentBackgroundColorForDocument(*document, kMarqenTypeIdentifierPNG);
     return MarqenDOMDocumentCreateImageWithSize(document, background, std::nullopt, document->frame().size, &error);

@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "dom/bitmap.h"
+#include "dom/document.h"
+#include "dom/notifications.h"
+#include "foundation/notification_center.h"
+#include "foundation/queues.h"
+#include "foundation/undo_manager.h"
+#include "platform/image_io.h"
+#include "support/delayed_resource_coordinator.h"
+#include "support/test_support.h"
+
+using namespace marqen;
+using marqen::test::DelayedResourceCoordinator;
+using marqen::test::TempDir;
+
+namespace {
+
+MarqenImageRef blankImage(int width, int height) {
+    auto image = MarqenImage::create(width, height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) image->setPixelAt(x, y, 0xFF204060);
+    return image;
+}
+
+// Writes an image as a resource file and returns its URI.
+std::string storeFile(const TempDir &directory, const MarqenImageRef &image) {
+    std::string uri = MarqenDOMBitmap::marqenDOMBitmapCreateUri();
+    EXPECT_TRUE(MarqenImageWriteToFile(*image, directory / uri.substr(std::string(MarqenDOMBitmapURIPrefix).size()),
+                                       MarqenImageFormat::PNG));
+    return uri;
+}
+
+// Records on which thread every change notification of one node arrives.
+class ChangeThreads {
+public:
+    explicit ChangeThreads(const MarqenDOMNode &node)
+        : token_(NotificationCenter::defaultCenter().addObserver(MarqenDOMNodeDidChange, &node,
+                                                                 [this](const Notification &) {
+                                                                     ++changes;
+                                                                     if (!MainQueue::isMainThread()) ++offMain;
+                                                                 })) {}
+    int changes = 0, offMain = 0;
+
+private:
+    NotificationToken token_;
+};
+
+// Answers nothing: every completion is dropped unrun.
+class SilentCoordinator : public MarqenDOMDocumentResourceCoordinator {
+public:
+    void loadResourceWithURI(const std::string &, Completion) override {}
+    void storeResourceWithURI(const std::string &, const MarqenImageRef &, unsigned long, const MarqenJSON &,
+                              Completion) override {}
+};
+
+}  // namespace
+
+TEST(MarqenDOMBitmapThreads, LoadedPixelsArriveOnTheMainThreadForTheLatestURIOnly) {
+    TempDir directory;
+    auto coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
+    auto document = MarqenDOMDocument::createWithSize({40, 30}, 1);
+    document->setResourceCoordinator(coordinator);
+    auto bitmap = MarqenDOMBitmap::create();
+    document->addNode(bitmap);
+    document->waitForOperationsToFinish();
+    std::string slow = storeFile(directory, blankImage(7, 3)), fast = storeFile(directory, blankImage(5, 2));
+
+    ChangeThreads threads(*bitmap);
+    // The first URI's answer comes last: it must not replace the pixels of the URI that followed it.
+    coordinator->setDelay(std::chrono::milliseconds(80));
+    bitmap->setUri(slow);
+    coordinator->setDelay(std::chrono::milliseconds(0));
+    bitmap->setUri(fast);
+    document->waitForOperationsToFinish();
+    EXPECT_EQ(coordinator->loads(), 3);
+    EXPECT_EQ(bitmap->uri(), fast);
+    ASSERT_NE(bitmap->image(), nullptr);
+    EXPECT_EQ(bitmap->image()->width(), 5);
+    EXPECT_GT(threads.changes, 2);  // two URI changes and the installed pixels
+    EXPECT_EQ(threads.offMain, 0);
+    EXPECT_EQ(coordinator->workOnMainThread(), 0);
+
+    // Undo goes back to the first URI, and its pixels follow through the same path.
+    document->undoManager()->undo();
+    EXPECT_EQ(bitmap->image()->width(), 5);
+    document->waitForOperationsToFinish();
+    EXPECT_EQ(bitmap->image()->width(), 7);
+    EXPECT_EQ(threads.offMain, 0);
+}
+
+TEST(MarqenDOMBitmapThreads, ABitmapGoneBeforeItsPixelsArriveIsLeftAlone) {
+    TempDir directory;
+    auto coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
+    auto document = MarqenDOMDocument::createWithSize({40, 30}, 1);
+    document->setResourceCoordinator(coordinator);
+    std::string uri = storeFile(directory, blankImage(4, 4));
+    std::weak_ptr<MarqenDOMBitmap> gone;
+    {
+        auto bitmap = MarqenDOMBitmap::create();
+        document->addNode(bitmap);
+        bitmap->setUri(uri);
+        bitmap->removeFromParent();
+        document->undoManager()->removeAllActions();  // undoing the removal would hold it
+        gone = bitmap;
+    }
+    EXPECT_TRUE(gone.expired());  // nothing in flight holds the bitmap
+    document->waitForOperationsToFinish();
+    EXPECT_TRUE(gone.expired());
+}
+
+TEST(MarqenDOMBitmapThreads, AFailedStoreLeavesTheBitmapAsItWas) {
+    TempDir directory;
+    auto coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
+    auto document = MarqenDOMDocument::createWithSize({40, 30}, 1);
+    document->setResourceCoordinator(coordinator);
+    auto bitmap = document->addBackgroundImage(blankImage(40, 30), 0, MarqenJSON::object());
+    document->waitForOperationsToFinish();
+    document->undoManager()->removeAllActions();
+    std::string uri = bitmap->uri();
+
+    coordinator->failNextStore();
+    MarqenError error;
+    EXPECT_FALSE(bitmap->rotate90Degrees(true, &error));
+    EXPECT_EQ(error.domain, MarqenDOMDocumentResourceCoordinatorErrorDomain);
+    EXPECT_EQ(error.code, MarqenResourceErrorWriteFailed);
+    EXPECT_NE(error.description().find("the disk is full"), std::string::npos) << error.description();
+    EXPECT_EQ(bitmap->uri(), uri);
+    EXPECT_EQ(bitmap->frame(), CGRectMake(0, 0, 40, 30));
+    EXPECT_EQ(bitmap->image()->width(), 40);
+    EXPECT_FALSE(document->undoManager()->canUndo());
+
+    // The next edit goes through and waits for its store.
+    ASSERT_TRUE(bitmap->rotate90Degrees(true, &error)) << error.description();
+    EXPECT_NE(bitmap->uri(), uri);
+    EXPECT_TRUE(std::filesystem::exists(directory / bitmap->uri().substr(std::string(MarqenDOMBitmapURIPrefix).size())));
+    EXPECT_EQ(coordinator->stores(), 2);
+}
+
+TEST(MarqenDOMBitmapThreads, ACompletionDroppedUnrunFailsTheSaveInsteadOfHanging) {
+    auto coordinator = std::make_shared<SilentCoordinator>();
+    auto document = MarqenDOMDocument::createWithSize({10, 10}, 1);
+    document->setResourceCoordinator(coordinator);
+    auto bitmap = document->addBackgroundImage(blankImage(10, 10), 0, MarqenJSON::object());
+    document->waitForOperationsToFinish();  // the dropped load counts as finished too
+    MarqenError error;
+    ASSERT_FALSE(bitmap->prepareForSaveSynchronous(&error));
+    EXPECT_EQ(error.code, MarqenResourceErrorWriteFailed);
+    EXPECT_EQ(error.description(), "MarqenDOMDocumentResourceCoordinatorErrorDomain (4): The resource coordinator "
+                                    "dropped a store unanswered");
+    EXPECT_FALSE(bitmap->replaceImageWithCropRect(CGRectMake(0, 0, 5, 5)));
+}
+
+TEST(MarqenDOMBitmapThreads, OpacityWorkedOutElsewhereIsKeptOnlyForItsImage) {
+    auto bitmap = MarqenDOMBitmap::create();
+    auto opaque = blankImage(3, 3), other = blankImage(3, 3);
+    bitmap->setImage(opaque);
+    bitmap->rememberOpacity(other, false);  // not this bitmap's image: ignored
+    EXPECT_TRUE(bitmap->isOpaque());
+    bitmap->setImage(other);
+    bitmap->rememberOpacity(other, false);  // kept as told, without looking at the pixels again
+    EXPECT_FALSE(bitmap->isOpaque());
+    bitmap->setImage(opaque);
+    EXPECT_TRUE(bitmap->isOpaque());
+}
