@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <fstream>
 
 #include "platform/bmp_codec.h"
@@ -260,11 +261,16 @@ bool normaliseForPixels(ImageHandle *image, MarqenError *error) {
 struct SinkTarget {
     MarqenImage *image;
     int bands;
+    // libvips calls sinkRows on a worker thread of its own and hands back through GLib primitives that
+    // thread checkers cannot see; the rows are written under this lock, which the caller takes once after
+    // the sink, so that the hand-over is explicit.
+    std::mutex rows;
 };
 
 // Receives decoded rows in order and packs them as premultiplied ARGB32.
 int sinkRows(VipsRegion *region, VipsRect *area, void *userData) {
     auto *target = static_cast<SinkTarget *>(userData);
+    std::lock_guard lock(target->rows);
     const int bands = target->bands;
     for (int y = area->top; y < area->top + area->height; ++y) {
         const auto *src = reinterpret_cast<const uint8_t *>(VIPS_REGION_ADDR(region, area->left, y));
@@ -429,8 +435,10 @@ MarqenImageRef MarqenImageDecodeData(const void *data, size_t length, MarqenImag
     MarqenImageRef result =
         MarqenImage::createUninitialized(vips_image_get_width(ready), vips_image_get_height(ready), error);
     if (!result) return nullptr;
-    SinkTarget target{result.get(), vips_image_get_bands(ready)};
-    if (vips_sink_disc(ready, sinkRows, &target) != 0) {
+    SinkTarget target{result.get(), vips_image_get_bands(ready), {}};
+    const int sunk = vips_sink_disc(ready, sinkRows, &target);
+    { std::lock_guard handedOver(target.rows); }
+    if (sunk != 0) {
         fail(error, MarqenNativeImageErrorCorruptData,
              "The " + formatDisplayName(format) + " data is damaged or truncated: " + vips_support::takeErrorText() +
                  ".");

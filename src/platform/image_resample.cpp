@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 #include "platform/vips_support.h"
@@ -25,8 +26,17 @@ ImageHandle wrap(const MarqenImage &image) {
                                                   VIPS_FORMAT_UCHAR));
 }
 
+// libvips calls copyRows on a worker thread of its own and hands back through GLib primitives that thread
+// checkers cannot see; the rows are written under `rows`, which the caller takes once after the sink.
+struct RowsTarget {
+    MarqenImage *image;
+    std::mutex rows;
+};
+
 int copyRows(VipsRegion *region, VipsRect *area, void *userData) {
-    auto *target = static_cast<MarqenImage *>(userData);
+    auto *rowsTarget = static_cast<RowsTarget *>(userData);
+    std::lock_guard lock(rowsTarget->rows);
+    MarqenImage *target = rowsTarget->image;
     for (int y = area->top; y < area->top + area->height; ++y) {
         const auto *src = reinterpret_cast<const uint32_t *>(VIPS_REGION_ADDR(region, area->left, y));
         uint32_t *dst = target->row(y) + area->left;
@@ -51,7 +61,10 @@ MarqenImageRef materialise(VipsImage *image, MarqenError *error) {
         fail(error, MarqenNativeImageErrorInvalidArgument, "Resampling gave an unexpected pixel layout.");
         return nullptr;
     }
-    if (vips_sink_disc(image, copyRows, result.get()) != 0) {
+    RowsTarget target{result.get(), {}};
+    const int sunk = vips_sink_disc(image, copyRows, &target);
+    { std::lock_guard handedOver(target.rows); }
+    if (sunk != 0) {
         fail(error, MarqenNativeImageErrorInvalidArgument, "Resampling failed: " + vips_support::takeErrorText() + ".");
         return nullptr;
     }
