@@ -4,7 +4,6 @@
 #include <atomic>
 
 #include "dom/bitmap.h"
-#include "dom/bitmap_pixels.h"
 #include "dom/exceptions.h"
 #include "platform/pdf_page.h"
 #include "dom/node_class.h"
@@ -578,7 +577,7 @@ std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocument::addBitmapNode(const MarqenIm
     // the image; the answer is handed to the bitmap on the main thread.
     if (image) {
         addOperation([image, weak = std::weak_ptr<MarqenDOMBitmap>(bitmap)]() -> std::function<void()> {
-            const bool opaque = MarqenImageIsOpaqueByDigest(*image);
+            const bool opaque = image->isOpaque();
             return [weak, image, opaque] {
                 if (auto prepared = weak.lock()) prepared->rememberOpacity(image, opaque);
             };
