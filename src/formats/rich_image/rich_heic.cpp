@@ -56,33 +56,17 @@ int MarqenHEICImageIsValidMarqenHEICFile(FILE *input) {
 }
 
 bool MarqenHEICImageIsValidMarqenHEIC(const char *path) {
-    FILE *input = MarqenRichImageOpen(path, "rb");
-    if (!input) return false;
-    const int result = MarqenHEICImageIsValidMarqenHEICFile(input);
-    std::fclose(input);
-    return result == kMarqenRichImageSuccess;
+    return MarqenRichImageFileIsRich(path, MarqenHEICImageIsValidMarqenHEICFile);
 }
 
 int MarqenHEICReadChunkTokens(void *context, const char *path, MarqenRichImageChunkTokenCallback callback) {
-    FILE *input = MarqenRichImageOpen(path, "rb");
-    if (!input) return kMarqenRichImageCannotOpen;
-    if (MarqenHEICImageIsValidMarqenHEICFile(input) != kMarqenRichImageSuccess) {
-        std::fclose(input);
-        return kMarqenRichImageNotRichImage;
-    }
-    MarqenRichImageWalkChunkTokens(context, input, MarqenRichImageStreamSize(input), callback);
-    std::fclose(input);
-    return kMarqenRichImageSuccess;
+    return MarqenRichImageReadTokensOfRichFile(context, path, MarqenHEICImageIsValidMarqenHEICFile, callback);
 }
 
 int MarqenHEICWriteChunks(void *context, const char *sourcePath, const char *destinationPath,
                           MarqenRichImageChunkWriterCallback writer) {
-    if (MarqenRichImageCopyFile(sourcePath, destinationPath) != 0) return kMarqenRichImageCopyFailed;
-    FILE *output = MarqenRichImageOpen(destinationPath, "r+b");
-    if (!output || std::fseek(output, 0, SEEK_END) != 0) {
-        if (output) std::fclose(output);
-        return kMarqenRichImageCopyFailed;
-    }
+    FILE *output = MarqenRichImageCopyAndOpenForAppend(sourcePath, destinationPath);
+    if (!output) return kMarqenRichImageCopyFailed;
     const long start = std::ftell(output);
     std::fwrite(MarqenHEICImageFileBox, 1, sizeof MarqenHEICImageFileBox, output);
     if (writer) writer(context, output);

@@ -131,4 +131,35 @@ int MarqenRichImageWalkChunkTokens(void *context, FILE *input, long end, MarqenR
     }
 }
 
+bool MarqenRichImageFileIsRich(const char *path, MarqenRichImageContainerTest isRich) {
+    FILE *input = MarqenRichImageOpen(path, "rb");
+    if (!input) return false;
+    const int result = isRich(input);
+    std::fclose(input);
+    return result == kMarqenRichImageSuccess;
+}
+
+int MarqenRichImageReadTokensOfRichFile(void *context, const char *path, MarqenRichImageContainerTest isRich,
+                                        MarqenRichImageChunkTokenCallback callback) {
+    FILE *input = MarqenRichImageOpen(path, "rb");
+    if (!input) return kMarqenRichImageCannotOpen;
+    if (isRich(input) != kMarqenRichImageSuccess) {
+        std::fclose(input);
+        return kMarqenRichImageNotRichImage;
+    }
+    MarqenRichImageWalkChunkTokens(context, input, MarqenRichImageStreamSize(input), callback);
+    std::fclose(input);
+    return kMarqenRichImageSuccess;
+}
+
+FILE *MarqenRichImageCopyAndOpenForAppend(const char *sourcePath, const char *destinationPath) {
+    if (MarqenRichImageCopyFile(sourcePath, destinationPath) != 0) return nullptr;
+    FILE *output = MarqenRichImageOpen(destinationPath, "r+b");
+    if (output && std::fseek(output, 0, SEEK_END) != 0) {
+        std::fclose(output);
+        return nullptr;
+    }
+    return output;
+}
+
 }  // namespace marqen

@@ -42,34 +42,18 @@ int MarqenJPGImageIsValidMarqenJPGFile(FILE *input) {
 }
 
 bool MarqenJPGImageIsValidMarqenJPG(const char *path) {
-    FILE *input = MarqenRichImageOpen(path, "rb");
-    if (!input) return false;
-    const int result = MarqenJPGImageIsValidMarqenJPGFile(input);
-    std::fclose(input);
-    return result == kMarqenRichImageSuccess;
+    return MarqenRichImageFileIsRich(path, MarqenJPGImageIsValidMarqenJPGFile);
 }
 
 int MarqenJPGReadChunkTokens(void *context, const char *path, MarqenRichImageChunkTokenCallback callback) {
-    FILE *input = MarqenRichImageOpen(path, "rb");
-    if (!input) return kMarqenRichImageCannotOpen;
-    if (MarqenJPGImageIsValidMarqenJPGFile(input) != kMarqenRichImageSuccess) {
-        std::fclose(input);
-        return kMarqenRichImageNotRichImage;
-    }
     // The 10-byte trailer is shorter than a chunk, so it ends the walk as a short tail.
-    MarqenRichImageWalkChunkTokens(context, input, MarqenRichImageStreamSize(input), callback);
-    std::fclose(input);
-    return kMarqenRichImageSuccess;
+    return MarqenRichImageReadTokensOfRichFile(context, path, MarqenJPGImageIsValidMarqenJPGFile, callback);
 }
 
 int MarqenJPGWriteChunks(void *context, const char *sourcePath, const char *destinationPath,
                          MarqenRichImageChunkWriterCallback writer) {
-    if (MarqenRichImageCopyFile(sourcePath, destinationPath) != 0) return kMarqenRichImageCopyFailed;
-    FILE *output = MarqenRichImageOpen(destinationPath, "r+b");
-    if (!output || std::fseek(output, 0, SEEK_END) != 0) {
-        if (output) std::fclose(output);
-        return kMarqenRichImageCopyFailed;
-    }
+    FILE *output = MarqenRichImageCopyAndOpenForAppend(sourcePath, destinationPath);
+    if (!output) return kMarqenRichImageCopyFailed;
     const long start = std::ftell(output);
     if (writer) writer(context, output);
     uint8_t length[4];
