@@ -22,6 +22,7 @@
 #include "interaction/preferences.h"
 #include "interaction/text_editing_session.h"
 #include "platform/text_layout.h"
+#include "render/document_renderer.h"
 
 namespace marqen {
 
@@ -73,7 +74,8 @@ void MarqenDocumentView::setZoom(CGFloat zoom, CGPoint anchor) {
     zoom = std::clamp(zoom, kMinimumZoom, kMaximumZoom);
     CGPoint modelAnchor = modelPointForViewPoint(anchor);
     zoom_ = zoom;
-    pan_ = CGPoint{anchor.x - modelAnchor.x * zoom_, anchor.y - modelAnchor.y * zoom_};
+    CGPoint page = CGPointApplyAffineTransform(modelAnchor, pageTransform());
+    pan_ = CGPoint{anchor.x - page.x * zoom_, anchor.y - page.y * zoom_};
     redrawAll();
 }
 
@@ -94,8 +96,35 @@ void MarqenDocumentView::scrollBy(CGPoint delta) {
     setPan(CGPoint{pan_.x - delta.x, pan_.y - delta.y});
 }
 
+namespace {
+
+// The renderer's y-up target of the frame's height, seen y-down.
+CGAffineTransform targetToViewTransform(CGFloat height) { return CGAffineTransformMake(1, 0, 0, -1, 0, height); }
+
+bool isUsableTransform(const CGAffineTransform &t) {
+    for (CGFloat value : {t.a, t.b, t.c, t.d, t.tx, t.ty})
+        if (!std::isfinite(value)) return false;
+    return t.a * t.d - t.b * t.c != 0;
+}
+
+}  // namespace
+
+CGAffineTransform MarqenDocumentView::pageTransform() const {
+    if (!document_) return CGAffineTransformIdentity;
+    CGRect frame = document_->frame();
+    if (!(frame.size.width > 0) || !(frame.size.height > 0)) return CGAffineTransformIdentity;
+    CGAffineTransform page = CGAffineTransformConcat(MarqenDOMDocumentRenderer::modelViewTransformAtFrameSize(*document_),
+                                                     targetToViewTransform(frame.size.height));
+    return isUsableTransform(page) ? page : CGAffineTransformIdentity;
+}
+
 CGAffineTransform MarqenDocumentView::modelToViewTransform() const {
-    return CGAffineTransformMake(zoom_, 0, 0, zoom_, pan_.x, pan_.y);
+    return CGAffineTransformConcat(pageTransform(), CGAffineTransformMake(zoom_, 0, 0, zoom_, pan_.x, pan_.y));
+}
+
+CGAffineTransform MarqenDocumentView::drawingTransform() const {
+    CGFloat height = document_ ? document_->frame().size.height : 0;
+    return CGAffineTransformConcat(targetToViewTransform(height), CGAffineTransformMake(zoom_, 0, 0, zoom_, pan_.x, pan_.y));
 }
 
 CGAffineTransform MarqenDocumentView::viewToModelTransform() const {
@@ -103,7 +132,16 @@ CGAffineTransform MarqenDocumentView::viewToModelTransform() const {
 }
 
 CGPoint MarqenDocumentView::modelPointForViewPoint(CGPoint point) const {
-    return CGPoint{(point.x - pan_.x) / zoom_, (point.y - pan_.y) / zoom_};
+    return CGPointApplyAffineTransform(point, viewToModelTransform());
+}
+
+CGPoint MarqenDocumentView::viewPointForModelPoint(CGPoint point) const {
+    return CGPointApplyAffineTransform(point, modelToViewTransform());
+}
+
+CGPoint MarqenDocumentView::modelDeltaForViewDelta(CGPoint delta) const {
+    CGAffineTransform t = viewToModelTransform();
+    return CGPoint{t.a * delta.x + t.c * delta.y, t.b * delta.x + t.d * delta.y};
 }
 
 void MarqenDocumentView::selectElements(std::vector<std::shared_ptr<MarqenDOMElement>> elements) {
@@ -343,8 +381,12 @@ void MarqenDocumentView::dragHandle(CGPoint modelPoint, bool shift) {
         return;
     }
     // Resize from the saved shape each time, so that rounding never accumulates; the opposite side stays.
-    CGRect box = savedBounds_;
-    if (box.size.width <= 0 || box.size.height <= 0) return;
+    // The handles name sides as the user sees them, so the work is done in view space and only the
+    // factors and the fixed point go back to the model.
+    CGAffineTransform toView = modelToViewTransform();
+    CGRect box = CGRectApplyAffineTransform(savedBounds_, toView);
+    if (!(box.size.width > 0) || !(box.size.height > 0)) return;
+    CGPoint viewPoint = CGPointApplyAffineTransform(modelPoint, toView);
     CGFloat minX = CGRectGetMinX(box), maxX = CGRectGetMaxX(box), minY = CGRectGetMinY(box), maxY = CGRectGetMaxY(box);
     bool left = handleKind_ == MarqenHandleKind::TopLeft || handleKind_ == MarqenHandleKind::Left ||
                 handleKind_ == MarqenHandleKind::BottomLeft;
@@ -354,14 +396,14 @@ void MarqenDocumentView::dragHandle(CGPoint modelPoint, bool shift) {
                handleKind_ == MarqenHandleKind::TopRight;
     bool bottom = handleKind_ == MarqenHandleKind::BottomLeft || handleKind_ == MarqenHandleKind::Bottom ||
                   handleKind_ == MarqenHandleKind::BottomRight;
-    constexpr CGFloat minimum = 1;
-    CGFloat newMinX = left ? std::min(modelPoint.x, maxX - minimum) : minX;
-    CGFloat newMaxX = right ? std::max(modelPoint.x, minX + minimum) : maxX;
-    CGFloat newMinY = top ? std::min(modelPoint.y, maxY - minimum) : minY;
-    CGFloat newMaxY = bottom ? std::max(modelPoint.y, minY + minimum) : maxY;
+    const CGFloat minimum = zoom_;  // one model unit
+    CGFloat newMinX = left ? std::min(viewPoint.x, maxX - minimum) : minX;
+    CGFloat newMaxX = right ? std::max(viewPoint.x, minX + minimum) : maxX;
+    CGFloat newMinY = top ? std::min(viewPoint.y, maxY - minimum) : minY;
+    CGFloat newMaxY = bottom ? std::max(viewPoint.y, minY + minimum) : maxY;
     CGSize factors{(newMaxX - newMinX) / box.size.width, (newMaxY - newMinY) / box.size.height};
     if (shift && (left || right) && (top || bottom)) factors.width = factors.height = std::max(factors.width, factors.height);
-    CGPoint anchor{left ? maxX : minX, top ? maxY : minY};
+    CGPoint anchor = CGPointApplyAffineTransform(CGPoint{left ? maxX : minX, top ? maxY : minY}, viewToModelTransform());
     restoreGeometry(*element, savedGeometry_);
     element->scale(factors, anchor);
 }
@@ -658,7 +700,8 @@ void MarqenDocumentView::setTextFontForSelectedElements(const MarqenDOMFont &fon
 
 void MarqenDocumentView::nudgeSelection(CGPoint viewUnits) {
     if (gesture_ != Gesture::None) return;
-    translateSelection(CGPoint{viewUnits.x / zoom_, viewUnits.y / zoom_}, "Nudge");
+    if (!isUsablePoint(viewUnits)) return;
+    translateSelection(modelDeltaForViewDelta(viewUnits), "Nudge");
 }
 
 void MarqenDocumentView::deleteSelection() {
@@ -741,9 +784,10 @@ bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
         }
         return false;
     };
-    CGFloat step = 10 / zoom_;
+    // Right and down on the screen, whichever way the page's y axis runs.
+    CGPoint step = modelDeltaForViewDelta({10, 10});
     CGPoint offset{0, 0};
-    for (int attempt = 0; attempt < 100 && covers(offset); ++attempt) offset = CGPoint{offset.x + step, offset.y + step};
+    for (int attempt = 0; attempt < 100 && covers(offset); ++attempt) offset = CGPoint{offset.x + step.x, offset.y + step.y};
 
     UndoManager *undo = undoManager();
     {

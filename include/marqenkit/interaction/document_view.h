@@ -73,8 +73,13 @@ public:
     const std::shared_ptr<MarqenDOMDocument> &document() const { return document_; }
     void setDelegate(Delegate delegate) { delegate_ = std::move(delegate); }
 
-    // View transform: view = model · zoom + pan (view pixels). The scale factor is the host's device pixels
-    // per view pixel and only sizes what is drawn, not the mapping.
+    // View transform: view = page · zoom + pan (view pixels, y down). The page part is the renderer's own
+    // mapping (MarqenDOMDocumentRenderer::modelViewTransformAtFrameSize) of the document frame onto a
+    // y-up target of the frame's size, as images are drawn, seen from above with y down: for the usual
+    // coordinate system 1 the frame's origin is at the top left, for coordinate system 2 the model's y
+    // axis points up. A host draws the page by concatenating drawingTransform() and letting a renderer of
+    // the frame's size draw into that, so that what it shows and where the pointer edits agree. The scale
+    // factor is the host's device pixels per view pixel and only sizes what is drawn, not the mapping.
     CGFloat zoom() const { return zoom_; }
     CGPoint pan() const { return pan_; }
     CGFloat scaleFactor() const { return scaleFactor_; }
@@ -87,7 +92,15 @@ public:
     void scrollBy(CGPoint delta);
     CGAffineTransform modelToViewTransform() const;
     CGAffineTransform viewToModelTransform() const;
+    // The page part alone (zoom 1, no pan); the identity without a document or with an empty frame.
+    CGAffineTransform pageTransform() const;
+    // The transform to concatenate onto a y-down view context before a renderer whose size is the
+    // document frame's size draws the page (the renderer's target is y-up like the platform's).
+    CGAffineTransform drawingTransform() const;
     CGPoint modelPointForViewPoint(CGPoint point) const;
+    CGPoint viewPointForModelPoint(CGPoint point) const;
+    // A distance in view pixels (x right, y down) as a distance in the model.
+    CGPoint modelDeltaForViewDelta(CGPoint delta) const;
 
     // Values new elements are drawn with.
     void setToolColor(const MarqenDOMColor &color) { toolColor_ = color; }
