@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "dom/change_protocol.h"
 #include "dom/document.h"
 #include "dom/node_class.h"
 #include "foundation/value_encoding.h"
@@ -98,13 +99,9 @@ bool MarqenDOMArrow::acceptsEndPoint(CGPoint stored, CGPoint point, CGPoint othe
 }
 
 void MarqenDOMArrow::setToolArrowSize(CGFloat size) {
-    if (size == toolArrowSize_ || (std::isnan(size) && std::isnan(toolArrowSize_))) return;
-    CGFloat old = toolArrowSize_;
-    postWillChange();
-    toolArrowSize_ = size;
-    postDidChange();
-    updateBezierPath();
-    registerUndo<MarqenDOMArrow>([old](MarqenDOMArrow &arrow) { arrow.setToolArrowSize(old); });
+    // Like the end points, the size leaves the save mark to the gesture that changes it.
+    MarqenDOMChangeProtocol::set(*this, toolArrowSize_, size, &MarqenDOMArrow::setToolArrowSize,
+                                 {.marksNeedsSave = false}, [this] { updateBezierPath(); });
 }
 
 // Minimum length and standard placement
@@ -178,11 +175,10 @@ void MarqenDOMArrow::rotate(CGFloat angle, CGPoint aroundPoint) {
 void MarqenDOMArrow::setToolColor(const std::optional<MarqenDOMColor> &color) {
     auto previous = toolColor();
     if (color == fillColor() && !strokeColor()) return;
-    postWillChange();
-    storeColors(std::nullopt, color);
-    postDidChange();
-    registerUndo<MarqenDOMArrow>([previous](MarqenDOMArrow &arrow) { arrow.setToolColor(previous); });
-    postNeedsDisplay();
+    // The colour of an arrow fills it; no save mark of its own.
+    MarqenDOMChangeProtocol::perform(
+        *this, {.marksNeedsSave = false, .postsNeedsDisplay = true}, [&] { storeColors(std::nullopt, color); },
+        [previous](MarqenDOMNode &node) { static_cast<MarqenDOMArrow &>(node).setToolColor(previous); });
 }
 
 void MarqenDOMArrow::setToolSizeAbsolute(CGFloat size) {

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "dom/bitmap_pixels.h"
+#include "dom/change_protocol.h"
 #include "dom/document.h"
 #include "dom/node_class.h"
 #include "dom/notifications.h"
@@ -101,13 +102,10 @@ void MarqenDOMBitmap::setURIQuietly(const std::string &uri) { uri_ = uri; }
 void MarqenDOMBitmap::setUri(const std::optional<std::string> &uri) {
     if (!uri || *uri == this->uri()) return;
     std::string old = this->uri();
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    setURIQuietly(*uri);
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
-    markDocumentNeedsSave();
-    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setUri(old); });
+    // The new URI marks the document before its undo action is registered, then the image reloads.
+    MarqenDOMChangeProtocol::perform(
+        *this, {.affectsContentBounds = true, .marksNeedsSaveBeforeUndo = true}, [&] { setURIQuietly(*uri); },
+        [old](MarqenDOMNode &node) { static_cast<MarqenDOMBitmap &>(node).setUri(old); });
     reloadWithResourceCoordinator();
 }
 
@@ -138,44 +136,19 @@ void MarqenDOMBitmap::setImageStorage(const MarqenImageRef &image, const MarqenI
 }
 
 void MarqenDOMBitmap::setImageProfile(unsigned long profile) {
-    if (profile == imageProfile_) return;
-    unsigned long old = imageProfile_;
-    postWillChange();
-    imageProfile_ = profile;
-    postDidChange();
-    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setImageProfile(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, imageProfile_, profile, &MarqenDOMBitmap::setImageProfile);
 }
 
 void MarqenDOMBitmap::setFrame(CGRect frame) {
-    if (frame == frame_) return;
-    CGRect old = frame_;
-    postWillChange();
-    frame_ = frame;
-    postDidChange();
-    postContentBoundsDidChange(old);
-    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setFrame(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, frame_, frame, &MarqenDOMBitmap::setFrame, {.affectsContentBounds = true});
 }
 
 void MarqenDOMBitmap::setCropRect(CGRect rect) {
-    if (rect == cropRect_) return;
-    CGRect old = cropRect_;
-    postWillChange();
-    cropRect_ = rect;
-    postDidChange();
-    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setCropRect(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, cropRect_, rect, &MarqenDOMBitmap::setCropRect);
 }
 
 void MarqenDOMBitmap::setContentMode(unsigned long mode) {
-    if (mode == contentMode_) return;
-    unsigned long old = contentMode_;
-    postWillChange();
-    contentMode_ = mode;
-    postDidChange();
-    registerUndo<MarqenDOMBitmap>([old](MarqenDOMBitmap &bitmap) { bitmap.setContentMode(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, contentMode_, mode, &MarqenDOMBitmap::setContentMode);
 }
 
 bool MarqenDOMBitmap::isOpaque() const {

@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "dom/bitmap.h"
+#include "dom/change_protocol.h"
 #include "dom/exceptions.h"
 #include "platform/pdf_page.h"
 #include "dom/node_class.h"
@@ -110,6 +111,7 @@ std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::createWithPDFPage(const st
     }
     auto document = createWithSize(size, deviceScale);
     document->pdfPage_ = page;
+    document->settleContentScaleFactorForPDFPage();
     return document;
 }
 
@@ -125,6 +127,7 @@ std::shared_ptr<MarqenDOMDocument> MarqenDOMDocument::fromDictionary(const Marqe
     document->pdfPage_ = page;
     document->initWithDictionary(dictionary);
     if (!marqen_numberForKey(dictionary, "pageNumber")) document->pageNumber_.reset();
+    document->settleContentScaleFactorForPDFPage();
     return document;
 }
 
@@ -185,12 +188,24 @@ void MarqenDOMDocument::initWithDictionary(const MarqenJSON &dictionary) {
             upgradeParagraphTextNodesToRespectColorAndFont();
         }
         if (auto number = marqen_numberForKey(dictionary, "pageNumber")) pageNumber_ = *number;
-        if (auto title = marqen_stringForKey(dictionary, "title")) setTitle(*title);
+        adoptTitle(dictionary);
     }
     needsSave_ = false;
     broadcastSetNeedsSave_ = true;
     resumeOperations();
     waitForOperationsToFinish();
+}
+
+void MarqenDOMDocument::adoptTitle(const MarqenJSON &dictionary) {
+    // Files hold the title as "title", in the metadata as "title", or under the older metadata key;
+    // the first found is the title, kept from now on in the metadata's "title" alone.
+    std::optional<std::string> title = marqen_stringForKey(dictionary, "title");
+    if (!title) title = this->title();
+    if (!title) return;
+    MarqenJSON adopted = metadata();
+    adopted["title"] = *title;
+    adopted.erase(kLegacyTitleKey);
+    MarqenDOMNode::setMetadata(adopted);
 }
 
 MarqenJSON MarqenDOMDocument::dictionaryRepresentation() const {
@@ -345,34 +360,41 @@ void MarqenDOMDocument::removeFromNodeMap(const MarqenDOMNode &node) {
 }
 
 void MarqenDOMDocument::setFrame(CGRect frame) {
-    CGRect old = frame_;
-    postWillChange();
     // NaN stays NaN: the comparison with 8 is false for it.
     if (frame.size.width < kMinimumFrameSide) frame.size.width = kMinimumFrameSide;
     if (frame.size.height < kMinimumFrameSide) frame.size.height = kMinimumFrameSide;
-    frame_ = frame;
-    postDidChange();
-    setNeedsSave(true);
-    registerUndo<MarqenDOMDocument>([old](MarqenDOMDocument &document) { document.setFrame(old); });
+    // Stored and announced even when unchanged; the save mark comes before the undo action.
+    MarqenDOMChangeProtocol::set(*this, frame_, frame, &MarqenDOMDocument::setFrame,
+                                 {.comparesFirst = false, .marksNeedsSaveBeforeUndo = true});
 }
 
+namespace {
+// Scale values are announced, but are neither undoable nor a reason to save.
+constexpr MarqenDOMChangeRules kScaleChange{.comparesFirst = false, .registersUndo = false, .marksNeedsSave = false};
+}  // namespace
+
 void MarqenDOMDocument::setDeviceScale(CGFloat scale) {
-    postWillChange();
-    deviceScale_ = scale;
-    postDidChange();
+    MarqenDOMChangeProtocol::set(*this, deviceScale_, scale, &MarqenDOMDocument::setDeviceScale, kScaleChange);
 }
 
 void MarqenDOMDocument::setContentScaleFactor(std::optional<CGFloat> factor) {
-    postWillChange();
-    contentScaleFactor_ = factor;
-    postDidChange();
+    MarqenDOMChangeProtocol::set(*this, contentScaleFactor_, factor, &MarqenDOMDocument::setContentScaleFactor,
+                                 kScaleChange);
 }
 
 void MarqenDOMDocument::setReferenceViewSize(CGSize size) {
     if (size == referenceViewSize_) return;
     referenceViewSize_ = size;
-    if (!contentScaleFactor_)
-        NotificationCenter::defaultCenter().post(MarqenDOMDocumentDidUpdateContentScaleFactor, this);
+    if (contentScaleFactor_) return;
+    // Once a view shows the document, the proposed factor becomes the document's own: tool sizes
+    // measured from now on keep their meaning when the view changes size.
+    if (size.width != 0 && size.height != 0) contentScaleFactor_ = proposedContentScaleFactor();
+    NotificationCenter::defaultCenter().post(MarqenDOMDocumentDidUpdateContentScaleFactor, this);
+}
+
+void MarqenDOMDocument::settleContentScaleFactorForPDFPage() {
+    // A page's factor never depends on a view: it is the document's own from the start.
+    if (pdfPage_ && !contentScaleFactor_) contentScaleFactor_ = proposedContentScaleFactor();
 }
 
 CGFloat MarqenDOMDocument::proposedContentScaleFactor() const {
@@ -393,14 +415,7 @@ CGFloat MarqenDOMDocument::proposedContentScaleFactor() const {
 }
 
 CGFloat MarqenDOMDocument::contentScaleFactor() const {
-    if (contentScaleFactor_) return *contentScaleFactor_;
-    CGFloat proposed = proposedContentScaleFactor();
-    bool viewKnown = referenceViewSize_.width != 0 && referenceViewSize_.height != 0;
-    if (viewKnown || pdfPage_) {
-        contentScaleFactor_ = proposed;
-        NotificationCenter::defaultCenter().post(MarqenDOMDocumentDidUpdateContentScaleFactor, this);
-    }
-    return proposed;
+    return contentScaleFactor_ ? *contentScaleFactor_ : proposedContentScaleFactor();
 }
 
 std::optional<std::string> MarqenDOMDocument::title() const {

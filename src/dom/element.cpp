@@ -1,7 +1,7 @@
 #include "dom/element.h"
 
+#include "dom/change_protocol.h"
 #include "dom/node_class.h"
-#include "foundation/undo_manager.h"
 
 namespace marqen {
 
@@ -13,24 +13,14 @@ const MarqenDOMNodeClass &MarqenDOMElement::classDescriptor() {
 std::shared_ptr<MarqenDOMElement> MarqenDOMElement::create() { return MarqenMakeNode<MarqenDOMElement>(); }
 
 void MarqenDOMElement::setStyle(const std::shared_ptr<MarqenDOMStyle> &style) {
-    if (style == style_) return;
-    auto old = style_;
-    postWillChange();
-    style_ = style ? style : std::make_shared<MarqenDOMStyle>();
-    postDidChange();
-    registerUndo<MarqenDOMElement>([old](MarqenDOMElement &element) { element.setStyle(old); });
-    markDocumentNeedsSave();
+    // Styles are shared objects: a different object is a change even when its values are equal.
+    MarqenDOMChangeProtocol::set(*this, style_, style ? style : std::make_shared<MarqenDOMStyle>(),
+                                 &MarqenDOMElement::setStyle);
 }
 
 void MarqenDOMElement::setToolColor(const std::optional<MarqenDOMColor> &color) {
-    if (color == toolColor_) return;
-    auto old = toolColor_;
-    postWillChange();
-    toolColor_ = color;
-    postDidChange();
-    registerUndo<MarqenDOMElement>([old](MarqenDOMElement &element) { element.setToolColor(old); });
-    markDocumentNeedsSave();
-    postNeedsDisplay();
+    MarqenDOMChangeProtocol::set(*this, toolColor_, color, &MarqenDOMElement::setToolColor,
+                                 {.postsNeedsDisplay = true});
 }
 
 void MarqenDOMElement::initWithDictionary(const MarqenJSON &dictionary) {

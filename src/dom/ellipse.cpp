@@ -2,17 +2,11 @@
 
 #include <cmath>
 
+#include "dom/change_protocol.h"
 #include "dom/node_class.h"
 #include "foundation/value_encoding.h"
 
 namespace marqen {
-
-namespace {
-
-bool sameValue(CGFloat a, CGFloat b) { return a == b || (std::isnan(a) && std::isnan(b)); }
-bool sameValue(CGPoint a, CGPoint b) { return sameValue(a.x, b.x) && sameValue(a.y, b.y); }
-
-}  // namespace
 
 const MarqenDOMNodeClass &MarqenDOMEllipse::classDescriptor() {
     static const MarqenDOMNodeClass descriptor{"MarqenDOMEllipse", "Vector.Ellipse", [] { return create(); },
@@ -23,35 +17,20 @@ const MarqenDOMNodeClass &MarqenDOMEllipse::classDescriptor() {
 std::shared_ptr<MarqenDOMEllipse> MarqenDOMEllipse::create() { return MarqenMakeNode<MarqenDOMEllipse>(); }
 
 template <typename Value>
-void MarqenDOMEllipse::setParameter(Value &stored, Value value, void (MarqenDOMEllipse::*setter)(Value)) {
-    if (sameValue(stored, value)) return;
-    Value old = stored;
-    postWillChange();
-    stored = value;
-    postDidChange();
-    updateBezierPath();
-    registerUndo<MarqenDOMEllipse>([old, setter](MarqenDOMEllipse &ellipse) { (ellipse.*setter)(old); });
-    markDocumentNeedsSave();
+void MarqenDOMEllipse::changeOutlineParameter(Value &stored, Value value, void (MarqenDOMEllipse::*setter)(Value),
+                                              bool transient) {
+    // The creating drag's corners are transient: announced even when unchanged, no undo, no save mark.
+    MarqenDOMChangeRules rules;
+    if (transient) rules = {.comparesFirst = false, .registersUndo = false, .marksNeedsSave = false};
+    MarqenDOMChangeProtocol::set(*this, stored, value, setter, rules, [this] { updateBezierPath(); });
 }
 
-void MarqenDOMEllipse::setCenter(CGPoint center) { setParameter(center_, center, &MarqenDOMEllipse::setCenter); }
-void MarqenDOMEllipse::setXradius(CGFloat radius) { setParameter(xradius_, radius, &MarqenDOMEllipse::setXradius); }
-void MarqenDOMEllipse::setYradius(CGFloat radius) { setParameter(yradius_, radius, &MarqenDOMEllipse::setYradius); }
-void MarqenDOMEllipse::setTheta(CGFloat theta) { setParameter(theta_, theta, &MarqenDOMEllipse::setTheta); }
-
-void MarqenDOMEllipse::setStart(CGPoint point) {
-    postWillChange();
-    start_ = point;
-    postDidChange();
-    updateBezierPath();
-}
-
-void MarqenDOMEllipse::setEnd(CGPoint point) {
-    postWillChange();
-    end_ = point;
-    postDidChange();
-    updateBezierPath();
-}
+void MarqenDOMEllipse::setCenter(CGPoint center) { changeOutlineParameter(center_, center, &MarqenDOMEllipse::setCenter); }
+void MarqenDOMEllipse::setXradius(CGFloat radius) { changeOutlineParameter(xradius_, radius, &MarqenDOMEllipse::setXradius); }
+void MarqenDOMEllipse::setYradius(CGFloat radius) { changeOutlineParameter(yradius_, radius, &MarqenDOMEllipse::setYradius); }
+void MarqenDOMEllipse::setTheta(CGFloat theta) { changeOutlineParameter(theta_, theta, &MarqenDOMEllipse::setTheta); }
+void MarqenDOMEllipse::setStart(CGPoint point) { changeOutlineParameter(start_, point, &MarqenDOMEllipse::setStart, true); }
+void MarqenDOMEllipse::setEnd(CGPoint point) { changeOutlineParameter(end_, point, &MarqenDOMEllipse::setEnd, true); }
 
 CGPoint MarqenDOMEllipse::rotatedPoint(CGPoint point) const {
     CGFloat c = std::cos(theta_), s = std::sin(theta_);

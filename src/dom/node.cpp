@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "dom/change_protocol.h"
 #include "dom/document.h"
 #include "dom/exceptions.h"
 #include "dom/node_class.h"
@@ -267,11 +268,14 @@ void MarqenDOMNode::setActive(bool active) {
     post(active ? MarqenDOMNodeDidBecomeActive : MarqenDOMNodeDidBecomeInactive, this);
 }
 
+namespace {
+// Metadata and the transform are announced and mark the document, but are not undo steps of their own.
+constexpr MarqenDOMChangeRules kUnrecordedChange{.comparesFirst = false, .registersUndo = false};
+}  // namespace
+
 void MarqenDOMNode::setMetadata(const MarqenJSON &metadata) {
-    postWillChange();
-    metadata_ = metadata.is_object() ? metadata : MarqenJSON::object();
-    postDidChange();
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, metadata_, metadata.is_object() ? metadata : MarqenJSON::object(),
+                                 &MarqenDOMNode::setMetadata, kUnrecordedChange);
 }
 
 void MarqenDOMNode::setMetadataObject(const MarqenJSON &value, const std::string &key) {
@@ -286,12 +290,8 @@ void MarqenDOMNode::setMetadataObject(const MarqenJSON &value, const std::string
 }
 
 void MarqenDOMNode::setTransform(const CGAffineTransform &transform) {
-    CGRect oldBounds = boundsBeforeChange();
-    postWillChange();
-    transform_ = transform;
-    postDidChange();
-    markDocumentNeedsSave();
-    postContentBoundsDidChange(oldBounds);
+    MarqenDOMChangeProtocol::set(*this, transform_, transform, &MarqenDOMNode::setTransform,
+                                 {.comparesFirst = false, .affectsContentBounds = true, .registersUndo = false});
 }
 
 MarqenDOMNodePtr MarqenDOMNode::labelNode() {

@@ -1,5 +1,6 @@
 #include "dom/polygon.h"
 
+#include "dom/change_protocol.h"
 #include "dom/node_class.h"
 #include "foundation/value_encoding.h"
 
@@ -14,13 +15,9 @@ const MarqenDOMNodeClass &MarqenDOMPolygon::classDescriptor() {
 std::shared_ptr<MarqenDOMPolygon> MarqenDOMPolygon::create() { return MarqenMakeNode<MarqenDOMPolygon>(); }
 
 void MarqenDOMPolygon::setVertices(const std::vector<CGPoint> &vertices) {
-    if (vertices == vertices_) return;
-    auto old = vertices_;
-    postWillChange();
-    vertices_ = vertices;
-    postDidChange();
-    updateBezierPath();
-    registerUndo<MarqenDOMPolygon>([old](MarqenDOMPolygon &polygon) { polygon.setVertices(old); });
+    // The rebuilt outline marks the document through its own change; the vertices do not.
+    MarqenDOMChangeProtocol::set(*this, vertices_, vertices, &MarqenDOMPolygon::setVertices,
+                                 {.marksNeedsSave = false}, [this] { updateBezierPath(); });
 }
 
 CGPoint MarqenDOMPolygon::pointAtIndex(size_t index) const {

@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 
+#include "dom/change_protocol.h"
 #include "dom/node_class.h"
 #include "foundation/value_encoding.h"
 #include "foundation/vector_math.h"
@@ -19,14 +20,8 @@ const MarqenDOMNodeClass &MarqenDOMRectangle::classDescriptor() {
 std::shared_ptr<MarqenDOMRectangle> MarqenDOMRectangle::create() { return MarqenMakeNode<MarqenDOMRectangle>(); }
 
 void MarqenDOMRectangle::setCornerRadius(CGFloat radius) {
-    if (radius == cornerRadius_ || (std::isnan(radius) && std::isnan(cornerRadius_))) return;
-    CGFloat old = cornerRadius_;
-    postWillChange();
-    cornerRadius_ = radius;
-    postDidChange();
-    updateBezierPath();
-    registerUndo<MarqenDOMRectangle>([old](MarqenDOMRectangle &rectangle) { rectangle.setCornerRadius(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, cornerRadius_, radius, &MarqenDOMRectangle::setCornerRadius, {},
+                                 [this] { updateBezierPath(); });
 }
 
 void MarqenDOMRectangle::setTopLeft(CGPoint tl, CGPoint br) {

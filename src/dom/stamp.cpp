@@ -3,6 +3,7 @@
 #include <cmath>
 #include <map>
 
+#include "dom/change_protocol.h"
 #include "dom/document.h"
 #include "dom/node_class.h"
 #include "dom/text.h"
@@ -91,57 +92,32 @@ std::string MarqenDOMStamp::localizedDefaultText() const {
 // MARK: Stored values
 
 void MarqenDOMStamp::setStampName(const std::optional<std::string> &name) {
-    if (name == stampName_) return;
-    auto old = stampName_;
-    postWillChange();
-    stampName_ = name;
-    postDidChange();
-    registerUndo<MarqenDOMStamp>([old](MarqenDOMStamp &stamp) { stamp.setStampName(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, stampName_, name, &MarqenDOMStamp::setStampName);
 }
 
 void MarqenDOMStamp::setFrame(CGRect frame) {
-    if (frame == frame_) return;
-    CGRect old = frame_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    frame_ = frame;
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
-    registerUndo<MarqenDOMStamp>([old](MarqenDOMStamp &stamp) { stamp.setFrame(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, frame_, frame, &MarqenDOMStamp::setFrame, {.affectsContentBounds = true});
 }
 
+namespace {
+// A stamp's placement marks the document before it registers its undo action.
+constexpr MarqenDOMChangeRules kPlacementChange{.marksNeedsSaveBeforeUndo = true};
+}  // namespace
+
 void MarqenDOMStamp::setStartPoint(CGPoint point) {
-    if (point == startPoint_) return;
-    CGPoint old = startPoint_;
-    postWillChange();
-    startPoint_ = point;
-    postDidChange();
-    markDocumentNeedsSave();
-    registerUndo<MarqenDOMStamp>([old](MarqenDOMStamp &stamp) { stamp.setStartPoint(old); });
+    MarqenDOMChangeProtocol::set(*this, startPoint_, point, &MarqenDOMStamp::setStartPoint, kPlacementChange);
 }
 
 void MarqenDOMStamp::setEndPoint(CGPoint point) {
-    if (point == endPoint_) return;
-    CGPoint old = endPoint_;
-    postWillChange();
-    endPoint_ = point;
-    postDidChange();
-    markDocumentNeedsSave();
-    registerUndo<MarqenDOMStamp>([old](MarqenDOMStamp &stamp) { stamp.setEndPoint(old); });
+    MarqenDOMChangeProtocol::set(*this, endPoint_, point, &MarqenDOMStamp::setEndPoint, kPlacementChange);
 }
 
 void MarqenDOMStamp::setTailAngleInDegrees(const std::optional<long> &angle) {
-    auto old = tailAngleInDegrees_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    tailAngleInDegrees_ = angle;
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
-    positionLabelQuietly(false, false);
-    markDocumentNeedsSave();
-    registerUndo<MarqenDOMStamp>([old](MarqenDOMStamp &stamp) { stamp.setTailAngleInDegrees(old); });
+    // Stored and announced even when unchanged; the label moves away from the new tail.
+    MarqenDOMChangeProtocol::set(
+        *this, tailAngleInDegrees_, angle, &MarqenDOMStamp::setTailAngleInDegrees,
+        {.comparesFirst = false, .affectsContentBounds = true, .marksNeedsSaveBeforeUndo = true},
+        [this] { positionLabelQuietly(false, false); });
 }
 
 CGSize MarqenDOMStamp::scaledStampSize() const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "dom/change_protocol.h"
 #include "dom/document.h"
 #include "dom/node_class.h"
 #include "dom/text_measure.h"
@@ -78,6 +79,12 @@ void MarqenDOMText::invalidateLayout() {
 
 // MARK: Setters
 
+namespace {
+// What the box of the text is measured from. The layout cache is keyed by the measured values, so a
+// change of them needs no invalidation of its own.
+constexpr MarqenDOMChangeRules kLayoutChange{.affectsContentBounds = true};
+}  // namespace
+
 void MarqenDOMText::setText(const std::string &text, bool quiet) {
     if (text_ && *text_ == text) return;
     if (quiet) {
@@ -86,124 +93,75 @@ void MarqenDOMText::setText(const std::string &text, bool quiet) {
         return;
     }
     auto old = text_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    text_ = text;
-    postDidChange();
-    invalidateLayout();
-    postContentBoundsDidChange(oldBounds);
+    std::function<void(MarqenDOMNode &)> inverse;
     // Undoing the first typing must not bring back an empty string.
     if (old && !old->empty())
-        registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setText(*old); });
-    if (auto parent = labelParentNode(); parent && parent->isKindOfClass("MarqenDOMStamp")) {
-        UndoManager *undo = undoManager();
-        if (undo) undo->disableUndoRegistration();
-        parent->positionLabelQuietly(false, false);
-        if (undo) undo->enableUndoRegistration();
-    }
-    markDocumentNeedsSave();
+        inverse = [old](MarqenDOMNode &node) { static_cast<MarqenDOMText &>(node).setText(*old); };
+    MarqenDOMChangeProtocol::perform(
+        *this, kLayoutChange,
+        [&] {
+            text_ = text;
+            invalidateLayout();
+        },
+        std::move(inverse), [this] { placeLabelBesideStamp(); });
+}
+
+void MarqenDOMText::placeLabelBesideStamp() {
+    auto parent = labelParentNode();
+    if (!parent || !parent->isKindOfClass("MarqenDOMStamp")) return;
+    // The stamp re-places its label as part of this change, not as an undo step of its own.
+    UndoManager *undo = undoManager();
+    if (undo) undo->disableUndoRegistration();
+    parent->positionLabelQuietly(false, false);
+    if (undo) undo->enableUndoRegistration();
 }
 
 void MarqenDOMText::setOrigin(CGPoint origin) {
-    if (origin == origin_) return;
-    CGPoint old = origin_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    origin_ = origin;
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
-    registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setOrigin(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, origin_, origin, &MarqenDOMText::setOrigin, kLayoutChange);
 }
 
 void MarqenDOMText::setOriginQuietly(CGPoint origin) { origin_ = origin; }
 
 void MarqenDOMText::setWrapWidth(CGFloat width) {
-    if (width == wrapWidth_) return;
-    CGFloat old = wrapWidth_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    wrapWidth_ = width;
-    postDidChange();
-    invalidateLayout();
-    postContentBoundsDidChange(oldBounds);
-    registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setWrapWidth(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, wrapWidth_, width, &MarqenDOMText::setWrapWidth, kLayoutChange);
 }
 
 void MarqenDOMText::setFont(const std::optional<MarqenDOMFont> &font) {
-    if (font == font_) return;
-    auto old = font_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    font_ = font;
-    postDidChange();
-    invalidateLayout();
-    postContentBoundsDidChange(oldBounds);
-    registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setFont(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, font_, font, &MarqenDOMText::setFont, kLayoutChange);
 }
 
 void MarqenDOMText::setStrokeColor(const std::optional<MarqenDOMColor> &color) {
-    if (color == strokeColor_) return;
-    auto old = strokeColor_;
-    postWillChange();
-    strokeColor_ = color;
-    postDidChange();
-    registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setStrokeColor(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, strokeColor_, color, &MarqenDOMText::setStrokeColor);
 }
 
 void MarqenDOMText::setFillColor(const std::optional<MarqenDOMColor> &color) {
-    if (color == fillColor_) return;
-    auto old = fillColor_;
-    postWillChange();
-    fillColor_ = color;
-    postDidChange();
-    registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setFillColor(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, fillColor_, color, &MarqenDOMText::setFillColor);
 }
 
 void MarqenDOMText::setLineWidth(CGFloat width) {
-    if (width == lineWidth_) return;
-    CGFloat old = lineWidth_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    lineWidth_ = width;
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
-    registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setLineWidth(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, lineWidth_, width, &MarqenDOMText::setLineWidth, kLayoutChange);
 }
 
+// Only stored: the alignment is read when the text is drawn.
 void MarqenDOMText::setAlignment(MarqenDOMTextAlignment alignment) { alignment_ = alignment; }
 
 void MarqenDOMText::setDirection(MarqenDOMTextDirection direction) {
-    postWillChange();
-    direction_ = direction;
-    postDidChange();
+    // Announced even when unchanged, and not undoable on its own.
+    MarqenDOMChangeProtocol::set(*this, direction_, direction, &MarqenDOMText::setDirection,
+                                 {.comparesFirst = false, .registersUndo = false, .marksNeedsSave = false});
 }
 
 void MarqenDOMText::setTextBlockStyle(MarqenDOMTextBlockStyle style) {
-    if (isLabel() || style == textBlockStyle_) return;
-    auto old = textBlockStyle_;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    textBlockStyle_ = style;
-    postDidChange();
-    invalidateLayout();
-    postContentBoundsDidChange(oldBounds);
-    registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setTextBlockStyle(old); });
-    markDocumentNeedsSave();
+    // A label never becomes another kind of text.
+    if (isLabel()) return;
+    MarqenDOMChangeProtocol::set(*this, textBlockStyle_, style, &MarqenDOMText::setTextBlockStyle, kLayoutChange,
+                                 [this] { invalidateLayout(); });
 }
 
 void MarqenDOMText::setEditingInProgress(bool flag) {
-    if (flag == editingInProgress_) return;
-    CGRect oldBounds = contentBounds();
-    postWillChange();
-    editingInProgress_ = flag;
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
+    // The editing allowance widens the box while the user types; a view state, not an edit.
+    MarqenDOMChangeProtocol::set(*this, editingInProgress_, flag, &MarqenDOMText::setEditingInProgress,
+                                 {.affectsContentBounds = true, .registersUndo = false, .marksNeedsSave = false});
 }
 
 void MarqenDOMText::setLabelPosition(unsigned long position) {
@@ -393,13 +351,16 @@ CGFloat MarqenDOMText::convertToolSizeAbsoluteToToolSizeRelative(CGFloat absolut
 void MarqenDOMText::setToolColor(const std::optional<MarqenDOMColor> &color) {
     if (isLabel() || !color) return;
     auto old = fillColor_;
-    postWillChange();
-    fillColor_ = color;
-    strokeColor_ = strokeColorForTextColor(*color);
-    postDidChange();
-    if (old) registerUndo<MarqenDOMText>([old](MarqenDOMText &node) { node.setToolColor(old); });
-    markDocumentNeedsSave();
-    postNeedsDisplay();
+    std::function<void(MarqenDOMNode &)> inverse;
+    // A text that never had a colour has nothing to go back to.
+    if (old) inverse = [old](MarqenDOMNode &node) { static_cast<MarqenDOMText &>(node).setToolColor(old); };
+    MarqenDOMChangeProtocol::perform(
+        *this, {.postsNeedsDisplay = true},
+        [&] {
+            fillColor_ = color;
+            strokeColor_ = strokeColorForTextColor(*color);
+        },
+        std::move(inverse));
 }
 
 std::any MarqenDOMText::elementGeometry() const {

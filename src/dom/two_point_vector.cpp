@@ -1,5 +1,6 @@
 #include "dom/two_point_vector.h"
 
+#include "dom/change_protocol.h"
 #include "foundation/snapping.h"
 #include "foundation/value_encoding.h"
 #include "foundation/vector_math.h"
@@ -14,14 +15,9 @@ void MarqenDOMTwoPointVector::setPoint(CGPoint &stored, CGPoint point, CGPoint o
                                        void (MarqenDOMTwoPointVector::*setter)(CGPoint)) {
     if (!acceptsEndPoint(stored, point, otherEnd)) return;
     if (snap_) point = MarqenSnapEndpointAt45Degrees(otherEnd, point);
-    if (point == stored) return;
-    CGPoint old = stored;
-    postWillChange();
-    stored = point;
-    postDidChange();
-    updateBezierPath();
-    registerUndo<MarqenDOMTwoPointVector>([old, setter](MarqenDOMTwoPointVector &shape) { (shape.*setter)(old); });
-    if (endPointChangeMarksDocument()) markDocumentNeedsSave();
+    // The arrow leaves the save mark to the gesture; the line marks the document itself.
+    MarqenDOMChangeProtocol::set(*this, stored, point, setter, {.marksNeedsSave = endPointChangeMarksDocument()},
+                                 [this] { updateBezierPath(); });
 }
 
 void MarqenDOMTwoPointVector::setStartPoint(CGPoint point) {

@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 
+#include "dom/change_protocol.h"
 #include "dom/node_class.h"
 #include "dom/vector_stroke_fitting.h"
 #include "foundation/svg_path/svg_path_parser.h"
@@ -43,17 +44,18 @@ std::shared_ptr<MarqenDOMVector> MarqenDOMVector::create() { return MarqenMakeNo
 MarqenDOMVector::MarqenDOMVector() = default;
 MarqenDOMVector::~MarqenDOMVector() = default;
 
+namespace {
+// The outline and the ink are what the content bounds are made of.
+constexpr MarqenDOMChangeRules kInkChange{.affectsContentBounds = true};
+}  // namespace
+
 void MarqenDOMVector::setBezierPathWithoutUndo(const std::optional<MarqenBezierPath> &path) {
-    if (path == bezierPath_) return;
-    changeBoundsAffectingValue([&] { bezierPath_ = path; });
+    MarqenDOMChangeProtocol::set(*this, bezierPath_, path, &MarqenDOMVector::setBezierPath,
+                                 {.affectsContentBounds = true, .registersUndo = false, .marksNeedsSave = false});
 }
 
 void MarqenDOMVector::setBezierPath(const std::optional<MarqenBezierPath> &path) {
-    if (path == bezierPath_) return;
-    auto old = bezierPath_;
-    setBezierPathWithoutUndo(path);
-    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setBezierPath(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, bezierPath_, path, &MarqenDOMVector::setBezierPath, kInkChange);
 }
 
 std::string MarqenDOMVector::bezierPathString() const {
@@ -61,28 +63,15 @@ std::string MarqenDOMVector::bezierPathString() const {
 }
 
 void MarqenDOMVector::setStrokeColor(const std::optional<MarqenDOMColor> &color) {
-    if (color == strokeColor_) return;
-    auto old = strokeColor_;
-    changeBoundsAffectingValue([&] { strokeColor_ = color; });
-    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setStrokeColor(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, strokeColor_, color, &MarqenDOMVector::setStrokeColor, kInkChange);
 }
 
 void MarqenDOMVector::setFillColor(const std::optional<MarqenDOMColor> &color) {
-    if (color == fillColor_) return;
-    auto old = fillColor_;
-    changeBoundsAffectingValue([&] { fillColor_ = color; });
-    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setFillColor(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, fillColor_, color, &MarqenDOMVector::setFillColor, kInkChange);
 }
 
 void MarqenDOMVector::setLineWidth(CGFloat width) {
-    // NaN never equals itself; treat a NaN stored over a NaN as no change.
-    if (width == lineWidth_ || (std::isnan(width) && std::isnan(lineWidth_))) return;
-    CGFloat old = lineWidth_;
-    changeBoundsAffectingValue([&] { lineWidth_ = width; });
-    registerUndo<MarqenDOMVector>([old](MarqenDOMVector &vector) { vector.setLineWidth(old); });
-    markDocumentNeedsSave();
+    MarqenDOMChangeProtocol::set(*this, lineWidth_, width, &MarqenDOMVector::setLineWidth, kInkChange);
 }
 
 // Freehand stroke: a polyline through the filtered points while drawing; the fitted curve later.
@@ -206,13 +195,13 @@ void MarqenDOMVector::setToolColor(const std::optional<MarqenDOMColor> &color) {
     // A highlighter keeps its translucency when its colour changes.
     if (stroke && previous) stroke->setAlpha(previous->alpha());
     if (stroke == strokeColor_ && !fillColor_) return;
-    changeBoundsAffectingValue([&] {
-        fillColor_.reset();
-        strokeColor_ = stroke;
-    });
-    registerUndo<MarqenDOMVector>([previous](MarqenDOMVector &vector) { vector.setToolColor(previous); });
-    markDocumentNeedsSave();
-    postNeedsDisplay();
+    MarqenDOMChangeProtocol::perform(
+        *this, {.affectsContentBounds = true, .postsNeedsDisplay = true},
+        [&] {
+            fillColor_.reset();
+            strokeColor_ = stroke;
+        },
+        [previous](MarqenDOMNode &node) { static_cast<MarqenDOMVector &>(node).setToolColor(previous); });
 }
 
 void MarqenDOMVector::setToolSizeAbsolute(CGFloat size) {

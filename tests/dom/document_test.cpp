@@ -4,6 +4,7 @@
 #include <chrono>
 #include <mutex>
 #include <thread>
+#include <cstdio>
 
 #include "dom/document.h"
 #include "dom/multi_page_document.h"
@@ -31,6 +32,31 @@ MarqenJSON layerDictionary(const std::string &id, const std::string &guid = "") 
     if (!guid.empty()) layer["guid"] = guid;
     if (!id.empty()) layer["layerId"] = id;
     return layer;
+}
+
+// A PDF whose pages carry the given box and rotation entries, with a correct cross-reference table.
+std::vector<uint8_t> pdfWithPages(const std::vector<std::string> &pageEntries) {
+    std::string body = "%PDF-1.4\n";
+    std::vector<size_t> offsets;
+    auto object = [&](const std::string &content) {
+        offsets.push_back(body.size());
+        body += std::to_string(offsets.size()) + " 0 obj\n" + content + "\nendobj\n";
+    };
+    std::string kids;
+    for (size_t i = 0; i < pageEntries.size(); ++i) kids += std::to_string(3 + i) + " 0 R ";
+    object("<< /Type /Catalog /Pages 2 0 R >>");
+    object("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pageEntries.size()) + " >>");
+    for (const auto &entries : pageEntries) object("<< /Type /Page /Parent 2 0 R " + entries + " >>");
+    size_t xref = body.size();
+    body += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
+    for (size_t offset : offsets) {
+        char line[32];
+        std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
+        body += line;
+    }
+    body += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
+            std::to_string(xref) + "\n%%EOF\n";
+    return {body.begin(), body.end()};
 }
 
 }  // namespace
@@ -124,6 +150,36 @@ TEST(MarqenDOMDocument, TitleFallsBackToTheOlderKey) {
     EXPECT_FALSE(document->title());
 }
 
+TEST(MarqenDOMDocument, TitleIsReadOnceAndKeptUnderOneKey) {
+    const std::string legacy = "com.brondale.marqen.composition.title";
+    // The top-level "title" wins over both metadata keys; the older key is gone after reading.
+    auto both = MarqenDOMDocument::fromDictionary(
+        {{"title", "Top"}, {"metadata", {{"title", "Meta"}, {legacy, "Old"}, {"keep", 1}}}});
+    EXPECT_EQ(both->title(), "Top");
+    EXPECT_EQ(both->metadata()["title"], "Top");
+    EXPECT_FALSE(both->metadata().contains(legacy));
+    EXPECT_EQ(both->metadata()["keep"], 1);
+    EXPECT_FALSE(both->needsSave());
+    EXPECT_FALSE(both->undoManager()->canUndo());
+    // Only the older key: it becomes "title".
+    auto older = MarqenDOMDocument::fromDictionary({{"metadata", {{legacy, "Old"}}}});
+    EXPECT_EQ(older->metadata()["title"], "Old");
+    EXPECT_FALSE(older->metadata().contains(legacy));
+    // Metadata "title" beats the older key when the top level has none.
+    auto meta = MarqenDOMDocument::fromDictionary({{"metadata", {{"title", "Meta"}, {legacy, "Old"}}}});
+    EXPECT_EQ(meta->title(), "Meta");
+    EXPECT_FALSE(meta->metadata().contains(legacy));
+    // Written, the title stands at the top level and in the metadata, and reads back unchanged.
+    MarqenJSON written = both->dictionaryRepresentation();
+    EXPECT_EQ(written["title"], "Top");
+    EXPECT_EQ(written["metadata"]["title"], "Top");
+    EXPECT_EQ(MarqenDOMDocument::fromDictionary(written)->dictionaryRepresentation(), written);
+    // No title anywhere: none is made up.
+    auto untitled = MarqenDOMDocument::fromDictionary({{"metadata", {{"title", 5}}}});
+    EXPECT_FALSE(untitled->title());
+    EXPECT_FALSE(untitled->dictionaryRepresentation().contains("title"));
+}
+
 TEST(MarqenDOMDocument, UserAgentHistoryIgnoresRepeats) {
     auto document = MarqenDOMDocument::create();
     document->appendUserAgentString("marqen/1");
@@ -155,9 +211,39 @@ TEST(MarqenDOMDocument, ContentScaleFactorProposalAndStorage) {
                                                                  document.get(), [&](const Notification &) { ++updates; });
     document->setReferenceViewSize({1000, 500});
     EXPECT_EQ(updates, 1);
-    EXPECT_EQ(document->contentScaleFactor(), 4.0);
+    // max(2000, 1000) / max(1000, 500) × 2, the document's own from the moment the view is known.
     EXPECT_TRUE(document->isContentScaleFactorSet());
-    EXPECT_EQ(updates, 2);
+    EXPECT_EQ(document->contentScaleFactor(), 4.0);
+    EXPECT_EQ(updates, 1);  // reading announces nothing
+    EXPECT_EQ(document->dictionaryRepresentation()["contentScaleFactor"], 4.0);
+    // A later view size keeps the settled factor and is not announced.
+    document->setReferenceViewSize({500, 250});
+    EXPECT_EQ(document->contentScaleFactor(), 4.0);
+    EXPECT_EQ(updates, 1);
+}
+
+TEST(MarqenDOMDocument, ReadingTheContentScaleFactorHasNoSideEffects) {
+    auto document = MarqenDOMDocument::createWithSize({2000, 1000}, 2);
+    std::vector<std::string> posted;
+    auto token = NotificationCenter::defaultCenter().addObserver(
+        "", document.get(), [&](const Notification &notification) { posted.push_back(notification.name); });
+    MarqenJSON before = document->dictionaryRepresentation();
+    EXPECT_EQ(document->contentScaleFactor(), 2.0);  // no view: the device scale, proposed
+    EXPECT_EQ(document->contentScaleFactor(), 2.0);
+    EXPECT_FALSE(document->isContentScaleFactorSet());
+    EXPECT_TRUE(posted.empty());
+    EXPECT_EQ(document->dictionaryRepresentation(), before);
+    EXPECT_FALSE(before.contains("contentScaleFactor"));
+
+    auto pdf = MarqenPDFDocument::openData(pdfWithPages({"/MediaBox [0 0 595 420]"}));
+    ASSERT_TRUE(pdf);
+    auto page = MarqenDOMDocument::createWithPDFPage(MarqenPDFPage::create(pdf, 0), 1);
+    auto pageToken = NotificationCenter::defaultCenter().addObserver(
+        "", page.get(), [&](const Notification &notification) { posted.push_back(notification.name); });
+    MarqenJSON pageBefore = page->dictionaryRepresentation();
+    EXPECT_EQ(page->contentScaleFactor(), 2.0 / 3.0);
+    EXPECT_TRUE(posted.empty());
+    EXPECT_EQ(page->dictionaryRepresentation(), pageBefore);
 }
 
 TEST(MarqenDOMDocument, CopyMovesElementsIntoTheirLayersAndKeepsState) {
@@ -298,16 +384,25 @@ TEST(MarqenDOMMultiPageDocument, ReadsPagesAndFailsWholeOnABadPage) {
 }
 
 TEST(MarqenDOMDocument, PDFPageDocumentsTakeTheDisplayedCropBox) {
-    auto pdf = MarqenPDFDocument::openFile(test::sourceDir() / "samples" / "pdf-review.pdf");
+    // Page 1: crop box 600 by 800 inside a larger media box, turned a quarter; page 2: an A5 landscape
+    // media box and no crop box, turned half; page 3: turned a quarter the other way.
+    auto pdf = MarqenPDFDocument::openData(
+        pdfWithPages({"/MediaBox [0 0 700 900] /CropBox [50 40 650 840] /Rotate 90", "/MediaBox [0 0 595 420] /Rotate 180",
+                      "/MediaBox [0 0 300 5] /Rotate -90"}));
     ASSERT_TRUE(pdf);
-    auto page = MarqenPDFPage::create(pdf, 0);
-    ASSERT_TRUE(page);
-    auto document = MarqenDOMDocument::createWithPDFPage(page, 1);
-    CGSize shown = page->displaySize();
-    EXPECT_EQ(document->frame(), CGRectMake(0, 0, std::max(8.0, shown.width), std::max(8.0, shown.height)));
-    EXPECT_EQ(document->pdfPage(), page);
-    EXPECT_EQ(document->proposedContentScaleFactor(), 2.0 / 3.0);
-    EXPECT_FALSE(document->needsSave());
+    auto turned = MarqenDOMDocument::createWithPDFPage(MarqenPDFPage::create(pdf, 0), 1);
+    EXPECT_EQ(turned->frame(), CGRectMake(0, 0, 800, 600));
+    auto upsideDown = MarqenDOMDocument::createWithPDFPage(MarqenPDFPage::create(pdf, 1), 2);
+    EXPECT_EQ(upsideDown->frame(), CGRectMake(0, 0, 595, 420));
+    EXPECT_EQ(upsideDown->deviceScale(), 2.0);
+    auto narrow = MarqenDOMDocument::createWithPDFPage(MarqenPDFPage::create(pdf, 2), 1);
+    EXPECT_EQ(narrow->frame(), CGRectMake(0, 0, 8, 300));  // 5 by 300 shown, raised to the 8-unit minimum
+    EXPECT_EQ(turned->pdfPage()->cropBox(), CGRectMake(50, 40, 600, 800));
+    EXPECT_EQ(turned->proposedContentScaleFactor(), 2.0 / 3.0);
+    // A page's factor is the document's own from the start, so that reading it changes nothing.
+    EXPECT_TRUE(turned->isContentScaleFactorSet());
+    EXPECT_EQ(turned->dictionaryRepresentation()["contentScaleFactor"], 2.0 / 3.0);
+    EXPECT_FALSE(turned->needsSave());
 }
 
 // Builds with assertions stop at a change of the model made off the main thread.

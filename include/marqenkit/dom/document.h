@@ -74,11 +74,14 @@ public:
     void setFrame(CGRect frame);  // width and height raised to at least 8
     CGFloat deviceScale() const { return deviceScale_; }
     void setDeviceScale(CGFloat scale);
+    // The stored factor, else the proposed one. Reading changes nothing: the proposal becomes the
+    // document's own when a view first reports its size, and from the start for a PDF page.
     CGFloat contentScaleFactor() const;
     void setContentScaleFactor(std::optional<CGFloat> factor);
     bool isContentScaleFactorSet() const { return contentScaleFactor_.has_value(); }
     CGFloat proposedContentScaleFactor() const;
     CGSize referenceViewSize() const { return referenceViewSize_; }
+    // Announces MarqenDOMDocumentDidUpdateContentScaleFactor while the factor is not the document's own.
     void setReferenceViewSize(CGSize size);
     unsigned long coordinateSystem() const { return coordinateSystem_; }
     void setCoordinateSystem(unsigned long system) { coordinateSystem_ = system; }
@@ -88,7 +91,10 @@ public:
     const std::shared_ptr<MarqenPDFPage> &pdfPage() const { return pdfPage_; }
 
     // Metadata-backed values
+    // Metadata "title", else the older "com.brondale.marqen.composition.title". Reading a file keeps the
+    // title it holds (its "title", else either metadata key) in the metadata's "title" only.
     std::optional<std::string> title() const;
+    // Sets "title" (an older key stays); none removes both.
     void setTitle(const std::optional<std::string> &title);
     std::vector<std::string> userAgentHistory() const;
     void appendUserAgentString(const std::string &userAgent);
@@ -182,10 +188,13 @@ protected:
 private:
     void documentCommonInit();
     void finishCreation();
+    // Reads the title once from wherever the dictionary holds it (see title()).
+    void adoptTitle(const MarqenJSON &dictionary);
+    void settleContentScaleFactorForPDFPage();
 
     CGRect frame_ = CGRectZero;
     CGFloat deviceScale_ = 1;
-    mutable std::optional<CGFloat> contentScaleFactor_;
+    std::optional<CGFloat> contentScaleFactor_;
     CGSize referenceViewSize_{0, 0};
     std::optional<double> pageNumber_;
     std::shared_ptr<MarqenPDFPage> pdfPage_;

@@ -78,8 +78,10 @@ protected:
     void updateBezierPath() override;
 
 private:
+    // The change of one parameter the outline is built from, then the outline's rebuild.
     template <typename Value>
-    void setParameter(Value &stored, Value value, void (MarqenDOMEllipse::*setter)(Value));
+    void changeOutlineParameter(Value &stored, Value value, void (MarqenDOMEllipse::*setter)(Value),
+                                bool transient = false);
 
     CGPoint center_{};
     CGFloat xradius_ = 0;

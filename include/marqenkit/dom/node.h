@@ -6,7 +6,6 @@
 // background work never holds a node (a weak reference may travel with it and is locked on the main
 // thread, see foundation/queues.h), so a node is never destroyed, and never touches its undo
 // manager, on another thread.
-#include <any>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -94,7 +93,6 @@ public:
     virtual void setActive(bool active);
     bool isAdjustment() const { return adjustment_; }
     void setAdjustment(bool adjustment) { adjustment_ = adjustment; }
-    std::vector<std::any> &stateStack() { return stateStack_; }
 
     const MarqenJSON &metadata() const { return metadata_; }
     virtual void setMetadata(const MarqenJSON &metadata);
@@ -163,6 +161,8 @@ public:
     void registerUndo(std::function<void(Node &)> action) const;
 
 protected:
+    // The change protocol every setter runs (src/dom/change_protocol.h).
+    friend class MarqenDOMChangeProtocol;
     MarqenDOMNode();
     // Copies this node's state into a fresh node of the same class (the chain behind copy()).
     virtual void copyStateTo(MarqenDOMNode &target) const;
@@ -188,7 +188,6 @@ private:
     MarqenJSON metadata_ = MarqenJSON::object();
     std::string guid_;
     std::optional<std::string> labelGUID_;
-    std::vector<std::any> stateStack_;
     CGAffineTransform transform_ = CGAffineTransformIdentity;
     // Kept so that destruction can unregister undo actions without a live document.
     std::weak_ptr<UndoManager> undoManagerAtLastAttach_;

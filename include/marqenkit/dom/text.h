@@ -145,6 +145,8 @@ private:
     // Between the box's edge and the laid-out text: the bubble outline and room for glyph ink.
     CGSize outlineAndInkMargin() const;
     void invalidateLayout();
+    // A label of a stamp: the stamp places it again for its new size.
+    void placeLabelBesideStamp();
 
     std::optional<std::string> text_;
     CGPoint origin_{0, 0};

@@ -113,9 +113,6 @@ protected:
     }
     // lineWidth := |T.a·w + T.c·w|, the x part of T applied to (w, w).
     void applyTransformToLineWidth(const CGAffineTransform &t);
-    // Posts the content-bounds change when a value the bounds depend on is stored.
-    template <typename Store>
-    void changeBoundsAffectingValue(Store store);
 
 private:
     void fitStrokeInBackground();
@@ -130,15 +127,6 @@ private:
     // Counts strokes begun, so that a late fit of an earlier stroke is not installed over a newer one.
     uint64_t strokeGeneration_ = 0;
 };
-
-template <typename Store>
-void MarqenDOMVector::changeBoundsAffectingValue(Store store) {
-    CGRect oldBounds = boundsBeforeChange();
-    postWillChange();
-    store();
-    postDidChange();
-    postContentBoundsDidChange(oldBounds);
-}
 
 // Reads "key" of the dictionary as a point when present.
 MARQEN_EXPORT std::optional<CGPoint> MarqenDOMVectorPointForKey(const MarqenJSON &dictionary, const std::string &key);
