@@ -23,6 +23,7 @@
 #include "dom/bitmap.h"
 #include "dom/color.h"
 #include "dom/document.h"
+#include "dom/document_settings.h"
 #include "dom/element.h"
 #include "dom/ellipse.h"
 #include "dom/exceptions.h"

@@ -5,12 +5,13 @@
 
 #include "dom/bitmap.h"
 #include "dom/change_protocol.h"
+#include "dom/document_settings.h"
 #include "dom/exceptions.h"
 #include "platform/pdf_page.h"
 #include "dom/node_class.h"
+#include "dom/node_collector.h"
 #include "dom/notifications.h"
 #include "dom/resource_coordinator.h"
-#include "dom/text.h"
 #include "foundation/geometry_functions.h"
 #include "foundation/notification_center.h"
 #include "foundation/log.h"
@@ -25,19 +26,6 @@ namespace {
 
 constexpr CGFloat kMinimumFrameSide = 8;
 constexpr const char *kLegacyTitleKey = "com.brondale.marqen.composition.title";
-
-std::mutex &hostSettingsMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-std::string &creatorVersionStorage() {
-    static std::string version = "0.1.0";
-    return version;
-}
-CGFloat &mainScreenScaleStorage() {
-    static CGFloat scale = 1.0;
-    return scale;
-}
 
 // Loading and copying build quietly: no undo actions and no dirtiness announced.
 class QuietBuild {
@@ -161,11 +149,12 @@ void MarqenDOMDocument::documentCommonInit() {
         for (const auto &child : wanted) addChild(child);
     }
     coordinateSystem_ = 1;
-    deviceScale_ = mainScreenBackingScaleFactor();
+    MarqenDOMDocumentSettings settings = MarqenDOMDocumentSettings::current();
+    deviceScale_ = settings.mainScreenBackingScaleFactor;
     MarqenJSON stamped = metadata();
     stamped["version"] = "1.2";
     stamped["creator"] = "marqen-mac";
-    stamped["creatorVersion"] = creatorVersion();
+    stamped["creatorVersion"] = settings.creatorVersion;
     MarqenDOMNode::setMetadata(stamped);
     needsSave_ = false;
 }
@@ -519,46 +508,20 @@ void MarqenDOMDocument::waitForOperationsToFinish() {
 }
 
 std::vector<MarqenDOMNodePtr> MarqenDOMDocument::allNodesOfClass(const std::string &className) const {
-    std::vector<MarqenDOMNodePtr> found;
-    const_cast<MarqenDOMDocument *>(this)->acceptVisitor([&](MarqenDOMNode &node) {
-        if (node.isKindOfClass(className)) found.push_back(node.shared_from_this());
-        return true;
-    });
-    return found;
+    return MarqenDOMNodeCollector(*this).nodesOfClass(className);
 }
 
 std::vector<std::shared_ptr<MarqenDOMBitmap>> MarqenDOMDocument::allBitmaps() const {
-    std::vector<std::shared_ptr<MarqenDOMBitmap>> bitmaps;
-    for (const auto &node : allNodesOfClass("MarqenDOMBitmap"))
-        if (auto bitmap = std::dynamic_pointer_cast<MarqenDOMBitmap>(node)) bitmaps.push_back(bitmap);
-    return bitmaps;
+    return MarqenDOMNodeCollector(*this).bitmaps();
 }
 
-std::vector<std::string> MarqenDOMDocument::textStrings() const {
-    std::vector<std::string> strings;
-    for (const auto &node : allTextElements())
-        if (auto text = std::dynamic_pointer_cast<MarqenDOMText>(node); text && text->text())
-            strings.push_back(*text->text());
-    return strings;
-}
+std::vector<std::string> MarqenDOMDocument::textStrings() const { return MarqenDOMNodeCollector(*this).textStrings(); }
 
 std::vector<std::string> MarqenDOMDocument::resourceURIs() const {
-    std::vector<std::string> uris;
-    for (const auto &bitmap : allBitmaps())
-        if (!bitmap->isAdjustment() && !bitmap->uri().empty()) uris.push_back(bitmap->uri());
-    return uris;
+    return MarqenDOMNodeCollector(*this).resourceURIs();
 }
 
-bool MarqenDOMDocument::hasVisibleElements() const {
-    bool found = false;
-    const_cast<MarqenDOMDocument *>(this)->acceptVisitor([&](MarqenDOMNode &node) {
-        if (found) return false;
-        found = node.isKindOfClass("MarqenDOMBitmap") || node.isKindOfClass("MarqenDOMVector") ||
-                node.isKindOfClass("MarqenDOMText") || node.isKindOfClass("MarqenDOMStamp");
-        return !found;
-    });
-    return found;
-}
+bool MarqenDOMDocument::hasVisibleElements() const { return MarqenDOMNodeCollector(*this).hasVisibleElements(); }
 
 std::optional<unsigned long> MarqenDOMDocument::preferredImageProfile() const {
     auto layer = backgroundLayer();
@@ -627,26 +590,6 @@ void MarqenDOMDocument::upgradeParagraphTextNodesToRespectColorAndFont() {
         node.upgradeParagraphTextToRespectColorAndFont();
         return true;
     });
-}
-
-void MarqenDOMDocument::setCreatorVersion(const std::string &version) {
-    std::lock_guard lock(hostSettingsMutex());
-    creatorVersionStorage() = version;
-}
-
-std::string MarqenDOMDocument::creatorVersion() {
-    std::lock_guard lock(hostSettingsMutex());
-    return creatorVersionStorage();
-}
-
-void MarqenDOMDocument::setMainScreenBackingScaleFactor(CGFloat scale) {
-    std::lock_guard lock(hostSettingsMutex());
-    mainScreenScaleStorage() = scale;
-}
-
-CGFloat MarqenDOMDocument::mainScreenBackingScaleFactor() {
-    std::lock_guard lock(hostSettingsMutex());
-    return mainScreenScaleStorage();
 }
 
 }  // namespace marqen

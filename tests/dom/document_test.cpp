@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "dom/document.h"
+#include "dom/document_settings.h"
 #include "dom/multi_page_document.h"
 #include "dom/node_class.h"
 #include "dom/notifications.h"
@@ -257,6 +258,40 @@ TEST(MarqenDOMDocument, CopyMovesElementsIntoTheirLayersAndKeepsState) {
     EXPECT_EQ(copy->annotationLayer()->childCount(), 1u);
     EXPECT_EQ(copy->needsSave(), document->needsSave());
     EXPECT_FALSE(copy->undoManager()->canUndo());
+}
+
+TEST(MarqenDOMDocumentSettings, NewAndLoadedDocumentsTakeTheHostSettings) {
+    MarqenDOMDocumentSettings saved = MarqenDOMDocumentSettings::current();
+    MarqenDOMDocumentSettings::setCurrent({"7.4.1", 2.5});
+    auto created = MarqenDOMDocument::create();
+    auto loaded = MarqenDOMDocument::fromDictionary({{"metadata", {{"creatorVersion", "1.0"}}}});
+    auto sized = MarqenDOMDocument::createWithSize({10, 10}, 3);
+    MarqenDOMDocumentSettings::setCurrent(saved);
+    EXPECT_EQ(created->metadata()["creatorVersion"], "7.4.1");
+    EXPECT_EQ(created->deviceScale(), 2.5);
+    EXPECT_EQ(loaded->metadata()["creatorVersion"], "7.4.1");  // every load stamps the host's version
+    EXPECT_EQ(loaded->deviceScale(), 2.5);                     // no "deviceScale" in the file
+    EXPECT_EQ(sized->deviceScale(), 3.0);                      // an explicit scale wins
+    // Documents keep what they were given; later settings only reach later documents.
+    EXPECT_EQ(created->metadata()["creatorVersion"], "7.4.1");
+    EXPECT_EQ(MarqenDOMDocument::create()->metadata()["creatorVersion"], saved.creatorVersion);
+}
+
+TEST(MarqenDOMDocument, CollectorsWalkTheTreeInVisitingOrder) {
+    auto document = MarqenDOMDocument::createWithSize({100, 100}, 1);
+    EXPECT_FALSE(document->hasVisibleElements());  // only the three layers
+    EXPECT_EQ(document->allLayerElements().size(), 3u);
+    auto nested = MarqenDOMLayer::create();
+    document->annotationLayer()->addChild(nested);
+    EXPECT_FALSE(document->hasVisibleElements());
+    auto layers = document->allLayerElements();
+    ASSERT_EQ(layers.size(), 4u);
+    EXPECT_EQ(layers[1], document->annotationLayer());
+    EXPECT_EQ(layers[2], nested);  // depth first: the nested layer before the text layer
+    EXPECT_EQ(layers[3], document->textLayer());
+    EXPECT_EQ(document->allElements().size(), 4u);
+    EXPECT_TRUE(document->allBitmaps().empty());
+    EXPECT_TRUE(document->resourceURIs().empty());
 }
 
 TEST(MarqenDOMDocument, OperationsRunOneAtATimeInOrderOffTheMainThreadAndReportBackOnIt) {

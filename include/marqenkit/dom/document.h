@@ -174,12 +174,6 @@ public:
     // Converts paragraph texts of documents written before version 1.2.
     void upgradeParagraphTextNodesToRespectColorAndFont();
 
-    // The version stamped into "creatorVersion"; the host sets its own.
-    static void setCreatorVersion(const std::string &version);
-    static std::string creatorVersion();
-    // The backing scale factor of the host's main screen, the default device scale.
-    static void setMainScreenBackingScaleFactor(CGFloat scale);
-    static CGFloat mainScreenBackingScaleFactor();
 
 protected:
     MarqenDOMDocument();
