@@ -10,7 +10,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-urw-base35 fonts-dejavu-core
   qpdf ghostscript mupdf-tools poppler-utils ccache
-  libgtk-4-dev xvfb xauth
+  libgtk-4-dev xvfb xauth libxtst-dev
   pngcheck libheif-examples libimage-exiftool-perl
 )
 

@@ -3,3 +3,4 @@
 #include "marqen-artwork-icon.h"
 #include "marqen-main-queue-source.h"
 #include "marqen-tool-bar.h"
+#include "marqen-document-view.h"

@@ -11,6 +11,8 @@
 #include <marqenkit/editing/tools_model.h>
 #include <marqenkit/foundation/queues.h>
 
+#include "gtk_test_support.h"
+
 namespace {
 
 // Runs the default GLib context until `done`, for at most `seconds`.
@@ -52,29 +54,7 @@ std::vector<guint> activeTools(MarqenToolBar *bar) {
     return active;
 }
 
-// The widget as the screen would show it, as pixels (premultiplied BGRA rows).
-std::vector<guchar> renderWidget(GtkWidget *widget, int *width, int *height, const char *savePath = nullptr) {
-    *width = gtk_widget_get_width(widget);
-    *height = gtk_widget_get_height(widget);
-    GdkPaintable *paintable = gtk_widget_paintable_new(widget);
-    GtkSnapshot *snapshot = gtk_snapshot_new();
-    gdk_paintable_snapshot(paintable, snapshot, *width, *height);
-    GskRenderNode *node = gtk_snapshot_free_to_node(snapshot);
-    std::vector<guchar> pixels;
-    if (node) {
-        GskRenderer *renderer = gtk_native_get_renderer(gtk_widget_get_native(widget));
-        GdkTexture *texture = gsk_renderer_render_texture(renderer, node, nullptr);
-        *width = gdk_texture_get_width(texture);
-        *height = gdk_texture_get_height(texture);
-        pixels.resize(size_t(*width) * size_t(*height) * 4);
-        gdk_texture_download(texture, pixels.data(), size_t(*width) * 4);
-        if (savePath) gdk_texture_save_to_png(texture, savePath);
-        g_object_unref(texture);
-        gsk_render_node_unref(node);
-    }
-    g_object_unref(paintable);
-    return pixels;
-}
+using marqen::gtktest::renderWidget;
 
 TEST(GtkToolBar, ShowsOneButtonPerMainToolWithTheArrowChosen) {
     GtkWidget *bar = marqen_tool_bar_new();
