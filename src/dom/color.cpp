@@ -7,11 +7,11 @@ namespace marqen {
 
 namespace {
 
-// Truncated toward zero and kept within what an unsigned component can hold, so hostile values
-// (negative, NaN, enormous) still write a valid number.
+// Truncated toward zero and held on the 0 to 255 scale, so hostile values (negative, NaN, enormous)
+// still write a component that reads back as a colour.
 uint64_t writtenComponent(double value) {
     if (!(value > 0)) return 0;
-    if (value >= 18446744073709551615.0) return UINT64_MAX;
+    if (value >= 255) return 255;
     return static_cast<uint64_t>(std::trunc(value));
 }
 

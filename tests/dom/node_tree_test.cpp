@@ -165,14 +165,20 @@ TEST(MarqenDOMNode, UndoGroupsReverseAndRedo) {
 TEST(MarqenDOMNode, DestroyedTargetsLeaveNoUndoActions) {
     auto document = MarqenDOMDocument::createWithSize({100, 100}, 1);
     auto *undo = document->undoManager();
-    {
-        auto layer = MarqenDOMLayer::create();
-        document->addChild(layer);
-        layer->addChild(TestBox::create(CGRectZero));
-        document->removeChild(layer);
-        undo->removeAllActionsWithTarget(document.get());
-    }
-    EXPECT_FALSE(undo->canUndo());
+    auto box = TestBox::create(CGRectZero);
+    // Attached and detached without undo, so that no action of the layer keeps the box alive.
+    undo->disableUndoRegistration();
+    document->annotationLayer()->addChild(box);
+    document->annotationLayer()->removeChild(box);
+    undo->enableUndoRegistration();
+    bool ran = false;
+    undo->registerUndo(box.get(), [&ran] { ran = true; });
+    undo->registerUndo(document.get(), [] {});
+    ASSERT_EQ(undo->undoCount(), 2u);
+    box.reset();  // the box is gone: an action aimed at it would run on freed memory
+    EXPECT_EQ(undo->undoCount(), 1u);
+    undo->undo();
+    EXPECT_FALSE(ran);
 }
 
 TEST(MarqenDOMNode, ArrangeMovesSecondAfterFirstWithoutUndo) {

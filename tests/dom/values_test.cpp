@@ -12,9 +12,11 @@ TEST(MarqenDOMColor, ReadsMissingComponentsAsZeroAndTruncatesOnWrite) {
     MarqenJSON written = MarqenDOMColor(127.9, 0, 0, 0.5).dictionaryRepresentation();
     EXPECT_EQ(written.dump(), R"({"red":127,"green":0,"blue":0,"alpha":0.5})");
     EXPECT_EQ(MarqenDOMColor::colorWithMarqenColor(0.5, 0, 0, 1).dictionaryRepresentation()["red"], 127);
-    // Hostile components still write valid unsigned numbers.
+    // Hostile components write the nearest component on the 0 to 255 scale.
     EXPECT_EQ(MarqenDOMColor(-4, NAN, 1e300, NAN).dictionaryRepresentation().dump(),
-              R"({"red":0,"green":0,"blue":18446744073709551615,"alpha":0.0})");
+              R"({"red":0,"green":0,"blue":255,"alpha":0.0})");
+    EXPECT_EQ(MarqenDOMColor(255.9, 256, 254.99, 1).dictionaryRepresentation().dump(),
+              R"({"red":255,"green":255,"blue":254,"alpha":1.0})");
 }
 
 TEST(MarqenDOMFont, DefaultsAndEquality) {

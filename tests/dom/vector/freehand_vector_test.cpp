@@ -88,8 +88,12 @@ TEST(MarqenDOMVectorStroke, NonFinitePointsDoNotReachTheFitter) {
     points.push_back({1e300, 1e300});  // not finite once narrowed to single precision
     auto fitted = MarqenDOMVectorFitStroke(points, NAN);
     ASSERT_TRUE(fitted);
+    // The finite points still make the stroke: it runs from x 0 to 117 over y 0 to 8.
     CGRect bounds = fitted->bounds();
-    EXPECT_TRUE(std::isfinite(bounds.size.width) && std::isfinite(bounds.size.height));
+    EXPECT_NEAR(bounds.origin.x, 0, 1);
+    EXPECT_NEAR(bounds.origin.x + bounds.size.width, 117, 1);
+    EXPECT_GT(bounds.size.height, 4);
+    EXPECT_LT(bounds.origin.y + bounds.size.height, 12);
 }
 
 TEST(MarqenDOMVectorStroke, ALateFitOfAnEarlierStrokeIsDropped) {
