@@ -54,6 +54,7 @@ seed fuzz_document samples/*.json
 seed fuzz_render samples/*.json
 seed fuzz_image_decode samples/resources/*
 seed fuzz_rich_image samples/rich/*
+seed fuzz_legacy_svg samples/legacy/*.marqen
 if [ "$DEEP" = 1 ]; then
   python3 scripts/make_hostile_seeds.py "$WORK"
 fi

@@ -342,3 +342,12 @@ TEST(LegacySVGImportHostile, DeepNestingNeitherCrashesNorHangs) {
     EXPECT_EQ(broken.error.domain, "MarqenXMLParserErrorDomain");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
+
+TEST(LegacySVGImport, BundledSampleImports) {
+    MarqenError error;
+    auto document = MarqenLegacySVGConvertDocumentAtURL(marqen::test::sourceDir() / "samples/legacy/shapes.marqen", &error);
+    ASSERT_TRUE(document) << error.description();
+    EXPECT_EQ(document->frame().size.width, 20);
+    EXPECT_EQ(document->annotationLayer()->children().size(), 1u);
+    EXPECT_EQ(document->textLayer()->children().size(), 1u);
+}
