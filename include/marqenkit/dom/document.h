@@ -106,6 +106,8 @@ public:
     bool broadcastSetNeedsSave() const { return broadcastSetNeedsSave_; }
     void setBroadcastSetNeedsSave(bool flag) { broadcastSetNeedsSave_ = flag; }
     std::chrono::system_clock::time_point lastModified() const { return lastModified_; }
+    // A composition sets the date of every page at once (its pages keep one modification date).
+    void setLastModified(std::chrono::system_clock::time_point date) { lastModified_ = date; }
 
     bool backgroundColorDisabled() const { return backgroundColorDisabled_; }
     void setBackgroundColorDisabled(bool flag) { backgroundColorDisabled_ = flag; }
