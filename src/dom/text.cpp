@@ -73,7 +73,6 @@ MarqenDOMColor MarqenDOMText::strokeColorForTextColor(const MarqenDOMColor &colo
 }
 
 void MarqenDOMText::invalidateLayout() {
-    std::lock_guard lock(layoutMutex_);
     layoutCache_.valid = false;
 }
 
@@ -208,7 +207,6 @@ CGSize MarqenDOMText::measuredTextSize() const {
     std::string fontName = displayFontName();
     CGFloat fontSize = displayFontSize();
     CGFloat width = wrapWidth_ > 0 && !isLabel() ? wrapWidth_ : 0;
-    std::lock_guard lock(layoutMutex_);
     if (layoutCache_.valid && layoutCache_.text == string && layoutCache_.fontName == fontName &&
         layoutCache_.fontSize == fontSize && layoutCache_.wrapWidth == width)
         return layoutCache_.size;

@@ -6,7 +6,6 @@
 // rectangle (its width is the wrap width used for measuring). contentBounds() adds the outline of
 // bubble text, the plate around a label and the editing allowance, so that every glyph is inside it.
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -170,7 +169,6 @@ private:
         CGSize size{0, 0};
         bool valid = false;
     };
-    mutable std::mutex layoutMutex_;
     mutable LayoutCache layoutCache_;
 };
 
