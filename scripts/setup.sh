@@ -9,7 +9,7 @@ PACKAGES=(
   zlib1g-dev libssl-dev nlohmann-json3-dev libpugixml-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-urw-base35 fonts-dejavu-core
-  qpdf ghostscript mupdf-tools poppler-utils ccache
+  qpdf ghostscript mupdf-tools poppler-utils libnss3-tools ccache
   libgtk-4-dev xvfb xauth libxtst-dev
   pngcheck libheif-examples libimage-exiftool-perl
 )

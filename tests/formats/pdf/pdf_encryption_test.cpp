@@ -192,6 +192,48 @@ TEST_P(PDFEncryptedFiles, EveryObjectDecryptsAndAnAnnotatedCopyStaysEncrypted) {
 INSTANTIATE_TEST_SUITE_P(All, PDFEncryptedFiles, ::testing::Range(size_t(0), variants().size()),
                          [](const ::testing::TestParamInfo<size_t> &info) { return variants()[info.param].name; });
 
+// A file encrypted, then signed by poppler's pdfsig with a throwaway certificate: the annotation goes in an
+// update after the signed byte ranges, so the signature still verifies.
+TEST(PDFEncryption, AnnotatingASignedEncryptedFileKeepsTheSignatureValid) {
+    if (!toolsAvailable() || !test::toolAvailable("pdfsig") || !test::toolAvailable("certutil"))
+        GTEST_SKIP() << "qpdf, ghostscript, poppler-utils or certutil missing";
+    TempDir dir;
+    fs::path encrypted = dir / "encrypted.pdf", signedFile = dir / "signed.pdf", out = dir / "annotated.pdf";
+    ASSERT_EQ(runTool("qpdf " + quoted(plainSource(dir)) + " --encrypt '' owner 256 -- " + quoted(encrypted)), 0);
+    std::string nss = "sql:" + (dir / "nss").string();
+    fs::create_directories(dir / "nss");
+    test::writeFile(dir / "noise", std::string(64, '\x5a'));
+    ASSERT_EQ(runTool("certutil -N -d " + nss + " --empty-password"), 0);
+    ASSERT_EQ(runTool("certutil -S -s 'CN=Test Signer' -n signer -x -t CT,C,C -k rsa -g 2048 -v 12 -d " + nss +
+                      " -z " + quoted(dir / "noise")),
+              0);
+    ASSERT_EQ(runTool("pdfsig -add-signature -nssdir " + nss + " -nick signer " + quoted(encrypted) + " " +
+                      quoted(signedFile)),
+              0);
+    auto verify = [&](const fs::path &file) {
+        std::string report;
+        runTool("pdfsig -nssdir " + nss + " " + quoted(file), &report);
+        return report;
+    };
+    ASSERT_NE(verify(signedFile).find("Signature is Valid."), std::string::npos) << verify(signedFile);
+
+    fs::path overlay = dir / "overlay.pdf";
+    test::makeCairoOverlay(overlay, 595, 842);
+    test::writeFile(dir / "dom.json", "{\"pages\":[1]}");
+    std::string err;
+    ASSERT_EQ(runCli("pdf-overlay " + quoted(signedFile) + " --overlay " + quoted(overlay) + " --page 1 --dom " +
+                         quoted(dir / "dom.json") + " -o " + quoted(out),
+                     nullptr, &err),
+              0)
+        << err;
+    std::string report = verify(out);
+    EXPECT_NE(report.find("Signature is Valid."), std::string::npos) << report;
+    EXPECT_NE(report.find("Not total document signed"), std::string::npos) << report;  // our update follows it
+    EXPECT_GT(test::redShareOfPage(out, 1, ""), 0.05);
+    ASSERT_EQ(runCli("pdf-original " + quoted(out) + " -o " + quoted(dir / "original.pdf")), 0);
+    EXPECT_EQ(test::readFile(dir / "original.pdf"), test::readFile(signedFile));
+}
+
 TEST(PDFEncryption, PasswordsPermissionsAndTheCommandLine) {
     if (!toolsAvailable()) GTEST_SKIP() << "qpdf, ghostscript, mutool or poppler-utils missing";
     TempDir dir;
