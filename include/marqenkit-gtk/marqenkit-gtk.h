@@ -4,3 +4,4 @@
 #include "marqen-main-queue-source.h"
 #include "marqen-tool-bar.h"
 #include "marqen-document-view.h"
+#include "marqen-property-bar.h"

@@ -89,7 +89,7 @@ marqen::MarqenDocumentView *controllerOf(MarqenGtkDocumentView *view) { return v
 CGAffineTransform modelToView(MarqenGtkDocumentView *view) {
     auto *controller = controllerOf(view);
     if (!controller) return marqen::CGAffineTransformIdentity;
-    return marqen::CGAffineTransformConcat(view->state->document->transform(), controller->modelToViewTransform());
+    return controller->modelToViewTransform();
 }
 
 CGRect pageRectInView(MarqenGtkDocumentView *view) {
@@ -99,15 +99,15 @@ CGRect pageRectInView(MarqenGtkDocumentView *view) {
 
 void emitChangedSoon(MarqenGtkDocumentView *view) {
     if (view->state->changedIdle) return;
-    view->state->changedIdle = g_idle_add_full(
-        G_PRIORITY_DEFAULT_IDLE,
+    // No reference is held: dispose removes the source.
+    view->state->changedIdle = g_idle_add(
         +[](gpointer data) -> gboolean {
             auto *self = MARQEN_GTK_DOCUMENT_VIEW(data);
             self->state->changedIdle = 0;
             g_signal_emit(self, signals[SIGNAL_CHANGED], 0);
             return G_SOURCE_REMOVE;
         },
-        g_object_ref(view), g_object_unref);
+        view);
 }
 
 // ---- cursors ----
@@ -269,6 +269,7 @@ void makeController(MarqenGtkDocumentView *view) {
     };
     state.controller->setDelegate(std::move(delegate));
     state.controller->setScaleFactor(gtk_widget_get_scale_factor(GTK_WIDGET(view)));
+    emitChangedSoon(view);
 }
 
 void setTools(MarqenGtkDocumentView *view, marqen::MarqenToolsModel *tools) {

@@ -1,0 +1,200 @@
+// The editor as a person uses it: a window of marqen-edit opens a sample, real pointer and key events
+// draw a rectangle, type a text and undo, Ctrl+S saves, and the saved file reads back with the edits.
+// Screenshots of the window at the display's scale are compared with reference pictures.
+#include <gtest/gtest.h>
+#include <gtk/gtk.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <marqenkit/dom/layer.h>
+#include <marqenkit/dom/rectangle.h>
+#include <marqenkit/dom/text.h>
+#include <marqenkit/formats/dom_json_file.h>
+#include <marqenkit/foundation/geometry_functions.h>
+#include <marqenkit/interaction/document_view.h>
+#include <marqenkit/interaction/preferences.h>
+
+#include "editor_window.h"
+#include "gtk_test_support.h"
+
+namespace {
+
+using namespace marqen::gtktest;
+
+std::filesystem::path scratchDirectory() {
+    static const std::filesystem::path directory = [] {
+        auto path = std::filesystem::temp_directory_path() / ("marqen-edit-test-" + std::to_string(getpid()));
+        std::filesystem::create_directories(path);
+        return path;
+    }();
+    return directory;
+}
+
+std::filesystem::path copyOfSample(const char *name, const std::filesystem::path &directory = scratchDirectory()) {
+    std::filesystem::create_directories(directory);
+    const auto target = directory / name;
+    std::filesystem::copy_file(std::filesystem::path(MARQEN_SAMPLES_DIR) / name, target,
+                               std::filesystem::copy_options::overwrite_existing);
+    return target;
+}
+
+GtkApplication *application() {
+    static GtkApplication *app = [] {
+        GtkApplication *made = marqen::edit::createEditorApplication();
+        g_application_set_flags(G_APPLICATION(made), GApplicationFlags(G_APPLICATION_HANDLES_OPEN | G_APPLICATION_NON_UNIQUE));
+        g_application_register(G_APPLICATION(made), nullptr, nullptr);
+        return made;
+    }();
+    return app;
+}
+
+struct EditorFixture : ::testing::Test {
+    GtkWindow *window = nullptr;
+    MarqenGtkDocumentView *view = nullptr;
+
+    void SetUp() override {
+        marqen::MarqenPreferences::shared().setStore(std::make_shared<marqen::MarqenMemoryPreferencesStore>());
+        marqen::MarqenPreferences::shared().setBool(marqen::kMarqenPreferenceTypingCreatesTextAnnotation, false);
+        window = marqen::edit::createEditorWindow(application());
+        gtk_window_set_default_size(window, 900, 640);
+        view = marqen::edit::editorWindowDocumentView(window);
+    }
+    void TearDown() override {
+        // Closing without the prompt: the tests decide what is saved.
+        marqen_gtk_document_view_mark_saved(view);
+        gtk_window_destroy(window);
+        iterateFor(0.05);
+    }
+    void open(const std::filesystem::path &path) {
+        GError *error = nullptr;
+        ASSERT_TRUE(marqen::edit::editorWindowOpen(window, path, &error)) << (error ? error->message : "");
+        ASSERT_TRUE(iterateUntil([&] { return gtk_widget_get_mapped(GTK_WIDGET(view)) && gtk_widget_get_width(GTK_WIDGET(view)) > 0; }));
+        iterateFor(0.2);
+    }
+    marqen::CGPoint viewPoint(marqen::CGPoint model) {
+        return marqen::CGPointApplyAffineTransform(model, marqen_gtk_document_view_get_controller(view)->modelToViewTransform());
+    }
+};
+
+TEST_F(EditorFixture, DrawsTypesUndoesAndSavesASampleWithRealEvents) {
+    if (!xinput::available()) GTEST_SKIP() << "no XTest";
+    const auto path = copyOfSample("basic.json");
+    open(path);
+    GtkWidget *widget = GTK_WIDGET(view);
+    auto page = marqen_gtk_document_view_get_document(view);
+    const size_t annotations = page->annotationLayer()->children().size();
+    const size_t texts = page->textLayer()->children().size();
+
+    // A rectangle dragged out with the rectangle tool, chosen by its key.
+    xinput::moveTo(widget, 5, 5);
+    xinput::key(GDK_KEY_r);
+    ASSERT_TRUE(iterateUntil([&] { return marqen_gtk_document_view_get_tool(view) == 3; }));
+    const marqen::CGPoint from = viewPoint({60, 60}), to = viewPoint({260, 160});
+    xinput::drag(widget, from.x, from.y, to.x, to.y);
+    ASSERT_EQ(page->annotationLayer()->children().size(), annotations + 1);
+
+    // A text typed with the text tool.
+    xinput::key(GDK_KEY_t);
+    const marqen::CGPoint at = viewPoint({120, 420});
+    xinput::click(widget, at.x, at.y);
+    xinput::type("Look here");
+    xinput::key(GDK_KEY_Escape);
+    ASSERT_EQ(page->textLayer()->children().size(), texts + 1);
+
+    // A second rectangle, undone with Ctrl+Z: the menu names the step to undo.
+    xinput::key(GDK_KEY_r);
+    const marqen::CGPoint from2 = viewPoint({500, 420}), to2 = viewPoint({600, 480});
+    xinput::drag(widget, from2.x, from2.y, to2.x, to2.y);
+    ASSERT_EQ(page->annotationLayer()->children().size(), annotations + 2);
+    g_autofree char *undoName = marqen_gtk_document_view_dup_undo_name(view);
+    EXPECT_STREQ(undoName, "Add Rectangle");
+    xinput::key(GDK_KEY_z, false, true);
+    ASSERT_EQ(page->annotationLayer()->children().size(), annotations + 1);
+    EXPECT_TRUE(marqen_gtk_document_view_get_modified(view));
+    EXPECT_NE(std::string(gtk_window_get_title(window)).find("•"), std::string::npos);
+
+    // Ctrl+S writes the file in place; the title loses its mark.
+    xinput::key(GDK_KEY_s, false, true);
+    ASSERT_TRUE(iterateUntil([&] { return !marqen_gtk_document_view_get_modified(view); }));
+    iterateFor(0.05);
+    EXPECT_EQ(std::string(gtk_window_get_title(window)).find("•"), std::string::npos);
+
+    marqen::MarqenError error;
+    auto saved = marqen::MarqenReadDOMJSONFile(path.string(), &error);
+    ASSERT_TRUE(saved) << error.description();
+    auto savedPage = saved->pages->pages().front();
+    ASSERT_EQ(savedPage->annotationLayer()->children().size(), annotations + 1);
+    auto rectangle = std::dynamic_pointer_cast<marqen::MarqenDOMRectangle>(savedPage->annotationLayer()->children().back());
+    ASSERT_TRUE(rectangle);
+    const marqen::CGRect box = marqen::CGRectStandardize(rectangle->bezierPath()->bounds());
+    EXPECT_NEAR(box.origin.x, 60, 2);
+    EXPECT_NEAR(box.size.width, 200, 2);
+    EXPECT_NEAR(box.size.height, 100, 2);
+    ASSERT_EQ(savedPage->textLayer()->children().size(), texts + 1);
+    auto text = std::dynamic_pointer_cast<marqen::MarqenDOMText>(savedPage->textLayer()->children().back());
+    ASSERT_TRUE(text && text->text());
+    EXPECT_EQ(*text->text(), "Look here");
+}
+
+TEST_F(EditorFixture, AFileThatDoesNotOpenLeavesTheWindowAsItWas) {
+    GError *error = nullptr;
+    EXPECT_FALSE(marqen::edit::editorWindowOpen(window, scratchDirectory(), &error));
+    ASSERT_NE(error, nullptr);
+    g_clear_error(&error);
+    const auto broken = scratchDirectory() / "broken.json";
+    std::ofstream(broken) << "{\"type\": \"Document\", \"children\": [";
+    EXPECT_FALSE(marqen::edit::editorWindowOpen(window, broken, &error));
+    g_clear_error(&error);
+    EXPECT_FALSE(marqen_gtk_document_view_has_document(view));
+    // Saving with nothing open refuses rather than writing anything.
+    EXPECT_FALSE(marqen::edit::editorWindowSave(window, &error));
+    g_clear_error(&error);
+}
+
+}  // namespace
+
+namespace {
+
+// Compares the window's pixels with the reference picture for the display's scale; with
+// MARQEN_UPDATE_REFERENCES set, writes the reference instead.
+TEST_F(EditorFixture, LooksAsTheReferencePictureShowsIt) {
+    // A folder named the same on every run: the window shows it under the file's name.
+    const int scale = gtk_widget_get_scale_factor(GTK_WIDGET(window));
+    open(copyOfSample("basic.json", std::filesystem::temp_directory_path() / ("marqen-edit-scale" + std::to_string(scale))));
+    auto *controller = marqen_gtk_document_view_get_controller(view);
+    auto page = marqen_gtk_document_view_get_document(view);
+    controller->selectElements({std::dynamic_pointer_cast<marqen::MarqenDOMElement>(page->annotationLayer()->children().front())});
+    iterateFor(0.3);
+
+    const std::string name = "editor-scale" + std::to_string(scale) + ".png";
+    const std::string reference = std::string(MARQEN_GTK_REFERENCE_DIR) + "/" + name;
+    int width = 0, height = 0;
+    const std::string shot = screenshotPath(name);
+    auto pixels = renderWidget(GTK_WIDGET(window), &width, &height, shot.empty() ? nullptr : shot.c_str());
+    ASSERT_FALSE(pixels.empty());
+    if (g_getenv("MARQEN_UPDATE_REFERENCES")) {
+        renderWidget(GTK_WIDGET(window), &width, &height, reference.c_str());
+        GTEST_SKIP() << "wrote " << reference;
+    }
+    GError *error = nullptr;
+    GdkTexture *expected = gdk_texture_new_from_filename(reference.c_str(), &error);
+    ASSERT_TRUE(expected) << (error ? error->message : "");
+    ASSERT_EQ(gdk_texture_get_width(expected), width);
+    ASSERT_EQ(gdk_texture_get_height(expected), height);
+    std::vector<guchar> wanted(size_t(width) * size_t(height) * 4);
+    gdk_texture_download(expected, wanted.data(), size_t(width) * 4);
+    g_object_unref(expected);
+    // Small differences (anti-aliasing, a glyph's hinting) pass; a moved, missing or recoloured part does not.
+    size_t differing = 0;
+    for (size_t offset = 0; offset < pixels.size(); offset += 4) {
+        int worst = 0;
+        for (size_t channel = 0; channel < 4; ++channel)
+            worst = std::max(worst, std::abs(int(pixels[offset + channel]) - int(wanted[offset + channel])));
+        differing += worst > 24;
+    }
+    EXPECT_LT(double(differing) / double(size_t(width) * size_t(height)), 0.005)
+        << differing << " pixels differ from " << reference << " (MARQEN_SCREENSHOT_DIR keeps the picture taken)";
+}
+
+}  // namespace
