@@ -62,6 +62,7 @@
 #include "render/interface_artwork.h"
 
 #include "editing/analytics.h"
+#include "editing/composition.h"
 #include "editing/tool.h"
 #include "editing/tools_model.h"
 #include "editing/properties_composition_view.h"
@@ -77,3 +78,5 @@
 #include "interaction/input_events.h"
 #include "interaction/document_view.h"
 #include "interaction/clipboard_payload.h"
+
+#include "core/core_document.h"

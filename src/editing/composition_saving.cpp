@@ -200,6 +200,18 @@ bool MarqenComposition::writeImageToURL(const std::string &url, int saveFormat, 
     return true;
 }
 
+std::optional<fs::path> MarqenComposition::writeRestoreBundle(MarqenError *error) {
+    if (!bundle_ || documents_.empty()) {
+        marqenFail(error, MarqenCompositionErrorDomain, kMarqenCompositionErrorWriteFailed, "The composition has nothing to keep");
+        return std::nullopt;
+    }
+    if (!prepareForSave(error)) return std::nullopt;
+    auto dictionary = dictionaryRepresentation();
+    if (!dictionary || !bundle_->writeDataForIndexJSONFile(dictionary->dump(), error)) return std::nullopt;
+    incomingURL_ = bundle_->URL();
+    return bundle_->URL();
+}
+
 bool MarqenComposition::writeJSONToURL(const fs::path &url, MarqenError *error) {
     auto dictionary = dictionaryRepresentation();
     if (!dictionary)

@@ -86,7 +86,8 @@ std::shared_ptr<MarqenPDFDocument> MarqenPDFDocument::openData(std::vector<uint8
     impl->bytes = std::move(bytes);
     impl->gbytes = g_bytes_new_static(impl->bytes.data(), impl->bytes.size());
     GError *gerror = nullptr;
-    impl->document = poppler_document_new_from_bytes(impl->gbytes, password.c_str(), &gerror);
+    // No password is passed as null: poppler-glib (22.12) crashes on an encrypted file given an empty one.
+    impl->document = poppler_document_new_from_bytes(impl->gbytes, password.empty() ? nullptr : password.c_str(), &gerror);
     if (!impl->document) {
         bool encrypted = gerror && gerror->domain == POPPLER_ERROR && gerror->code == POPPLER_ERROR_ENCRYPTED;
         std::string message = gerror && gerror->message ? gerror->message : "unknown error";

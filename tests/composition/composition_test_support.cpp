@@ -9,6 +9,7 @@
 
 #include <sstream>
 
+#include "dom/font.h"
 #include "dom/layer.h"
 #include "dom/text.h"
 #include "dom/vector.h"
@@ -50,6 +51,9 @@ void annotate(MarqenDOMDocument &document, const std::string &text) {
     auto label = MarqenDOMText::create();
     label->setText(text);
     label->setOrigin({20, 20});
+    label->setFillColor(MarqenDOMColor(20, 20, 20, 1));
+    label->setStrokeColor(MarqenDOMColor(255, 255, 255, 1));
+    label->setFont(MarqenDOMFont("Helvetica-Bold", 18));
     document.textLayer()->addChild(label);
 }
 

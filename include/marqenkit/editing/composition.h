@@ -194,6 +194,11 @@ public:
                               const MarqenJSON &imageProperties, Completion completion) override;
     void storeResourceWithURI(const std::string &uri, const std::filesystem::path &dataURL, Completion completion);
 
+    // Stores every page's pixels and the document (unsaved edits included) in the bundle, and keeps the
+    // bundle when the composition goes, so that initWithRestoreURL can reopen it later, also in another
+    // process. Returns the bundle's directory, or nothing with *error.
+    std::optional<std::filesystem::path> writeRestoreBundle(MarqenError *error = nullptr);
+
     // The resources the pages refer to (what a rich image carries).
     std::vector<std::string> resourceURIsInUse() const;
 

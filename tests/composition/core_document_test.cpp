@@ -1,0 +1,305 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "composition/composition_test_support.h"
+#include "core/core_document.h"
+#include "dom/bitmap.h"
+#include "dom/document.h"
+#include "editing/composition.h"
+#include "formats/pdf/pdf_file.h"
+#include "platform/image_io.h"
+#include "support/test_support.h"
+
+using namespace marqen;
+using namespace marqen::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+MarqenExportFormat formatOf(const std::string &identifier) {
+    auto format = MarqenExportFormat::initWithFormatIdentifier(identifier);
+    EXPECT_TRUE(format) << identifier;
+    return *format;
+}
+
+void writePicture(const fs::path &path, MarqenImageFormat format, double dpi, const std::vector<uint8_t> &icc = {}) {
+    MarqenImageEncodeOptions options;
+    options.dpiWidth = options.dpiHeight = dpi;
+    options.iccProfile = icc;
+    MarqenError error;
+    ASSERT_TRUE(MarqenImageWriteToFile(*makePicture(240, 160), path, format, options, &error)) << error.description();
+}
+
+std::shared_ptr<CoreMarqenDocument> open(const fs::path &path, std::optional<MarqenExportFormat> *format = nullptr) {
+    MarqenError error;
+    auto document = CoreMarqenDocument::initWithURL(path, format, &error);
+    EXPECT_TRUE(document) << path << ": " << error.description();
+    return document;
+}
+
+}  // namespace
+
+TEST(CoreMarqenDocumentOpening, PictureResolutionAndColourProfileChooseScaleAndStorage) {
+    TempDir dir;
+    writePicture(dir / "hidpi.jpg", MarqenImageFormat::JPEG, 144);
+    writePicture(dir / "plain.jpg", MarqenImageFormat::JPEG, 72);
+    std::optional<MarqenExportFormat> format;
+    auto hidpi = open(dir / "hidpi.jpg", &format);
+    ASSERT_TRUE(hidpi);
+    EXPECT_EQ(hidpi->documentComposition()->documents().front()->deviceScale(), 2);
+    EXPECT_EQ(hidpi->documentComposition()->size().width, 120);
+    // Kept losslessly (no colour profile): its preferred format and the format reported are PNG.
+    ASSERT_TRUE(format);
+    EXPECT_EQ(format->uti(), "public.png");
+    auto plain = open(dir / "plain.jpg");
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->documentComposition()->documents().front()->deviceScale(), 1);
+
+    const fs::path icc = "/usr/share/color/icc/ghostscript/srgb.icc";
+    if (!fs::exists(icc)) GTEST_SKIP() << "no colour profile to embed";
+    std::string profile = readFile(icc);
+    writePicture(dir / "photo.jpg", MarqenImageFormat::JPEG, 144, std::vector<uint8_t>(profile.begin(), profile.end()));
+    EXPECT_EQ(MarqenImageFileURLProfile(dir / "photo.jpg"), std::optional<unsigned long>(1));
+    auto photo = open(dir / "photo.jpg", &format);
+    ASSERT_TRUE(photo);
+    EXPECT_EQ(photo->documentComposition()->documents().front()->deviceScale(), 1);  // lossy pictures open at scale 1
+    EXPECT_EQ(format->uti(), "public.jpeg");
+}
+
+TEST(CoreMarqenDocumentOpening, NewDocumentsHaveOneOfTheTwoScales) {
+    auto document = CoreMarqenDocument::initWithSize({300, 200}, 1.5);
+    ASSERT_TRUE(document);
+    EXPECT_EQ(document->documentComposition()->documents().front()->deviceScale(), 2);
+    EXPECT_EQ(CoreMarqenDocument::initWithSize({300, 200}, 1.0)->documentComposition()->documents().front()->deviceScale(), 1);
+    auto lossy = CoreMarqenDocument::initWithBackgroundImage(makePicture(50, 40), 2, {{"DPIWidth", 144}}, true);
+    EXPECT_EQ(lossy->documentComposition()->documents().front()->deviceScale(), 1);
+    EXPECT_EQ(lossy->documentComposition()->preferredFlattenedFormat(), "public.jpeg");
+    auto lossless = CoreMarqenDocument::initWithBackgroundImage(makePicture(50, 40), 2, MarqenJSON::object(), false);
+    EXPECT_EQ(lossless->documentComposition()->documents().front()->deviceScale(), 2);
+    EXPECT_EQ(lossless->documentComposition()->size().width, 25);
+}
+
+TEST(CoreMarqenDocumentOpening, BadFilesGiveTheFacadeErrorAndLeaveNothingBehind) {
+    TempDir dir;
+    PrivateTemporaryFolder temporary;
+    LogCapture log;
+    writeFile(dir / "empty.png", "");
+    writeFile(dir / "text.txt", "just some words\n");
+    writePicture(dir / "whole.png", MarqenImageFormat::PNG, 72);
+    writeFile(dir / "truncated.png", readFile(dir / "whole.png").substr(0, 300));
+    writeFile(dir / "notxml.marqen", "<<<< not xml at all");
+    for (const char *name : {"empty.png", "text.txt", "truncated.png", "missing.png", "notxml.marqen"}) {
+        MarqenError error;
+        EXPECT_FALSE(CoreMarqenDocument::initWithURL(dir / name, nullptr, &error)) << name;
+        EXPECT_FALSE(error.domain.empty()) << name;
+        if (std::string(name) != "notxml.marqen") {
+            EXPECT_EQ(error.domain, "CoreMarqen") << name;
+            EXPECT_EQ(error.code, -1) << name;
+            EXPECT_EQ(error.localizedDescription(), "Unable to read document.") << name;
+        }
+    }
+    MarqenError error;
+    std::optional<MarqenExportFormat> format;
+    EXPECT_FALSE(CoreMarqenDocument::initWithURL(dir / "text.txt", &format, &error));
+    EXPECT_EQ(error.domain, "CoreMarqen");
+    EXPECT_EQ(temporary.entryCount(), 0u);
+}
+
+TEST(CoreMarqenDocumentOpening, AnEncryptedPDFCannotBeAnnotated) {
+    TempDir dir;
+    makePDF(dir / "plain.pdf", 2);
+    ASSERT_EQ(runTool("qpdf --encrypt user owner 256 -- '" + (dir / "plain.pdf").string() + "' '" +
+                      (dir / "locked.pdf").string() + "'"),
+              0);
+    LogCapture log;
+    MarqenError error;
+    EXPECT_FALSE(CoreMarqenDocument::initWithURL(dir / "locked.pdf", nullptr, &error));
+    EXPECT_EQ(error.domain, "CoreMarqen");
+    EXPECT_EQ(error.code, -1);
+    EXPECT_EQ(error.localizedDescription(), "Unable to annotate this PDF");
+    EXPECT_EQ(error.userInfo[kMarqenLocalizedRecoverySuggestionKey],
+              "This PDF may be corrupt and cannot be annotated. We recommend re-saving the document in a PDF editing "
+              "application and try annotating again.");
+    EXPECT_TRUE(log.contains("Failed to read PDF at " + (dir / "locked.pdf").string()));
+}
+
+TEST(CoreMarqenDocumentWriting, EveryPictureInputSavesEditableAndReopensWithItsAnnotations) {
+    TempDir dir;
+    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
+    writePicture(dir / "in.jpg", MarqenImageFormat::JPEG, 72);
+    writePicture(dir / "in.heic", MarqenImageFormat::HEIC, 72);
+    for (const char *input : {"in.png", "in.jpg", "in.heic", "in.jpg"}) {
+        for (const char *type : {"public.png", "public.jpeg", "public.heic"}) {
+            auto document = open(dir / input);
+            ASSERT_TRUE(document);
+            annotate(*document->documentComposition()->documents().front(), std::string("from ") + input);
+            const fs::path output = dir / (std::string("out-") + input + "." + MarqenExportFormat::initWithUTI(type)->fileExtension());
+            MarqenError error;
+            ASSERT_TRUE(document->writeToURL(output, formatOf(std::string(kMarqenExportFormatDOMEmbeddedPrefix) + type),
+                                             MarqenJSON::object(), &error))
+                << output << ": " << error.description();
+            EXPECT_GT(redShareOfPicture(output), 0.12) << output;
+            std::optional<MarqenExportFormat> found;
+            auto reopened = open(output, &found);
+            ASSERT_TRUE(reopened);
+            ASSERT_TRUE(found);
+            EXPECT_TRUE(found->isDOMEmbedded()) << output;
+            const auto &page = reopened->documentComposition()->documents().front();
+            EXPECT_EQ(elementCount(*page), 2u) << output;
+            EXPECT_EQ(page->textStrings(), std::vector<std::string>{std::string("from ") + input});
+        }
+    }
+}
+
+TEST(CoreMarqenDocumentWriting, FlatPicturesCarryNoDocument) {
+    TempDir dir;
+    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
+    auto document = open(dir / "in.png");
+    annotate(*document->documentComposition()->documents().front(), "flat");
+    for (const char *type : {"public.png", "public.tiff", "com.compuserve.gif", "com.microsoft.bmp", "public.jpeg-2000"}) {
+        auto format = *MarqenExportFormat::initWithUTI(type);
+        if (!format.isFormatWritable()) continue;
+        const fs::path output = dir / ("flat." + format.fileExtension());
+        MarqenError error;
+        ASSERT_TRUE(document->writeToURL(output, format, MarqenJSON::object(), &error)) << type << ": " << error.description();
+        MarqenImageProperties properties;
+        ASSERT_TRUE(MarqenImageDecodeFile(output, &properties)) << type;
+        EXPECT_EQ(properties.pixelWidth(), 240) << type;
+        EXPECT_GT(redShareOfPicture(output), 0.12) << type;
+        LogCapture log;
+        EXPECT_FALSE(MarqenComposition::initWithURL(output)) << type;  // no document inside
+    }
+}
+
+TEST(CoreMarqenDocumentWriting, APDFFormatWithoutDocumentWritesAFlatOnePagePDFOfAPicture) {
+    TempDir dir;
+    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
+    auto document = open(dir / "in.png");
+    annotate(*document->documentComposition()->documents().front(), "as pdf");
+    MarqenError error;
+    ASSERT_TRUE(document->writeToURL(dir / "out.pdf", *MarqenExportFormat::initWithUTI("com.adobe.pdf"), MarqenJSON::object(), &error))
+        << error.description();
+    EXPECT_EQ(qpdfCheck(dir / "out.pdf"), 0);
+    EXPECT_EQ(popplerPageCount(dir / "out.pdf"), 1);
+    EXPECT_GT(redShareOfPDFPage(dir / "out.pdf", 1), 0.12);
+    EXPECT_NE(pdfText(dir / "out.pdf", 1).find("as pdf"), std::string::npos);
+}
+
+TEST(CoreMarqenDocumentWriting, APDFWithSummaryReopensEditableAndGivesBackTheUntouchedPDF) {
+    TempDir dir;
+    makePDF(dir / "in.pdf", 4);
+    std::optional<MarqenExportFormat> found;
+    auto document = open(dir / "in.pdf", &found);
+    ASSERT_TRUE(document);
+    EXPECT_EQ(found->formatIdentifier(), "com.adobe.pdf");
+    annotate(*document->documentComposition()->documents()[1], "Check the figure");
+    annotate(*document->documentComposition()->documents()[3], "And this table");
+    MarqenJSON options = {{CoreMarqenDocumentOptionPDFAuthor, "Ada Lovelace"}, {CoreMarqenDocumentOptionPDFSummaryTitle, "Review"}};
+    MarqenError error;
+    ASSERT_TRUE(document->writeToURL(dir / "out.pdf", formatOf(MarqenExportFormat::pdfWithSummaryFormatIdentifierWithDOMEmbedded(true)),
+                                     options, &error))
+        << error.description();
+    EXPECT_EQ(qpdfCheck(dir / "out.pdf"), 0);
+    EXPECT_EQ(popplerPageCount(dir / "out.pdf"), 5);
+    const std::string summary = pdfText(dir / "out.pdf", 1);
+    for (const char *text : {"Review", "Ada Lovelace", "Page 2", "Check the figure", "Page 4", "And this table"})
+        EXPECT_NE(summary.find(text), std::string::npos) << text;
+    EXPECT_GT(redShareOfPDFPage(dir / "out.pdf", 3), 0.1);
+    EXPECT_LT(redShareOfPDFPage(dir / "out.pdf", 2), 0.01);
+
+    auto reopened = open(dir / "out.pdf", &found);
+    ASSERT_TRUE(reopened);
+    EXPECT_TRUE(found->isDOMEmbedded());
+    EXPECT_TRUE(found->isPDFWithSummary());
+    EXPECT_TRUE(reopened->documentComposition()->pdfHasSummaryPage());
+    ASSERT_EQ(reopened->pageCount(), 4u);
+    for (size_t i = 0; i < 4; ++i) EXPECT_EQ(elementCount(*reopened->documentComposition()->documents()[i]), i % 2 ? 2u : 0u);
+    ASSERT_TRUE(reopened->writeCleanUnannotatedToURL(dir / "clean.pdf", &error)) << error.description();
+    EXPECT_EQ(readFile(dir / "clean.pdf"), readFile(dir / "in.pdf"));
+
+    // Saved onto itself twice, the file still holds one update over the untouched PDF.
+    ASSERT_TRUE(reopened->writeToURL(dir / "out.pdf", formatOf(MarqenExportFormat::pdfWithSummaryFormatIdentifierWithDOMEmbedded(true)),
+                                     options, &error));
+    const auto once = fs::file_size(dir / "out.pdf");
+    auto again = open(dir / "out.pdf");
+    ASSERT_TRUE(again->writeToURL(dir / "out.pdf", formatOf(MarqenExportFormat::pdfWithSummaryFormatIdentifierWithDOMEmbedded(true)),
+                                  options, &error));
+    EXPECT_LE(fs::file_size(dir / "out.pdf"), once + 64);
+    auto pdf = MarqenPDF::initWithContentsOfFile((dir / "out.pdf").string());
+    ASSERT_TRUE(pdf);
+    EXPECT_EQ(pdf->originalEOF(), fs::file_size(dir / "in.pdf"));
+}
+
+TEST(CoreMarqenDocumentWriting, PageImagesClampTheIndexAndRefuseEditableFormats) {
+    TempDir dir;
+    makePDF(dir / "in.pdf", 3, 200, 100);
+    auto document = open(dir / "in.pdf");
+    annotate(*document->documentComposition()->documents()[2], "last");
+    auto png = *MarqenExportFormat::initWithUTI("public.png");
+    auto last = document->imageRepresentationWithFormat(png, {{CoreMarqenDocumentOptionPDFPageIndex, 99}});
+    ASSERT_TRUE(last);
+    writeFile(dir / "last.png", std::string(last->begin(), last->end()));
+    EXPECT_GT(redShareOfPicture(dir / "last.png"), 0.1);
+    auto first = document->imageRepresentationWithFormat(png, MarqenJSON::object());
+    ASSERT_TRUE(first);
+    writeFile(dir / "first.png", std::string(first->begin(), first->end()));
+    EXPECT_LT(redShareOfPicture(dir / "first.png"), 0.01);
+    EXPECT_FALSE(document->imageRepresentationWithFormat(formatOf("com.brondale.marqen:dom.embedded:public.png"), {}));
+    EXPECT_FALSE(document->imageRepresentationWithFormat(*MarqenExportFormat::initWithUTI("com.adobe.pdf"), {}));
+}
+
+TEST(CoreMarqenDocumentWriting, AFailedSaveLeavesTheOldFileAndNoTemporaryFile) {
+    TempDir dir;
+    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
+    auto document = open(dir / "in.png");
+    fs::create_directories(dir / "folder.png");
+    MarqenError error;
+    EXPECT_FALSE(document->writeToURL(dir / "folder.png", formatOf("com.brondale.marqen:dom.embedded:public.png"), {}, &error));
+    EXPECT_FALSE(error.domain.empty());
+    EXPECT_TRUE(fs::is_directory(dir / "folder.png"));
+    // A picture too large to draw fails before anything is written over the old file.
+    writeFile(dir / "old.png", "old bytes");
+    auto huge = CoreMarqenDocument::initWithSize({40000, 40000}, 1);
+    error = {};
+    EXPECT_FALSE(huge->writeToURL(dir / "old.png", *MarqenExportFormat::initWithUTI("public.png"), {}, &error));
+    EXPECT_EQ(error.domain, "MarqenErrorDomain");
+    EXPECT_EQ(readFile(dir / "old.png"), "old bytes");
+    size_t entries = 0;
+    for ([[maybe_unused]] const auto &entry : fs::directory_iterator(dir.path())) ++entries;
+    EXPECT_EQ(entries, 3u);  // in.png, folder.png and old.png: no temporary file
+}
+
+TEST(CoreMarqenDocumentWriting, TheCleanFileOfAPictureIsItsBackground) {
+    TempDir dir;
+    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
+    auto document = open(dir / "in.png");
+    annotate(*document->documentComposition()->documents().front(), "hidden in the clean file");
+    MarqenError error;
+    ASSERT_TRUE(document->writeCleanUnannotatedToURL(dir / "clean.png", &error)) << error.description();
+    EXPECT_LT(redShareOfPicture(dir / "clean.png"), 0.001);
+    auto clean = MarqenImageDecodeFile(dir / "clean.png");
+    auto original = MarqenImageDecodeFile(dir / "in.png");
+    ASSERT_TRUE(clean && original);
+    EXPECT_EQ(clean->width(), original->width());
+    EXPECT_EQ(clean->pixelAt(17, 33), original->pixelAt(17, 33));
+}
+
+TEST(CoreMarqenDocumentOpening, LegacyDocumentsAndBundlesOpenThroughTheFacade) {
+    TempDir dir;
+    std::optional<MarqenExportFormat> format;
+    auto legacy = open(sourceDir() / "samples/legacy/shapes.marqen", &format);
+    ASSERT_TRUE(legacy);
+    EXPECT_EQ(format->uti(), "public.png");
+    EXPECT_EQ(elementCount(*legacy->documentComposition()->documents().front()), 2u);
+    MarqenError error;
+    ASSERT_TRUE(legacy->writeToURL(dir / "legacy.png", formatOf("com.brondale.marqen:dom.embedded:public.png"), {}, &error))
+        << error.description();
+    auto again = open(dir / "legacy.png");
+    ASSERT_TRUE(again);
+    EXPECT_EQ(elementCount(*again->documentComposition()->documents().front()), 2u);
+
+    writeFile(dir / "shapes.svg", readFile(sourceDir() / "samples/legacy/shapes.marqen"));
+    EXPECT_FALSE(CoreMarqenDocument::initWithURL(dir / "shapes.svg", nullptr, &error));
+}
