@@ -5,9 +5,9 @@
 // input into it and draws what it reports. Main thread only.
 //
 // Actions (on the widget, so menus and shortcuts of its window reach them): "document-view.undo",
-// ".redo", ".delete", ".select-all", ".select-next", ".select-previous", ".zoom-in", ".zoom-out",
+// ".redo", ".copy", ".cut", ".paste", ".delete", ".select-all", ".select-next", ".select-previous", ".zoom-in", ".zoom-out",
 // ".zoom-fit", ".zoom-original" and ".tool" (a tool identifier, "u"). The widget class binds Ctrl+Z,
-// Ctrl+Shift+Z, Ctrl+A, Ctrl+0, Ctrl+9, Ctrl+= and Ctrl+-; tools are chosen on single keys (Alt+key
+// Ctrl+Shift+Z, Ctrl+C, Ctrl+X, Ctrl+V, Ctrl+A, Ctrl+0, Ctrl+9, Ctrl+= and Ctrl+-; tools are chosen on single keys (Alt+key
 // while typing starts a text), Tab moves the selection through the elements.
 #include <gtk/gtk.h>
 
@@ -15,6 +15,11 @@
 #include "marqen-tool-bar.h"
 
 G_BEGIN_DECLS
+
+// The clipboard and drag-and-drop type of annotations: the "com.brondale.marqen.json" node payload.
+// Copy also offers a PNG of the selected area and the texts as plain text; paste and drops take the
+// payload, pictures (as a bitmap element) and text into the text being edited.
+#define MARQEN_GTK_CLIPBOARD_MIME_TYPE "application/vnd.com.brondale.marqen+json"
 
 #define MARQEN_TYPE_GTK_DOCUMENT_VIEW (marqen_gtk_document_view_get_type())
 MARQEN_GTK_EXPORT G_DECLARE_FINAL_TYPE(MarqenGtkDocumentView, marqen_gtk_document_view, MARQEN, GTK_DOCUMENT_VIEW,

@@ -25,6 +25,7 @@
 #include "image_texture.h"
 #include "input_translation.h"
 #include "marqenkit-gtk/marqen-main-queue-source.h"
+#include "view_clipboard.h"
 
 namespace {
 
@@ -550,6 +551,12 @@ void onScaleFactorChanged(MarqenGtkDocumentView *view) {
     gtk_widget_queue_draw(GTK_WIDGET(view));
 }
 
+gboolean onDrop(GtkDropTarget *, const GValue *value, double, double, MarqenGtkDocumentView *view) {
+    if (!G_VALUE_HOLDS(value, GDK_TYPE_TEXTURE)) return FALSE;
+    auto image = marqen::gtk::imageForTexture(GDK_TEXTURE(g_value_get_object(value)));
+    return image && marqen::gtk::addPicture(view, image);
+}
+
 void onFocusIn(GtkEventControllerFocus *, MarqenGtkDocumentView *view) { gtk_im_context_focus_in(view->state->im); }
 void onFocusOut(GtkEventControllerFocus *, MarqenGtkDocumentView *view) { gtk_im_context_focus_out(view->state->im); }
 
@@ -571,6 +578,9 @@ void activateAction(GtkWidget *widget, const char *name, GVariant *parameter) {
     }
     if (!controller) return;
     if (action == "document-view.undo") marqen_gtk_document_view_undo(view);
+    else if (action == "document-view.copy") marqen::gtk::copySelection(view, false);
+    else if (action == "document-view.cut") marqen::gtk::copySelection(view, true);
+    else if (action == "document-view.paste") marqen::gtk::pasteClipboard(view);
     else if (action == "document-view.redo") marqen_gtk_document_view_redo(view);
     else if (action == "document-view.delete") controller->deleteSelection();
     else if (action == "document-view.select-all") controller->selectAll();
@@ -665,7 +675,8 @@ static void marqen_gtk_document_view_class_init(MarqenGtkDocumentViewClass *klas
     signals[SIGNAL_CHANGED] = g_signal_new("changed", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST, 0, nullptr, nullptr,
                                            nullptr, G_TYPE_NONE, 0);
 
-    for (const char *name : {"document-view.undo", "document-view.redo", "document-view.delete", "document-view.select-all",
+    for (const char *name : {"document-view.undo", "document-view.redo", "document-view.copy", "document-view.cut",
+                             "document-view.paste", "document-view.delete", "document-view.select-all",
                              "document-view.select-next", "document-view.select-previous", "document-view.zoom-in",
                              "document-view.zoom-out", "document-view.zoom-fit", "document-view.zoom-original"})
         gtk_widget_class_install_action(widgetClass, name, nullptr, activateAction);
@@ -674,6 +685,9 @@ static void marqen_gtk_document_view_class_init(MarqenGtkDocumentViewClass *klas
     gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_z, GdkModifierType(GDK_CONTROL_MASK | GDK_SHIFT_MASK), "document-view.redo", nullptr);
     gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_Z, GdkModifierType(GDK_CONTROL_MASK | GDK_SHIFT_MASK), "document-view.redo", nullptr);
     gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_a, GDK_CONTROL_MASK, "document-view.select-all", nullptr);
+    gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_c, GDK_CONTROL_MASK, "document-view.copy", nullptr);
+    gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_x, GDK_CONTROL_MASK, "document-view.cut", nullptr);
+    gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_v, GDK_CONTROL_MASK, "document-view.paste", nullptr);
     gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_0, GDK_CONTROL_MASK, "document-view.zoom-original", nullptr);
     gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_9, GDK_CONTROL_MASK, "document-view.zoom-fit", nullptr);
     gtk_widget_class_add_binding_action(widgetClass, GDK_KEY_equal, GDK_CONTROL_MASK, "document-view.zoom-in", nullptr);
@@ -734,6 +748,11 @@ static void marqen_gtk_document_view_init(MarqenGtkDocumentView *view) {
     gtk_widget_add_controller(widget, focus);
 
     g_signal_connect(widget, "notify::scale-factor", G_CALLBACK(onScaleFactorChanged), nullptr);
+
+    // Pictures dragged in from another application become bitmap elements; files go on to the host.
+    GtkDropTarget *drop = gtk_drop_target_new(GDK_TYPE_TEXTURE, GDK_ACTION_COPY);
+    g_signal_connect(drop, "drop", G_CALLBACK(onDrop), view);
+    gtk_widget_add_controller(widget, GTK_EVENT_CONTROLLER(drop));
 }
 
 GtkWidget *marqen_gtk_document_view_new(void) { return GTK_WIDGET(g_object_new(MARQEN_TYPE_GTK_DOCUMENT_VIEW, nullptr)); }

@@ -102,13 +102,23 @@ TEST_F(EditorFixture, DrawsTypesUndoesAndSavesASampleWithRealEvents) {
     xinput::key(GDK_KEY_Escape);
     ASSERT_EQ(page->textLayer()->children().size(), texts + 1);
 
-    // A second rectangle, undone with Ctrl+Z: the menu names the step to undo.
-    xinput::key(GDK_KEY_r);
-    const marqen::CGPoint from2 = viewPoint({500, 420}), to2 = viewPoint({600, 480});
-    xinput::drag(widget, from2.x, from2.y, to2.x, to2.y);
-    ASSERT_EQ(page->annotationLayer()->children().size(), annotations + 2);
+    // The new rectangle is selected with Tab (after the sample's two elements), copied and pasted.
+    for (int press = 0; press < 3; ++press) xinput::key(GDK_KEY_Tab);
+    auto *controller = marqen_gtk_document_view_get_controller(view);
+    ASSERT_EQ(controller->selectedElements().size(), 1u);
+    ASSERT_EQ(controller->selectedElements().front(), page->annotationLayer()->children().back());
+    xinput::key(GDK_KEY_c, false, true);
+    xinput::key(GDK_KEY_v, false, true);
+    ASSERT_TRUE(iterateUntil([&] { return page->annotationLayer()->children().size() == annotations + 2; }));
     g_autofree char *undoName = marqen_gtk_document_view_dup_undo_name(view);
-    EXPECT_STREQ(undoName, "Add Rectangle");
+    EXPECT_STREQ(undoName, "Paste");
+    // The clipboard offers the payload, a picture and no text (no text was selected).
+    GdkContentFormats *formats = gdk_clipboard_get_formats(gtk_widget_get_clipboard(widget));
+    EXPECT_TRUE(gdk_content_formats_contain_mime_type(formats, MARQEN_GTK_CLIPBOARD_MIME_TYPE));
+    EXPECT_TRUE(gdk_content_formats_contain_mime_type(formats, "image/png"));
+    EXPECT_FALSE(gdk_content_formats_contain_mime_type(formats, "text/plain;charset=utf-8"));
+
+    // Ctrl+Z takes the paste back.
     xinput::key(GDK_KEY_z, false, true);
     ASSERT_EQ(page->annotationLayer()->children().size(), annotations + 1);
     EXPECT_TRUE(marqen_gtk_document_view_get_modified(view));

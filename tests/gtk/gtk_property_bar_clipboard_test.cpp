@@ -1,0 +1,147 @@
+// The property bar over a document view (what it offers, choices applied as undo steps) and the view's
+// clipboard: pictures pasted as bitmap elements, hostile payloads refused without a change.
+#include <gtest/gtest.h>
+#include <gtk/gtk.h>
+
+#include <marqenkit-gtk/marqenkit-gtk.h>
+#include <marqenkit/dom/bitmap.h>
+#include <marqenkit/dom/layer.h>
+#include <marqenkit/dom/rectangle.h>
+#include <marqenkit/editing/property_color.h>
+#include <marqenkit/editing/tools_model.h>
+#include <marqenkit/foundation/geometry_functions.h>
+#include <marqenkit/interaction/document_view.h>
+#include <marqenkit/interaction/preferences.h>
+#include <marqenkit/foundation/undo_manager.h>
+
+#include "gtk_test_support.h"
+
+namespace {
+
+using namespace marqen::gtktest;
+
+struct BarFixture : ::testing::Test {
+    GtkWidget *box = nullptr;
+    MarqenGtkDocumentView *view = nullptr;
+    MarqenPropertyBar *bar = nullptr;
+    std::shared_ptr<marqen::MarqenDOMDocument> page;
+    std::shared_ptr<marqen::MarqenDOMRectangle> rectangle;
+    std::unique_ptr<TestWindow> window;
+
+    void SetUp() override {
+        marqen::MarqenPreferences::shared().setStore(std::make_shared<marqen::MarqenMemoryPreferencesStore>());
+        GtkWidget *widget = marqen_gtk_document_view_new();
+        view = MARQEN_GTK_DOCUMENT_VIEW(widget);
+        page = marqen::MarqenDOMDocument::createWithSize({600, 400}, 1);
+        rectangle = marqen::MarqenDOMRectangle::create();
+        rectangle->beginAtPoint({100, 100});
+        rectangle->endAtPoint({200, 180}, {0, 0}, {}, marqen::CGAffineTransformIdentity);
+        rectangle->setToolColor(marqen::MarqenPropertyColor::colorForColorID(0));
+        page->addNode(rectangle);
+        page->undoManager()->removeAllActions();
+        marqen_gtk_document_view_set_document(view, page);
+        bar = MARQEN_PROPERTY_BAR(marqen_property_bar_new(view));
+        box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+        gtk_box_append(GTK_BOX(box), GTK_WIDGET(bar));
+        gtk_box_append(GTK_BOX(box), widget);
+        window = std::make_unique<TestWindow>(box, 700, 500);
+    }
+    void TearDown() override { window.reset(); }
+    marqen::MarqenDocumentView &controller() { return *marqen_gtk_document_view_get_controller(view); }
+    size_t annotationCount() { return page->annotationLayer()->children().size(); }
+};
+
+TEST_F(BarFixture, OffersWhatTheToolAndSelectionTakeAndAppliesAChoiceAsOneStep) {
+    // The arrow tool with nothing selected: colour and size, no text style.
+    EXPECT_TRUE(marqen_property_bar_offers_color(bar));
+    EXPECT_TRUE(marqen_property_bar_offers_size(bar));
+    EXPECT_FALSE(marqen_property_bar_offers_text_style(bar));
+    marqen_gtk_document_view_set_tool(view, marqen::MarqenToolIDText);
+    ASSERT_TRUE(iterateUntil([&] { return marqen_property_bar_offers_text_style(bar); }));
+
+    // The red rectangle selected: red shows as chosen; green applies to it as "Color Change".
+    marqen_gtk_document_view_set_tool(view, marqen::MarqenToolIDArrow);
+    controller().selectElements({rectangle});
+    ASSERT_TRUE(iterateUntil([&] { return !marqen_property_bar_offers_text_style(bar); }));
+    EXPECT_EQ(marqen_property_bar_get_color_id(bar), 0u);
+    marqen_property_bar_choose_color(bar, 3);
+    ASSERT_TRUE(rectangle->toolColor());
+    EXPECT_EQ(marqen::MarqenPropertyColor::colorIDForColor(*rectangle->toolColor()), 3u);
+    EXPECT_EQ(marqen_property_bar_get_color_id(bar), 3u);
+    g_autofree char *name = marqen_gtk_document_view_dup_undo_name(view);
+    EXPECT_STREQ(name, "Color Change");
+    marqen_gtk_document_view_undo(view);
+    EXPECT_EQ(marqen::MarqenPropertyColor::colorIDForColor(*rectangle->toolColor()), 0u);
+
+    // A choice with nothing selected becomes the colour new elements are drawn with.
+    controller().clearNodeSelection();
+    marqen_property_bar_choose_color(bar, 4);
+    EXPECT_EQ(marqen::MarqenPropertyColor::colorIDForColor(controller().toolColor()), 4u);
+    marqen_property_bar_choose_size(bar, 4);
+    EXPECT_DOUBLE_EQ(controller().toolSize(), 1.0);
+    // Out-of-range choices change nothing.
+    marqen_property_bar_choose_size(bar, 9);
+    marqen_property_bar_choose_color(bar, 42);
+    EXPECT_DOUBLE_EQ(controller().toolSize(), 1.0);
+    EXPECT_EQ(marqen::MarqenPropertyColor::colorIDForColor(controller().toolColor()), 4u);
+}
+
+TEST_F(BarFixture, APastedPictureBecomesABitmapInTheMiddleOfThePage) {
+    // A 400 × 300 picture on a 600 × 400 page is fitted into half the page (300 × 200): 266.67 × 200.
+    GBytes *bytes = g_bytes_new_take(g_malloc0(400 * 300 * 4), 400 * 300 * 4);
+    GdkTexture *texture = gdk_memory_texture_new(400, 300, GDK_MEMORY_DEFAULT, bytes, 400 * 4);
+    g_bytes_unref(bytes);
+    gdk_clipboard_set_texture(gtk_widget_get_clipboard(GTK_WIDGET(view)), texture);
+    g_object_unref(texture);
+    gtk_widget_activate_action(GTK_WIDGET(view), "document-view.paste", nullptr);
+    // Bitmaps live in the page's background layer, over the page's own picture.
+    ASSERT_TRUE(iterateUntil([&] { return page->backgroundLayer()->children().size() == 1; }));
+    auto bitmap = std::dynamic_pointer_cast<marqen::MarqenDOMBitmap>(page->backgroundLayer()->children().back());
+    ASSERT_TRUE(bitmap);
+    ASSERT_TRUE(bitmap->image());
+    EXPECT_EQ(bitmap->image()->width(), 400);
+    const marqen::CGRect frame = bitmap->frame();
+    EXPECT_NEAR(frame.size.width, 400 * (200.0 / 300), 1e-6);
+    EXPECT_NEAR(frame.size.height, 200, 1e-6);
+    EXPECT_NEAR(marqen::CGRectGetMidX(frame), 300, 1e-6);
+    EXPECT_NEAR(marqen::CGRectGetMidY(frame), 200, 1e-6);
+    g_autofree char *name = marqen_gtk_document_view_dup_undo_name(view);
+    EXPECT_STREQ(name, "Paste");
+}
+
+TEST_F(BarFixture, HostilePayloadsOnTheClipboardChangeNothing) {
+    GdkClipboard *clipboard = gtk_widget_get_clipboard(GTK_WIDGET(view));
+    for (const std::string &payload : {std::string("{\"nodes\": [{\"type\": \"Vector\", \"extension\": 7}]"),
+                                      std::string("\x89PNG not json at all"), std::string(100000, '['), std::string()}) {
+        GBytes *bytes = g_bytes_new(payload.data(), payload.size());
+        GdkContentProvider *provider = gdk_content_provider_new_for_bytes(MARQEN_GTK_CLIPBOARD_MIME_TYPE, bytes);
+        g_bytes_unref(bytes);
+        gdk_clipboard_set_content(clipboard, provider);
+        g_object_unref(provider);
+        gtk_widget_activate_action(GTK_WIDGET(view), "document-view.paste", nullptr);
+        iterateFor(0.1);
+        EXPECT_EQ(annotationCount(), 1u);
+    }
+    EXPECT_FALSE(marqen_gtk_document_view_can_undo(view));
+    // Copying with nothing selected leaves the clipboard alone.
+    gdk_clipboard_set_text(clipboard, "kept");
+    gtk_widget_activate_action(GTK_WIDGET(view), "document-view.copy", nullptr);
+    EXPECT_FALSE(gdk_content_formats_contain_mime_type(gdk_clipboard_get_formats(clipboard), MARQEN_GTK_CLIPBOARD_MIME_TYPE));
+    EXPECT_TRUE(gdk_content_formats_contain_gtype(gdk_clipboard_get_formats(clipboard), G_TYPE_STRING));
+}
+
+TEST_F(BarFixture, ARoundTripThroughTheClipboardCopiesTheSelection) {
+    controller().selectElements({rectangle});
+    gtk_widget_activate_action(GTK_WIDGET(view), "document-view.cut", nullptr);
+    EXPECT_EQ(annotationCount(), 0u);
+    gtk_widget_activate_action(GTK_WIDGET(view), "document-view.paste", nullptr);
+    ASSERT_TRUE(iterateUntil([&] { return annotationCount() == 1; }));
+    auto pasted = std::dynamic_pointer_cast<marqen::MarqenDOMRectangle>(page->annotationLayer()->children().front());
+    ASSERT_TRUE(pasted);
+    EXPECT_NE(pasted, rectangle);
+    EXPECT_NE(pasted->guid(), rectangle->guid());
+    // Nothing lies under it any more, so it comes back exactly where it was cut.
+    EXPECT_EQ(pasted->bezierPath()->bounds().origin.x, rectangle->bezierPath()->bounds().origin.x);
+}
+
+}  // namespace
