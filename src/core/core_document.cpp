@@ -163,6 +163,11 @@ std::shared_ptr<CoreMarqenDocument> CoreMarqenDocument::initWithBackgroundImage(
     return std::shared_ptr<CoreMarqenDocument>(new CoreMarqenDocument(std::move(composition)));
 }
 
+std::shared_ptr<CoreMarqenDocument> CoreMarqenDocument::documentWithComposition(std::shared_ptr<MarqenComposition> composition) {
+    if (!composition || composition->documents().empty()) return nullptr;
+    return std::shared_ptr<CoreMarqenDocument>(new CoreMarqenDocument(std::move(composition)));
+}
+
 std::optional<std::string> CoreMarqenDocument::title() const { return composition_->title(); }
 void CoreMarqenDocument::setTitle(const std::optional<std::string> &title) { composition_->setTitle(title); }
 size_t CoreMarqenDocument::pageCount() const { return composition_->documents().size(); }

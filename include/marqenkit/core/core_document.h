@@ -62,6 +62,9 @@ public:
     // scale 1; otherwise lossless at scale 1 or 2 as above.
     static std::shared_ptr<CoreMarqenDocument> initWithBackgroundImage(const MarqenImageRef &image, CGFloat scale,
                                                                        const MarqenJSON &imageProperties, bool lossy);
+    // A facade over a composition made elsewhere (for example MarqenComposition::initWithURL(url, jsonURL)).
+    // Null for a null composition or one without pages.
+    static std::shared_ptr<CoreMarqenDocument> documentWithComposition(std::shared_ptr<MarqenComposition> composition);
     // Restores an archive made by encodeWithCoder (here or in another process); older archives name the
     // bundle under CoreMarqenDocumentCodedURL. Null with an error when the bundle cannot be opened.
     static std::shared_ptr<CoreMarqenDocument> initWithCoder(const MarqenJSON &archive, MarqenError *error = nullptr);

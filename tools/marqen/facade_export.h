@@ -1,0 +1,31 @@
+#pragma once
+// The commands that go through the document facade (open, export, annotate, original): opening a file
+// with the command's error conventions, and the export options they share.
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "core/core_document.h"
+
+namespace marqen::cli {
+
+// Value options and flags of an export: -o, --format, --summary-title, --author, --quality, --page,
+// --watermark; --flat, --summary.
+extern const std::vector<std::string> kExportValueOptions;
+extern const std::vector<std::string> kExportFlags;
+// The usage lines describing them, for the commands' --help.
+extern const char *const kExportOptionsHelp;
+
+// Opens path through the facade; fails the command (exit 1) with "PATH: reason" when it cannot.
+std::shared_ptr<CoreMarqenDocument> openDocumentOrFail(const std::string &path,
+                                                       std::optional<MarqenExportFormat> *format = nullptr);
+
+// Writes the document to the -o file in the format the options ask for (by --format, or by the output's
+// extension: png, jpg, heic and pdf editable unless --flat; tif, gif, bmp and jp2 flat). Throws
+// CommandError: usage (2) for bad options, failure (1) when writing fails. Returns the format written.
+MarqenExportFormat exportDocument(CoreMarqenDocument &document, const Arguments &arguments);
+
+}  // namespace marqen::cli
