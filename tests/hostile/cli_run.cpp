@@ -10,7 +10,15 @@
 
 #include "support/test_support.h"
 
+#include <gtest/gtest.h>
+
 namespace marqen::test {
+
+void expectWithinBounds(const MeasuredRun &run) {
+    EXPECT_EQ(run.signal, 0) << run.err;
+    EXPECT_LT(run.seconds, kSecondsBound);
+    EXPECT_LT(run.maximumResidentKB, kResidentKBBound);
+}
 
 MeasuredRun runMeasured(const std::vector<std::string> &arguments, int killAfterSeconds) {
     TempDir dir;

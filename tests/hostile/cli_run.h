@@ -21,4 +21,7 @@ MeasuredRun runMeasured(const std::vector<std::string> &arguments, int killAfter
 inline constexpr double kSecondsBound = 20.0;
 inline constexpr long kResidentKBBound = 700 * 1024;
 
+// The run ended by itself, within both bounds.
+void expectWithinBounds(const MeasuredRun &run);
+
 }  // namespace marqen::test

@@ -13,12 +13,6 @@ namespace {
 const char *kDocumentStart =
     R"({"type":"Document","guid":"4A1B2C3D-0000-4000-8000-000000000001","frame":{"x":0,"y":0,"width":100,"height":100},)";
 
-void expectWithinBounds(const MeasuredRun &run) {
-    EXPECT_EQ(run.signal, 0) << run.err;
-    EXPECT_LT(run.seconds, kSecondsBound);
-    EXPECT_LT(run.maximumResidentKB, kResidentKBBound);
-}
-
 }  // namespace
 
 TEST(HostileJSON, ADocumentWithFourHundredThousandObjectsInOneArrayIsInspectedQuickly) {

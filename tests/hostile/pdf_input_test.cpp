@@ -5,17 +5,22 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <zlib.h>
+
 #include <chrono>
+#include <map>
 #include <thread>
 
+#include "hostile/cli_run.h"
 #include "support/test_support.h"
 
 using namespace marqen::test;
 
 namespace {
 
-// A PDF of `pages` pages in one flat page tree, with a correct cross-reference table.
-std::string flatPDF(int pages) {
+// A PDF of `pages` pages in one flat page tree, with a correct cross-reference table; or, when
+// `onePageRepeated`, one page object listed `pages` times in the tree.
+std::string flatPDF(int pages, bool onePageRepeated = false) {
     std::string pdf = "%PDF-1.7\n";
     std::vector<size_t> offsets;
     auto add = [&](const std::string &body) {
@@ -24,9 +29,9 @@ std::string flatPDF(int pages) {
     };
     add("<< /Type /Catalog /Pages 2 0 R >>");
     std::string kids;
-    for (int i = 0; i < pages; ++i) kids += std::to_string(3 + i) + " 0 R ";
+    for (int i = 0; i < pages; ++i) kids += std::to_string(3 + (onePageRepeated ? 0 : i)) + " 0 R ";
     add("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages) + " >>");
-    for (int i = 0; i < pages; ++i) add("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
+    for (int i = 0; i < (onePageRepeated ? 1 : pages); ++i) add("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
     const size_t xref = pdf.size();
     pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
     char line[32];
@@ -77,4 +82,87 @@ TEST(HostilePDF, TheCommandLineNeverMapsItsInputSoTruncationCannotEndItWithASign
     std::string err;
     EXPECT_EQ(runCli("pdf-info " + path.string(), nullptr, &err), 1);
     EXPECT_EQ(err.rfind("marqen: ", 0), 0u) << err;
+}
+
+namespace {
+
+// Forty pages, each the one object of its own object stream; every object stream decodes to 80 MB (the
+// object, then zeros), which the per-stream limit of a 3 MB file allows. The cross-reference stream
+// lists each page inside its stream.
+std::string objectStreamBombPDF() {
+    constexpr int kPages = 40;
+    std::string decoded = "0 0 << /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>";
+    decoded.resize(size_t(80) << 20, '\0');
+    uLongf compressedLength = compressBound(uLong(decoded.size()));
+    std::string compressed(compressedLength, '\0');
+    EXPECT_EQ(compress2(reinterpret_cast<Bytef *>(compressed.data()), &compressedLength,
+                        reinterpret_cast<const Bytef *>(decoded.data()), uLong(decoded.size()), 9),
+              Z_OK);
+    compressed.resize(compressedLength);
+
+    std::string pdf = "%PDF-1.7\n";
+    std::map<int, size_t> offsets;
+    auto add = [&](int number, const std::string &body) {
+        offsets[number] = pdf.size();
+        pdf += std::to_string(number) + " 0 obj\n" + body + "\nendobj\n";
+    };
+    add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    std::string kids;
+    for (int i = 0; i < kPages; ++i) kids += std::to_string(3 + i) + " 0 R ";
+    add(2, "<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(kPages) + " >>");
+    const int firstStream = 3 + kPages;
+    for (int i = 0; i < kPages; ++i)
+        add(firstStream + i, "<< /Type /ObjStm /N 1 /First 4 /Filter /FlateDecode /Length " +
+                                 std::to_string(compressed.size()) + " >>\nstream\n" + compressed + "\nendstream");
+    // Cross-reference stream, /W [1 4 2]: free 0, offsets of 1, 2 and the streams, pages inside streams.
+    const int xrefNumber = firstStream + kPages;
+    auto entry = [](int type, uint32_t field, uint16_t index) {
+        std::string bytes(1, char(type));
+        for (int shift = 24; shift >= 0; shift -= 8) bytes += char((field >> shift) & 0xff);
+        bytes += char(index >> 8);
+        bytes += char(index & 0xff);
+        return bytes;
+    };
+    std::string rows = entry(0, 0, 0xffff);
+    const size_t xrefOffset = pdf.size();
+    for (int number = 1; number < xrefNumber; ++number) {
+        const bool inStream = number >= 3 && number < firstStream;
+        rows += inStream ? entry(2, uint32_t(firstStream + number - 3), 0) : entry(1, uint32_t(offsets[number]), 0);
+    }
+    rows += entry(1, uint32_t(xrefOffset), 0);
+    pdf += std::to_string(xrefNumber) + " 0 obj\n<< /Type /XRef /Size " + std::to_string(xrefNumber + 1) +
+           " /W [1 4 2] /Root 1 0 R /Length " + std::to_string(rows.size()) + " >>\nstream\n" + rows +
+           "\nendstream\nendobj\nstartxref\n" + std::to_string(xrefOffset) + "\n%%EOF\n";
+    return pdf;
+}
+
+}  // namespace
+
+TEST(HostilePDF, TwentyThousandFlatPagesAndOnePageRepeatedAreCountedQuickly) {
+    TempDir dir;
+    writeFile(dir / "flat.pdf", flatPDF(20000));
+    auto flat = runMeasured({"pdf-info", "--json", (dir / "flat.pdf").string()});
+    expectWithinBounds(flat);
+    ASSERT_EQ(flat.exitStatus, 0) << flat.err;
+    EXPECT_NE(flat.out.find("\"pages\": 20000"), std::string::npos) << flat.out.substr(0, 200);
+
+    // The same page object listed 20,000 times: shown as 20,000 pages, as viewers show it.
+    const std::string repeated = flatPDF(20000, true);
+    writeFile(dir / "repeated.pdf", repeated);
+    auto run = runMeasured({"pdf-info", "--json", (dir / "repeated.pdf").string()});
+    expectWithinBounds(run);
+    ASSERT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_NE(run.out.find("\"pages\": 20000"), std::string::npos) << run.out.substr(0, 200);
+}
+
+TEST(HostilePDF, ObjectStreamsDecodingToGigabytesStopAtTheFilesTotal) {
+    TempDir dir;
+    const std::string pdf = objectStreamBombPDF();
+    ASSERT_LT(pdf.size(), size_t(4) << 20);
+    writeFile(dir / "bombs.pdf", pdf);
+    auto run = runMeasured({"pdf-info", "--json", (dir / "bombs.pdf").string()});
+    expectWithinBounds(run);
+    EXPECT_LT(run.maximumResidentKB, 450 * 1024);  // 40 streams of 80 MB would be 3.2 GB
+    EXPECT_NE(run.err.find("Decoded streams exceed the file's total of 268435456 bytes"), std::string::npos)
+        << run.err.substr(0, 400);
 }

@@ -62,7 +62,9 @@ struct ValueTransform {
             if (!info) return std::nullopt;
             std::optional<std::string> bytes = this->stream(stream->rawData(), stream->streamInfo());
             if (!bytes) return std::nullopt;
-            return MarqenPDFObject(std::make_shared<const MarqenPDFStream>(std::move(*info), std::move(*bytes)));
+            // The deciphered stream keeps the limits of the one it replaces.
+            return MarqenPDFObject(std::make_shared<const MarqenPDFStream>(
+                std::move(*info), std::move(*bytes), stream->maximumDecodedLength(), stream->decodeAllowance()));
         }
         return value;
     }

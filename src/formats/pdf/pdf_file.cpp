@@ -56,12 +56,25 @@ size_t decodedStreamLimit(const MarqenPDFOptions &options, size_t fileLength) {
                                               : MarqenPDFStream::kDefaultMaximumDecodedLength;
 }
 
+std::shared_ptr<MarqenPDFDecodeAllowance> totalDecodeAllowance(const MarqenPDFOptions &options, size_t fileLength) {
+    size_t total = options.maximumTotalDecodedLength;
+    if (size_t multiple = options.maximumTotalDecodedLengthPerFileByte) {
+        size_t length = std::max<size_t>(fileLength, 1);
+        total = std::max(total, length > SIZE_MAX / multiple ? SIZE_MAX : length * multiple);
+    }
+    if (!total) return nullptr;
+    auto allowance = std::make_shared<MarqenPDFDecodeAllowance>();
+    allowance->total = allowance->remaining = total;
+    return allowance;
+}
+
 }  // namespace
 
 MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options)
     : pdfData_(std::move(data)),
       pdfView_(pdfData_->view()),
       maximumDecodedStreamLength_(decodedStreamLimit(options, pdfView_.size())),
+      decodeAllowance_(totalDecodeAllowance(options, pdfView_.size())),
       current_(std::make_shared<XrefTable>()),
       userPassword_(options.userPassword),
       ownerPassword_(options.ownerPassword) {
@@ -318,7 +331,8 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
                 return std::nullopt;
             }
             value = MarqenPDFObject(std::make_shared<const MarqenPDFStream>(
-                *dictionary, pdfData_, data.substr(dataStart, size_t(dataLength)), maximumDecodedStreamLength_));
+                *dictionary, pdfData_, data.substr(dataStart, size_t(dataLength)), maximumDecodedStreamLength_,
+                decodeAllowance_));
         }
     }
     if (securityHandler_ && objectNumber != encryptObjectNumber_) {

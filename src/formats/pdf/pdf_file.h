@@ -45,6 +45,11 @@ struct MarqenPDFOptions {
     // When not 0, the limit is instead this many times the file's length, so that small files cannot
     // expand into large allocations while large files keep room.
     size_t maximumDecodedStreamLengthPerFileByte = 0;
+    // All streams of one file together may decode to at most this many bytes (0: no total), or, when
+    // the ratio is not 0, to the larger of that and this many times the file's length. Decoded streams
+    // stay cached, so this bounds what a file can make the reader hold.
+    size_t maximumTotalDecodedLength = 0;
+    size_t maximumTotalDecodedLengthPerFileByte = 0;
     // Files are mapped; this reads them into memory instead, for hosts whose files may be truncated by
     // others while open.
     bool copyFileIntoMemory = false;
@@ -205,6 +210,7 @@ private:
     std::string_view pdfView_;
     std::shared_ptr<MarqenPDFSourceFile> sourceFile_;  // the file read, when opened from one
     size_t maximumDecodedStreamLength_;
+    std::shared_ptr<MarqenPDFDecodeAllowance> decodeAllowance_;
     uint64_t xrefOffset_ = 0;
     std::shared_ptr<XrefTable> current_;
     std::shared_ptr<XrefTable> original_;

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "formats/pdf/pdf_filters.h"
+#include "formats/pdf/pdf_warnings.h"
 
 namespace marqen {
 
@@ -171,14 +172,17 @@ void MarqenPDFDictionary::removeObjectForKey(std::string_view name) {
 }
 
 MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const void> storage,
-                                 std::string_view rawData, size_t maximumDecodedLength)
+                                 std::string_view rawData, size_t maximumDecodedLength,
+                                 std::shared_ptr<MarqenPDFDecodeAllowance> allowance)
     : streamInfo_(std::move(streamInfo)),
       storage_(std::move(storage)),
       rawData_(rawData),
-      maximumDecodedLength_(maximumDecodedLength) {}
+      maximumDecodedLength_(maximumDecodedLength),
+      allowance_(std::move(allowance)) {}
 
-MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string rawData)
-    : streamInfo_(std::move(streamInfo)) {
+MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string rawData, size_t maximumDecodedLength,
+                                 std::shared_ptr<MarqenPDFDecodeAllowance> allowance)
+    : streamInfo_(std::move(streamInfo)), maximumDecodedLength_(maximumDecodedLength), allowance_(std::move(allowance)) {
     auto owned = std::make_shared<const std::string>(std::move(rawData));
     rawData_ = *owned;
     storage_ = std::move(owned);
@@ -186,8 +190,17 @@ MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string raw
 
 const std::string *MarqenPDFStream::stream() const {
     if (!decoded_) {
-        decodedData_ = MarqenPDFDecodeStreamData(rawData_, streamInfo_, maximumDecodedLength_);
         decoded_ = true;
+        size_t limit = maximumDecodedLength_;
+        if (allowance_) limit = std::min(limit, allowance_->remaining);
+        decodedData_ = MarqenPDFDecodeStreamData(rawData_, streamInfo_, limit);
+        if (allowance_ && decodedData_) {
+            allowance_->remaining -= decodedData_->size();
+        } else if (allowance_ && limit < maximumDecodedLength_ && !allowance_->exhausted) {
+            allowance_->exhausted = true;
+            marqenPDFWarn("MarqenPDF: Decoded streams exceed the file's total of " + std::to_string(allowance_->total) +
+                          " bytes; later streams are not decoded");
+        }
     }
     return decodedData_ ? &*decodedData_ : nullptr;
 }
@@ -209,7 +222,8 @@ std::shared_ptr<const MarqenPDFStream> MarqenPDFStream::makeNewStreamWithCompres
 }
 
 std::shared_ptr<const MarqenPDFStream> MarqenPDFStream::streamWithInfo(MarqenPDFDictionary streamInfo) const {
-    return std::make_shared<const MarqenPDFStream>(std::move(streamInfo), storage_, rawData_, maximumDecodedLength_);
+    return std::make_shared<const MarqenPDFStream>(std::move(streamInfo), storage_, rawData_, maximumDecodedLength_,
+                                                   allowance_);
 }
 
 }  // namespace marqen

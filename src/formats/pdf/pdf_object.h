@@ -140,21 +140,33 @@ private:
     std::unordered_map<std::string, size_t> index_;
 };
 
+// What the streams of one file may still decode to, together. Shared by every stream the file's reader
+// makes; like the reader, used on one thread at a time.
+struct MarqenPDFDecodeAllowance {
+    size_t total = 0;
+    size_t remaining = 0;
+    bool exhausted = false;  // a decode was refused for it (warned once)
+};
+
 class MarqenPDFStream {
 public:
     static constexpr size_t kDefaultMaximumDecodedLength = size_t(512) << 20;
 
     // A stream over bytes held elsewhere (the file's buffer): rawData is not copied.
     MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const void> storage,
-                    std::string_view rawData, size_t maximumDecodedLength = kDefaultMaximumDecodedLength);
+                    std::string_view rawData, size_t maximumDecodedLength = kDefaultMaximumDecodedLength,
+                    std::shared_ptr<MarqenPDFDecodeAllowance> allowance = nullptr);
     // A stream owning its bytes.
-    MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string rawData);
+    MarqenPDFStream(MarqenPDFDictionary streamInfo, std::string rawData,
+                    size_t maximumDecodedLength = kDefaultMaximumDecodedLength,
+                    std::shared_ptr<MarqenPDFDecodeAllowance> allowance = nullptr);
 
     const MarqenPDFDictionary &streamInfo() const { return streamInfo_; }
     std::string_view rawData() const { return rawData_; }
     // Keeps the bytes that rawData points into alive.
     const std::shared_ptr<const void> &storage() const { return storage_; }
     size_t maximumDecodedLength() const { return maximumDecodedLength_; }
+    const std::shared_ptr<MarqenPDFDecodeAllowance> &decodeAllowance() const { return allowance_; }
 
     // The decoded bytes (cached after the first call), or null when the filters cannot be undone.
     const std::string *stream() const;
@@ -172,6 +184,7 @@ private:
     std::shared_ptr<const void> storage_;
     std::string_view rawData_;
     size_t maximumDecodedLength_ = kDefaultMaximumDecodedLength;
+    std::shared_ptr<MarqenPDFDecodeAllowance> allowance_;
     mutable bool decoded_ = false;
     mutable std::optional<std::string> decodedData_;
 };
