@@ -5,6 +5,7 @@
 #include "dom/bitmap.h"
 #include "dom/document.h"
 #include "dom/layer.h"
+#include "dom/text.h"
 #include "foundation/base64.h"
 #include "foundation/log.h"
 #include "foundation/uuid.h"
@@ -109,7 +110,21 @@ bool MarqenClipboardElementsFromPayload(const std::string &text, std::vector<std
         auto it = renamed.find(*node->labelGUID());
         node->setLabelGUID(it == renamed.end() ? std::nullopt : std::optional(it->second));
     }
-    if (elements) *elements = std::move(result);
+    // A label comes only with the element it labels; one whose element stayed behind is left out.
+    std::vector<std::shared_ptr<MarqenDOMElement>> kept;
+    for (const auto &element : result) {
+        auto text = std::dynamic_pointer_cast<MarqenDOMText>(element);
+        if (text && text->labelParentGUID()) {
+            auto it = renamed.find(*text->labelParentGUID());
+            if (it == renamed.end() || it->second == text->guid()) {
+                marqenLog("Clipboard label skipped: the element it labels is not in the payload");
+                continue;
+            }
+            text->setLabelParentGUID(it->second);
+        }
+        kept.push_back(element);
+    }
+    if (elements) *elements = std::move(kept);
     return true;
 }
 

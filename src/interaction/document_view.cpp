@@ -19,6 +19,7 @@
 #include "foundation/queues.h"
 #include "foundation/undo_manager.h"
 #include "interaction/clipboard_payload.h"
+#include "interaction/element_geometry.h"
 #include "interaction/preferences.h"
 #include "interaction/text_editing_session.h"
 #include "platform/text_layout.h"
@@ -36,23 +37,10 @@ bool isUsablePoint(CGPoint point) {
     return isFinitePoint(point) && std::fabs(point.x) < kCoordinateLimit && std::fabs(point.y) < kCoordinateLimit;
 }
 
-// An arrow refuses to get shorter than its minimum one end at a time, which would bend a moved or restored
-// arrow; moving it whole and putting back a saved shape never shorten it, so the check stays out of the way.
-template <typename Change>
-void withoutArrowMinimum(MarqenDOMElement &element, Change change) {
-    auto *arrow = dynamic_cast<MarqenDOMArrow *>(&element);
-    bool previous = arrow && arrow->ignoreMinimumConstraints();
-    if (arrow) arrow->setIgnoreMinimumConstraints(true);
-    change();
-    if (arrow) arrow->setIgnoreMinimumConstraints(previous);
-}
-
-void translateElement(MarqenDOMElement &element, CGPoint delta) {
-    withoutArrowMinimum(element, [&] { element.translate(delta); });
-}
+void translateElement(MarqenDOMElement &element, CGPoint delta) { MarqenTranslateElement(element, delta); }
 
 void restoreGeometry(MarqenDOMElement &element, const std::any &geometry) {
-    withoutArrowMinimum(element, [&] { element.setElementGeometry(geometry); });
+    MarqenRestoreElementGeometry(element, geometry);
 }
 
 // The highlighter draws a translucent stroke of the tool colour.
@@ -78,6 +66,8 @@ void MarqenDocumentView::setZoom(CGFloat zoom, CGPoint anchor) {
     pan_ = CGPoint{anchor.x - page.x * zoom_, anchor.y - page.y * zoom_};
     redrawAll();
 }
+
+bool MarqenDocumentView::isUsablePointForView(CGPoint point) { return isUsablePoint(point); }
 
 void MarqenDocumentView::setPan(CGPoint pan) {
     if (!isUsablePoint(pan)) return;
@@ -151,14 +141,22 @@ void MarqenDocumentView::selectElements(std::vector<std::shared_ptr<MarqenDOMEle
     notifySelection();
 }
 
+namespace {
+
+// A label belongs to the element it labels: it is selected, moved and removed through that element.
+std::shared_ptr<MarqenDOMElement> ownerOfLabel(const std::shared_ptr<MarqenDOMElement> &element) {
+    auto text = std::dynamic_pointer_cast<MarqenDOMText>(element);
+    if (!text || !text->isLabel()) return element;
+    return std::dynamic_pointer_cast<MarqenDOMElement>(text->labelParentNode());
+}
+
+}  // namespace
+
 void MarqenDocumentView::selectAll() {
     if (!document_) return;
     std::vector<std::shared_ptr<MarqenDOMElement>> all;
-    for (const auto &layer : {document_->annotationLayer(), document_->textLayer()}) {
-        if (!layer) continue;
-        for (const auto &child : layer->children())
-            if (auto element = std::dynamic_pointer_cast<MarqenDOMElement>(child)) all.push_back(element);
-    }
+    for (const auto &element : allElementsOnPage(false))
+        if (ownerOfLabel(element) == element) all.push_back(element);
     selectElements(std::move(all));
 }
 
@@ -172,7 +170,9 @@ std::shared_ptr<MarqenDOMElement> MarqenDocumentView::elementAtViewPoint(CGPoint
         auto children = layer->children();
         for (auto it = children.rbegin(); it != children.rend(); ++it) {
             auto element = std::dynamic_pointer_cast<MarqenDOMElement>(*it);
-            if (element && element->hitTestWithPoint(modelPoint, slop)) return element;
+            if (element && element->hitTestWithPoint(modelPoint, slop)) {
+                if (auto owner = ownerOfLabel(element)) return owner;
+            }
         }
     }
     return nullptr;
@@ -206,6 +206,14 @@ void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
         }
     }
     if (beginHandleDrag(event.location)) return;
+    if (tool == MarqenToolIDPixelate || tool == MarqenToolIDCrop) {
+        // Both choose a rectangle of the page by dragging, whatever lies under the pointer.
+        clearNodeSelection();
+        gesture_ = Gesture::ChoosingRect;
+        pendingRect_ = CGRectMake(modelPoint.x, modelPoint.y, 0, 0);
+        setCursor("crosshair");
+        return;
+    }
     if (tool == MarqenToolIDPan) {
         gesture_ = Gesture::Panning;
         setCursor("grabbing");
@@ -225,7 +233,7 @@ void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
         if (!selected) selectElements({hit});
         gesture_ = Gesture::Moving;
         moveStartGeometries_.clear();
-        for (const auto &element : selection_) moveStartGeometries_.push_back(element->elementGeometry());
+        for (const auto &element : selection_) moveStartGeometries_.push_back(MarqenElementGeometry(*element));
         if (auto undo = undoManager()) undo->disableUndoRegistration();
         setCursor("move");
         return;
@@ -295,143 +303,6 @@ void MarqenDocumentView::beginDrawing(CGPoint modelPoint, const MarqenPointerEve
     redrawAll();
 }
 
-namespace {
-
-bool isBoxShape(const MarqenDOMElement &element) {
-    return dynamic_cast<const MarqenDOMRectangle *>(&element) || dynamic_cast<const MarqenDOMEllipse *>(&element);
-}
-
-CGRect handleRect(CGPoint center) {
-    constexpr CGFloat half = MarqenDocumentView::kHandleSize / 2;
-    return CGRectMake(center.x - half, center.y - half, MarqenDocumentView::kHandleSize, MarqenDocumentView::kHandleSize);
-}
-
-// The point of a resize handle on a rectangle.
-CGPoint boxHandlePoint(CGRect box, MarqenHandleKind kind) {
-    CGFloat minX = CGRectGetMinX(box), midX = CGRectGetMidX(box), maxX = CGRectGetMaxX(box);
-    CGFloat minY = CGRectGetMinY(box), midY = CGRectGetMidY(box), maxY = CGRectGetMaxY(box);
-    switch (kind) {
-        case MarqenHandleKind::TopLeft: return {minX, minY};
-        case MarqenHandleKind::Top: return {midX, minY};
-        case MarqenHandleKind::TopRight: return {maxX, minY};
-        case MarqenHandleKind::Right: return {maxX, midY};
-        case MarqenHandleKind::BottomRight: return {maxX, maxY};
-        case MarqenHandleKind::Bottom: return {midX, maxY};
-        case MarqenHandleKind::BottomLeft: return {minX, maxY};
-        case MarqenHandleKind::Left: return {minX, midY};
-        default: return {midX, midY};
-    }
-}
-
-constexpr MarqenHandleKind kBoxHandles[] = {MarqenHandleKind::TopLeft,     MarqenHandleKind::Top,
-                                            MarqenHandleKind::TopRight,    MarqenHandleKind::Right,
-                                            MarqenHandleKind::BottomRight, MarqenHandleKind::Bottom,
-                                            MarqenHandleKind::BottomLeft,  MarqenHandleKind::Left};
-
-// The shape's own box: its outline without the stroke (the vertices of a rectangle, the ellipse's rectangle).
-CGRect shapeBox(const MarqenDOMElement &element) {
-    if (auto vector = dynamic_cast<const MarqenDOMVector *>(&element); vector && vector->bezierPath())
-        return vector->bezierPath()->bounds();
-    return element.contentBounds();
-}
-
-}  // namespace
-
-std::vector<MarqenHandle> MarqenDocumentView::handles() const {
-    std::vector<MarqenHandle> result;
-    if (gesture_ != Gesture::None || selection_.size() != 1) return result;
-    const auto &element = selection_.front();
-    CGAffineTransform toView = modelToViewTransform();
-    if (auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(element)) {
-        result.push_back({MarqenHandleKind::StartPoint, handleRect(CGPointApplyAffineTransform(twoPoint->startPoint(), toView))});
-        result.push_back({MarqenHandleKind::EndPoint, handleRect(CGPointApplyAffineTransform(twoPoint->endPoint(), toView))});
-    } else if (isBoxShape(*element)) {
-        CGRect box = CGRectApplyAffineTransform(shapeBox(*element), toView);
-        for (MarqenHandleKind kind : kBoxHandles) result.push_back({kind, handleRect(boxHandlePoint(box, kind))});
-    }
-    return result;
-}
-
-bool MarqenDocumentView::beginHandleDrag(CGPoint viewPoint) {
-    auto list = handles();
-    // Later handles are drawn on top: the end point wins over the start point of a very short line.
-    for (auto it = list.rbegin(); it != list.rend(); ++it) {
-        if (!CGRectContainsPoint(it->viewRect, viewPoint)) continue;
-        handleKind_ = it->kind;
-        savedGeometry_ = selection_.front()->elementGeometry();
-        savedBounds_ = shapeBox(*selection_.front());
-        if (!savedGeometry_.has_value()) return false;
-        if (auto undo = undoManager()) undo->disableUndoRegistration();
-        gesture_ = Gesture::Handle;
-        setCursor("crosshair");
-        return true;
-    }
-    return false;
-}
-
-void MarqenDocumentView::dragHandle(CGPoint modelPoint, bool shift) {
-    if (selection_.size() != 1) return;
-    const auto &element = selection_.front();
-    if (auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(element)) {
-        twoPoint->setSnap(shift);
-        if (handleKind_ == MarqenHandleKind::StartPoint)
-            twoPoint->setStartPoint(modelPoint);
-        else
-            twoPoint->setEndPoint(modelPoint);
-        return;
-    }
-    // Resize from the saved shape each time, so that rounding never accumulates; the opposite side stays.
-    // The handles name sides as the user sees them, so the work is done in view space and only the
-    // factors and the fixed point go back to the model.
-    CGAffineTransform toView = modelToViewTransform();
-    CGRect box = CGRectApplyAffineTransform(savedBounds_, toView);
-    if (!(box.size.width > 0) || !(box.size.height > 0)) return;
-    CGPoint viewPoint = CGPointApplyAffineTransform(modelPoint, toView);
-    CGFloat minX = CGRectGetMinX(box), maxX = CGRectGetMaxX(box), minY = CGRectGetMinY(box), maxY = CGRectGetMaxY(box);
-    bool left = handleKind_ == MarqenHandleKind::TopLeft || handleKind_ == MarqenHandleKind::Left ||
-                handleKind_ == MarqenHandleKind::BottomLeft;
-    bool right = handleKind_ == MarqenHandleKind::TopRight || handleKind_ == MarqenHandleKind::Right ||
-                 handleKind_ == MarqenHandleKind::BottomRight;
-    bool top = handleKind_ == MarqenHandleKind::TopLeft || handleKind_ == MarqenHandleKind::Top ||
-               handleKind_ == MarqenHandleKind::TopRight;
-    bool bottom = handleKind_ == MarqenHandleKind::BottomLeft || handleKind_ == MarqenHandleKind::Bottom ||
-                  handleKind_ == MarqenHandleKind::BottomRight;
-    const CGFloat minimum = zoom_;  // one model unit
-    CGFloat newMinX = left ? std::min(viewPoint.x, maxX - minimum) : minX;
-    CGFloat newMaxX = right ? std::max(viewPoint.x, minX + minimum) : maxX;
-    CGFloat newMinY = top ? std::min(viewPoint.y, maxY - minimum) : minY;
-    CGFloat newMaxY = bottom ? std::max(viewPoint.y, minY + minimum) : maxY;
-    CGSize factors{(newMaxX - newMinX) / box.size.width, (newMaxY - newMinY) / box.size.height};
-    if (shift && (left || right) && (top || bottom)) factors.width = factors.height = std::max(factors.width, factors.height);
-    CGPoint anchor = CGPointApplyAffineTransform(CGPoint{left ? maxX : minX, top ? maxY : minY}, viewToModelTransform());
-    restoreGeometry(*element, savedGeometry_);
-    element->scale(factors, anchor);
-}
-
-void MarqenDocumentView::finishHandleDrag() {
-    gesture_ = Gesture::None;
-    if (selection_.size() != 1) return;
-    const auto &element = selection_.front();
-    UndoManager *undo = undoManager();
-    std::any final = element->elementGeometry();
-    auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(element);
-    auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(element);
-    if (twoPoint) twoPoint->setSnap(false);
-    // Back to where the drag began without undo, then the final shape as one undoable change. The final
-    // points passed the arrow's length guard while dragging, so the guard stays out of the way here.
-    if (arrow) arrow->setIgnoreMinimumConstraints(true);
-    element->setElementGeometry(savedGeometry_);
-    if (undo) undo->enableUndoRegistration();
-    {
-        UndoGroupScope group(undo);
-        element->setElementGeometry(final);
-        std::string name = arrow ? "Arrow Endpoint" : twoPoint ? "Line Endpoint" : "Resize";
-        if (undo) undo->setActionName(MarqenLocalizedString(name));
-    }
-    if (arrow) arrow->setIgnoreMinimumConstraints(false);
-    savedGeometry_.reset();
-}
-
 void MarqenDocumentView::pointerMoved(const MarqenPointerEvent &event) {
     if (gesture_ == Gesture::None || !isUsablePoint(event.location)) return;
     CGPoint modelPoint = modelPointForViewPoint(event.location);
@@ -449,10 +320,15 @@ void MarqenDocumentView::pointerMoved(const MarqenPointerEvent &event) {
         case Gesture::Moving: {
             CGPoint delta{modelPoint.x - lastModelPoint_.x, modelPoint.y - lastModelPoint_.y};
             for (const auto &element : selection_) translateElement(*element, delta);
+            placeLabelsQuietly(selection_);
             movedBy_ = CGPoint{movedBy_.x + delta.x, movedBy_.y + delta.y};
             break;
         }
         case Gesture::Handle: dragHandle(modelPoint, event.modifiers & MarqenModifierShift); break;
+        case Gesture::ChoosingRect:
+            pendingRect_ = CGRectStandardize(CGRectMake(gestureStart_.x, gestureStart_.y, modelPoint.x - gestureStart_.x,
+                                                        modelPoint.y - gestureStart_.y));
+            break;
         case Gesture::Panning:
             setPan(CGPoint{pan_.x + event.location.x - lastViewPoint_.x, pan_.y + event.location.y - lastViewPoint_.y});
             break;
@@ -488,12 +364,27 @@ void MarqenDocumentView::pointerReleased(const MarqenPointerEvent &event) {
             if (total.x != 0 || total.y != 0) translateSelection(total, "Move");
             break;
         }
+        case Gesture::ChoosingRect: finishChoosingRect(modelPoint); break;
         case Gesture::Panning:
         case Gesture::None: break;
     }
     gesture_ = Gesture::None;
     setCursor("default");
     redrawAll();
+}
+
+void MarqenDocumentView::finishChoosingRect(CGPoint modelPoint) {
+    gesture_ = Gesture::None;
+    CGRect chosen = CGRectStandardize(
+        CGRectMake(gestureStart_.x, gestureStart_.y, modelPoint.x - gestureStart_.x, modelPoint.y - gestureStart_.y));
+    MarqenToolID tool = tools_ ? tools_->currentTool().toolID() : MarqenToolIDArrow;
+    if (tool == MarqenToolIDCrop) {
+        // The crop waits for Return (or the crop panel); a click without a drag chooses nothing.
+        pendingRect_ = chosen.size.width > 0 && chosen.size.height > 0 ? std::optional<CGRect>(chosen) : std::nullopt;
+        return;
+    }
+    pendingRect_.reset();
+    if (chosen.size.width > 0 && chosen.size.height > 0) pixelateRect(chosen);
 }
 
 void MarqenDocumentView::finishDrawing(CGPoint modelPoint, const MarqenPointerEvent &event) {
@@ -520,6 +411,7 @@ void MarqenDocumentView::finishDrawing(CGPoint modelPoint, const MarqenPointerEv
     {
         UndoGroupScope group(undo);
         document_->addNode(element);
+        attachStampLabel(element);
         expandCanvasToFit({element});
         if (undo) undo->setActionName(MarqenLocalizedString(drawingActionName_));
     }
@@ -535,7 +427,13 @@ void MarqenDocumentView::putBackMovedElements() {
         else
             translateElement(*selection_[i], CGPoint{-movedBy_.x, -movedBy_.y});
     }
+    placeLabelsQuietly(selection_);
     moveStartGeometries_.clear();
+}
+
+void MarqenDocumentView::placeLabelsQuietly(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements) {
+    for (const auto &element : elements)
+        if (element->labelNode()) element->positionLabelQuietly(true, false);
 }
 
 void MarqenDocumentView::cancelGesture() {
@@ -546,11 +444,10 @@ void MarqenDocumentView::cancelGesture() {
     } else if (gesture_ == Gesture::Moving) {
         putBackMovedElements();
         if (auto undo = undoManager()) undo->enableUndoRegistration();
+    } else if (gesture_ == Gesture::ChoosingRect) {
+        pendingRect_.reset();
     } else if (gesture_ == Gesture::Handle && selection_.size() == 1) {
-        auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(selection_.front());
-        if (arrow) arrow->setIgnoreMinimumConstraints(true);
-        selection_.front()->setElementGeometry(savedGeometry_);
-        if (arrow) arrow->setIgnoreMinimumConstraints(false);
+        restoreGeometry(*selection_.front(), savedGeometry_);
         if (auto twoPoint = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(selection_.front())) twoPoint->setSnap(false);
         if (auto undo = undoManager()) undo->enableUndoRegistration();
     }
@@ -561,17 +458,22 @@ void MarqenDocumentView::cancelGesture() {
 
 void MarqenDocumentView::translateElements(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements,
                                            CGPoint delta) {
+    changeElementsUndoably(elements, [&](MarqenDOMElement &element) { translateElement(element, delta); });
+}
+
+void MarqenDocumentView::changeElementsUndoably(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements,
+                                                const std::function<void(MarqenDOMElement &)> &change) {
     UndoManager *undo = undoManager();
     for (const auto &element : elements) {
-        std::any before = element->elementGeometry();
-        if (!before.has_value() || !undo) {
-            translateElement(*element, delta);  // kinds without a geometry value register their own undo
+        std::any before = MarqenElementGeometry(*element);
+        if (!before.has_value() || !undo || std::dynamic_pointer_cast<MarqenDOMBitmap>(element)) {
+            change(*element);  // kinds without a geometry value, and pixel edits, register their own undo
             continue;
         }
         // Some kinds move their outline without undo; restoring the geometry value undoes every kind alike.
         undo->disableUndoRegistration();
-        translateElement(*element, delta);
-        std::any after = element->elementGeometry();
+        change(*element);
+        std::any after = MarqenElementGeometry(*element);
         // Rebuilt from the geometry value, as redo will rebuild it, so that redo gives these exact numbers.
         restoreGeometry(*element, after);
         undo->enableUndoRegistration();
@@ -594,11 +496,32 @@ void MarqenDocumentView::translateElements(const std::vector<std::shared_ptr<Mar
     }
 }
 
+std::vector<std::shared_ptr<MarqenDOMElement>> MarqenDocumentView::allElementsOnPage(bool includeBackground) const {
+    std::vector<std::shared_ptr<MarqenDOMElement>> all;
+    if (!document_) return all;
+    for (const auto &layer : {includeBackground ? document_->backgroundLayer() : nullptr, document_->annotationLayer(),
+                              document_->textLayer()}) {
+        if (!layer) continue;
+        for (const auto &child : layer->children())
+            if (auto element = std::dynamic_pointer_cast<MarqenDOMElement>(child)) all.push_back(element);
+    }
+    return all;
+}
+
 void MarqenDocumentView::translateSelection(CGPoint delta, const std::string &actionName) {
     if (selection_.empty() || !isUsablePoint(delta)) return;
     UndoManager *undo = undoManager();
     UndoGroupScope group(undo);
     translateElements(selection_, delta);
+    // Labels go along with their stamps, in the same step.
+    std::vector<std::shared_ptr<MarqenDOMElement>> labels;
+    for (const auto &element : selection_)
+        if (auto label = std::dynamic_pointer_cast<MarqenDOMElement>(element->labelNode());
+            label && std::find(selection_.begin(), selection_.end(), label) == selection_.end())
+            labels.push_back(label);
+    changeElementsUndoably(labels, [](MarqenDOMElement &label) {
+        if (auto parent = static_cast<MarqenDOMText &>(label).labelParentNode()) parent->positionLabelQuietly(true, false);
+    });
     expandCanvasToFit(selection_);
     if (undo) undo->setActionName(MarqenLocalizedString(actionName));
     redrawAll();
@@ -638,7 +561,7 @@ void MarqenDocumentView::expandCanvasToFit(const std::vector<std::shared_ptr<Mar
 std::optional<MarqenDOMColor> MarqenDocumentView::singleColorForSelectedElements() const {
     std::optional<MarqenDOMColor> shared;
     for (const auto &element : selection_) {
-        if (std::dynamic_pointer_cast<MarqenDOMStamp>(element)) continue;
+        if (std::dynamic_pointer_cast<MarqenDOMStamp>(element) || ownerOfLabel(element) != element) continue;
         const auto &color = element->toolColor();
         if (!color || (shared && !(*shared == *color))) return std::nullopt;
         shared = color;
@@ -649,7 +572,7 @@ std::optional<MarqenDOMColor> MarqenDocumentView::singleColorForSelectedElements
 std::optional<CGFloat> MarqenDocumentView::singleToolSizeForSelectedElements() const {
     std::optional<CGFloat> shared;
     for (const auto &element : selection_) {
-        if (std::dynamic_pointer_cast<MarqenDOMStamp>(element)) continue;
+        if (std::dynamic_pointer_cast<MarqenDOMStamp>(element) || ownerOfLabel(element) != element) continue;
         CGFloat size = element->toolSizeRelative();
         if (shared && *shared != size) return std::nullopt;
         shared = size;
@@ -709,7 +632,10 @@ void MarqenDocumentView::deleteSelection() {
     UndoManager *undo = undoManager();
     {
         UndoGroupScope group(undo);
-        for (const auto &element : selection_) element->removeFromParent();
+        for (const auto &element : selection_) {
+            if (auto label = element->labelNode()) label->removeFromParent();
+            element->removeFromParent();
+        }
         if (undo) undo->setActionName(MarqenLocalizedString("Delete"));
     }
     clearNodeSelection();
@@ -744,7 +670,15 @@ void MarqenDocumentView::redo() {
 }
 
 std::string MarqenDocumentView::copySelection() const {
-    return selection_.empty() ? std::string() : MarqenClipboardPayloadForElements(selection_);
+    if (selection_.empty()) return {};
+    // Labels travel with their elements, each just before the element it labels (its place on the page).
+    std::vector<std::shared_ptr<MarqenDOMElement>> elements;
+    for (const auto &element : selection_) {
+        auto label = std::dynamic_pointer_cast<MarqenDOMElement>(element->labelNode());
+        if (label && std::find(selection_.begin(), selection_.end(), label) == selection_.end()) elements.push_back(label);
+        elements.push_back(element);
+    }
+    return MarqenClipboardPayloadForElements(elements);
 }
 
 std::string MarqenDocumentView::cutSelection() {
@@ -755,7 +689,10 @@ std::string MarqenDocumentView::cutSelection() {
     UndoManager *undo = undoManager();
     {
         UndoGroupScope group(undo);
-        for (const auto &element : selection_) element->removeFromParent();
+        for (const auto &element : selection_) {
+            if (auto label = element->labelNode()) label->removeFromParent();
+            element->removeFromParent();
+        }
         if (undo) undo->setActionName(MarqenLocalizedString("Cut"));
     }
     clearNodeSelection();
@@ -792,13 +729,31 @@ bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
     UndoManager *undo = undoManager();
     {
         UndoGroupScope group(undo);
-        for (const auto &element : elements) {
+        for (const auto &element : elements)
             if (offset.x != 0 || offset.y != 0) translateElement(*element, offset);  // not yet on the page: no undo
-            document_->addNode(element);
+        // Labelled elements first, then each label just before its element: undoing takes the labels out
+        // while their elements are still there, so that their links come back with redo.
+        auto labelledBy = [&](const std::shared_ptr<MarqenDOMElement> &element) -> std::shared_ptr<MarqenDOMElement> {
+            auto text = std::dynamic_pointer_cast<MarqenDOMText>(element);
+            if (!text || !text->isLabel() || !text->labelParentGUID()) return nullptr;
+            for (const auto &candidate : elements)
+                if (candidate != element && candidate->guid() == *text->labelParentGUID()) return candidate;
+            return nullptr;
+        };
+        for (const auto &element : elements)
+            if (!labelledBy(element)) document_->addNode(element);
+        for (const auto &element : elements) {
+            if (auto owner = labelledBy(element)) {
+                document_->addLabel(element, owner);
+                owner->setLabelNode(element);
+            }
         }
         if (undo) undo->setActionName(MarqenLocalizedString("Paste"));
     }
-    selectElements(elements);
+    std::vector<std::shared_ptr<MarqenDOMElement>> selected;
+    for (const auto &element : elements)
+        if (ownerOfLabel(element) == element) selected.push_back(element);
+    selectElements(std::move(selected));
     redrawAll();
     return true;
 }
@@ -968,8 +923,17 @@ bool MarqenDocumentView::keyPressed(const MarqenKeyEvent &event) {
     if (key == "Escape") {
         if (gesture_ != Gesture::None)
             cancelGesture();
+        else if (pendingRect_)
+            pendingRect_.reset();
         else
             clearNodeSelection();
+        redrawAll();
+        return true;
+    }
+    if ((key == "Return" || key == "KP_Enter") && pendingRect_ && gesture_ == Gesture::None) {
+        CGRect chosen = *pendingRect_;
+        cropToRect(chosen);
+        pendingRect_.reset();
         return true;
     }
     if (key == "Delete" || key == "BackSpace") {

@@ -7,6 +7,7 @@
 #include "dom/layer.h"
 #include "dom/rectangle.h"
 #include "dom/stamp.h"
+#include "dom/text.h"
 #include "dom/two_point_vector.h"
 #include "dom/vector.h"
 #include "editing/tools_model.h"
@@ -233,10 +234,16 @@ TEST_F(DocumentViewTest, HighlighterIsTranslucentAndStampsArePlacedByClick) {
 
     tools.chooseTool(MarqenTool(MarqenToolIDStamp, "com.brondale.marqen.approved"));
     click(500, 400);
-    ASSERT_EQ(document->textLayer()->children().size(), 1u);
-    auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(document->textLayer()->childAtIndex(0));
+    // The stamp and its label, in one step.
+    ASSERT_EQ(document->textLayer()->children().size(), 2u);
+    auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(document->textLayer()->childAtIndex(1));
     ASSERT_TRUE(stamp);
     EXPECT_EQ(stamp->stampName(), "com.brondale.marqen.approved");
+    auto label = std::dynamic_pointer_cast<MarqenDOMText>(stamp->labelNode());
+    ASSERT_TRUE(label);
+    EXPECT_EQ(label->text(), "Approved");
+    EXPECT_TRUE(label->isLabel());
+    EXPECT_EQ(undo->undoCount(), 2u);
     EXPECT_NEAR(CGRectGetMidX(stamp->frame()), 500, 1e-6);
     EXPECT_EQ(undo->undoActionName(), "Add Stamp");
     ThreadPool::shared().waitIdle();
@@ -385,7 +392,7 @@ TEST_F(DocumentViewTest, ResizeHandlesKeepTheOppositeSide) {
     drag({100, 100}, {300, 250});
     auto rectangle = std::dynamic_pointer_cast<MarqenDOMRectangle>(document->annotationLayer()->childAtIndex(0));
     ASSERT_TRUE(rectangle);
-    ASSERT_EQ(view.handles().size(), 8u);
+    ASSERT_EQ(view.handles().size(), 9u);  // eight sides and corners, and the rotation handle
     CGPoint corner = handleCenter(view.handles(), MarqenHandleKind::BottomRight);
     EXPECT_DOUBLE_EQ(corner.x, 300);
     EXPECT_DOUBLE_EQ(corner.y, 250);
@@ -417,7 +424,7 @@ TEST_F(DocumentViewTest, PropertyChangesApplyToTheSelectionWithTheirNames) {
     tools.chooseTool(MarqenTool(MarqenToolIDStamp));
     click(600, 100);
     view.keyPressed({"a", MarqenModifierControl});
-    ASSERT_EQ(view.selectedElements().size(), 3u);
+    ASSERT_EQ(view.selectedElements().size(), 3u);  // two rectangles and the stamp (its label goes with it)
     EXPECT_EQ(view.singleColorForSelectedElements(), MarqenDOMColor(0xFC, 0x0C, 0x59, 1));  // the stamp is passed over
     EXPECT_EQ(view.singleToolSizeForSelectedElements(), 0.6);
     size_t steps = undo->undoCount();

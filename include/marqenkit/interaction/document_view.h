@@ -4,6 +4,7 @@
 // to redraw and which cursor to show through callbacks. Main thread only; the page, the tools model and the
 // preferences must outlive the view.
 #include <any>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "../export.h"
 #include "../foundation/error.h"
 #include "../foundation/geometry.h"
+#include "../platform/image.h"
 #include "input_events.h"
 
 namespace marqen {
@@ -25,10 +27,13 @@ namespace marqen {
 class MarqenToolsModel;
 class MarqenPreferences;
 class MarqenDOMText;
+class MarqenDOMBitmap;
 class MarqenTextEditingSession;
 
 // The handles a single selected element shows. End points belong to lines and arrows; the eight resize
-// handles to rectangles and ellipses (Top/Bottom/Left/Right name the side they move).
+// handles (Top/Bottom/Left/Right name the side they move, as seen) and the rotation handle above the top
+// edge to rectangles, ellipses and bitmaps; the tail handle to stamps (at the tail's end, or where a tail
+// would begin); the wrap-width handle to paragraph texts (the middle of the right edge).
 enum class MarqenHandleKind {
     StartPoint,
     EndPoint,
@@ -40,12 +45,17 @@ enum class MarqenHandleKind {
     Bottom,
     BottomLeft,
     Left,
+    Rotation,
+    StampTail,
+    WrapWidth,
 };
 
 struct MarqenHandle {
     MarqenHandleKind kind;
     CGRect viewRect;  // a square of kHandleSize view pixels centred on the handle's point
 };
+
+inline constexpr const char *kMarqenDocumentViewErrorDomain = "MarqenDocumentViewErrorDomain";
 
 class MARQEN_EXPORT MarqenDocumentView {
 public:
@@ -101,6 +111,11 @@ public:
     CGPoint viewPointForModelPoint(CGPoint point) const;
     // A distance in view pixels (x right, y down) as a distance in the model.
     CGPoint modelDeltaForViewDelta(CGPoint delta) const;
+
+    // The size of the visible area in view pixels; pasted pictures and text land in its middle (in the
+    // page's middle while it is unknown).
+    void setViewportSize(CGSize size);
+    CGSize viewportSize() const { return viewportSize_; }
 
     // Values new elements are drawn with.
     void setToolColor(const MarqenDOMColor &color) { toolColor_ = color; }
@@ -173,9 +188,31 @@ public:
     std::string copySelection() const;
     std::string cutSelection();
     bool paste(const std::string &payload, MarqenError *error = nullptr);
+    // An image from the clipboard becomes a bitmap ("Paste") in the middle of the view, scaled down to
+    // fit inside the page; plain text becomes a text element there. Both end selected.
+    bool pasteImage(const MarqenImageRef &image, MarqenError *error = nullptr);
+    bool pasteText(const std::string &text, MarqenError *error = nullptr);
+    // A dropped image file becomes a bitmap ("Drop") centred on the drop point (view pixels), scaled down
+    // to fit inside the page and moved inside it. A file that is not an image is refused.
+    bool dropImageFile(const std::filesystem::path &file, CGPoint viewPoint, MarqenError *error = nullptr);
+
+    // Whole-page operations, each one undo step; false (with the reason) when refused, the page unchanged.
+    // Rotate Canvas turns the page and everything on it a quarter turn as seen; the frame keeps its origin.
+    bool rotateCanvas(bool clockwise = true, MarqenError *error = nullptr);
+    // Crop keeps the part of the page inside rect (model units, cut to the frame and to whole units, at
+    // least 10 × 10); what stays keeps its place on screen relative to the new frame's origin.
+    bool cropToRect(CGRect rect, MarqenError *error = nullptr);
+    // Resize Canvas scales the page and everything on it; each side ends within 10 … 50000 units.
+    bool resizeCanvas(CGFloat scale, MarqenError *error = nullptr);
+    // Pixelate replaces the pixels of every picture under rect (model units) with blocks of their
+    // average colour, for good: the pictures get new pixels, the originals are kept only by undo.
+    bool pixelateRect(CGRect rect, MarqenError *error = nullptr);
+    // The rectangle (model units) that a crop or pixelate drag is choosing, for the host to draw; with the
+    // crop tool it stays after the drag until Return applies it or Escape drops it.
+    const std::optional<CGRect> &pendingRect() const { return pendingRect_; }
 
 private:
-    enum class Gesture { None, Drawing, Moving, Panning, Handle };
+    enum class Gesture { None, Drawing, Moving, Panning, Handle, ChoosingRect };
     bool beginHandleDrag(CGPoint viewPoint);
     void beginTextEditing(const std::shared_ptr<MarqenDOMText> &text, bool isNew);
     std::shared_ptr<MarqenDOMText> createText(CGPoint modelPoint);
@@ -190,6 +227,21 @@ private:
     void putBackMovedElements();
     void translateSelection(CGPoint delta, const std::string &actionName);
     void translateElements(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements, CGPoint delta);
+    // Runs change on each element with undo registered through its geometry value, so that every kind undoes
+    // alike (kinds without one register their own undo).
+    void changeElementsUndoably(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements,
+                                const std::function<void(MarqenDOMElement &)> &change);
+    std::vector<std::shared_ptr<MarqenDOMElement>> allElementsOnPage(bool includeBackground) const;
+    // Common checks before a whole-page operation; ends text editing and waits for pending work.
+    bool prepareForPageOperation(MarqenError *error);
+    bool storePicturesForUndo(const std::vector<std::shared_ptr<MarqenDOMBitmap>> &pictures, MarqenError *error);
+    bool insertElement(const std::shared_ptr<MarqenDOMElement> &element, const std::string &actionName);
+    void finishChoosingRect(CGPoint modelPoint);
+    CGRect fittedImageFrame(CGSize imageSize, CGPoint modelCenter) const;
+    void attachStampLabel(const std::shared_ptr<MarqenDOMElement> &element);
+    CGPoint insertionPoint() const;
+    static bool isUsablePointForView(CGPoint point);
+    void placeLabelsQuietly(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements);
     // With the expandable canvas on, grows the page to take in the elements, within the current undo group.
     void expandCanvasToFit(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements);
     void editSelection(const std::string &actionName, const std::function<void(MarqenDOMElement &)> &edit);
@@ -205,6 +257,7 @@ private:
     Delegate delegate_;
 
     CGFloat zoom_ = 1, scaleFactor_ = 1;
+    CGSize viewportSize_{0, 0};
     CGPoint pan_{0, 0};
     MarqenDOMColor toolColor_{0xFC, 0x0C, 0x59, 1};
     CGFloat toolSize_ = 0.6;
@@ -226,6 +279,9 @@ private:
     std::unique_ptr<MarqenTextEditingSession> textSession_;
     std::string originalText_;
     bool editingNewText_ = false;
+    std::optional<CGRect> pendingRect_;
+    CGPoint rotationCenter_{};
+    CGFloat rotationStartAngle_ = 0, appliedRotation_ = 0;
     // A freehand stroke's fitted path is still being made in the background.
     bool strokeFitPending_ = false;
 };
