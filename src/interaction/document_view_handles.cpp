@@ -21,8 +21,6 @@ namespace marqen {
 
 namespace {
 
-// The rotation handle sits this far (view pixels) above the middle of the top edge.
-constexpr CGFloat kRotationHandleDistance = 24;
 // A paragraph is never wrapped narrower than this (model units).
 constexpr CGFloat kMinimumWrapWidth = 20;
 // Shift snaps a rotation to steps of this many degrees.
@@ -56,7 +54,7 @@ CGPoint boxHandlePoint(CGRect box, MarqenHandleKind kind) {
         case MarqenHandleKind::Bottom: return {midX, maxY};
         case MarqenHandleKind::BottomLeft: return {minX, maxY};
         case MarqenHandleKind::Left: return {minX, midY};
-        case MarqenHandleKind::Rotation: return {midX, minY - kRotationHandleDistance};
+        case MarqenHandleKind::Rotation: return {midX, minY - MarqenDocumentView::kRotationHandleDistance};
         default: return {midX, midY};
     }
 }
@@ -64,8 +62,7 @@ CGPoint boxHandlePoint(CGRect box, MarqenHandleKind kind) {
 constexpr MarqenHandleKind kBoxHandles[] = {MarqenHandleKind::TopLeft,     MarqenHandleKind::Top,
                                             MarqenHandleKind::TopRight,    MarqenHandleKind::Right,
                                             MarqenHandleKind::BottomRight, MarqenHandleKind::Bottom,
-                                            MarqenHandleKind::BottomLeft,  MarqenHandleKind::Left,
-                                            MarqenHandleKind::Rotation};
+                                            MarqenHandleKind::BottomLeft,  MarqenHandleKind::Left};
 
 // The shape's own box: its outline without the stroke (the vertices of a rectangle, the ellipse's
 // rectangle), a bitmap's frame.
@@ -90,6 +87,13 @@ CGPoint stampTailPoint(const MarqenDOMStamp &stamp) {
 }
 
 }  // namespace
+
+std::optional<MarqenHandle> MarqenDocumentView::rotationHandle() const {
+    if (gesture_ != Gesture::None || selection_.size() != 1 || editingText_ || !hasBoxHandles(*selection_.front()))
+        return std::nullopt;
+    CGRect box = CGRectApplyAffineTransform(shapeBox(*selection_.front()), modelToViewTransform());
+    return MarqenHandle{MarqenHandleKind::Rotation, handleRect(boxHandlePoint(box, MarqenHandleKind::Rotation))};
+}
 
 std::vector<MarqenHandle> MarqenDocumentView::handles() const {
     std::vector<MarqenHandle> result;
@@ -116,6 +120,7 @@ std::vector<MarqenHandle> MarqenDocumentView::handles() const {
 
 bool MarqenDocumentView::beginHandleDrag(CGPoint viewPoint) {
     auto list = handles();
+    if (auto rotation = rotationHandle()) list.push_back(*rotation);
     // Later handles are drawn on top: the end point wins over the start point of a very short line.
     for (auto it = list.rbegin(); it != list.rend(); ++it) {
         if (!CGRectContainsPoint(it->viewRect, viewPoint)) continue;

@@ -392,7 +392,8 @@ TEST_F(DocumentViewTest, ResizeHandlesKeepTheOppositeSide) {
     drag({100, 100}, {300, 250});
     auto rectangle = std::dynamic_pointer_cast<MarqenDOMRectangle>(document->annotationLayer()->childAtIndex(0));
     ASSERT_TRUE(rectangle);
-    ASSERT_EQ(view.handles().size(), 9u);  // eight sides and corners, and the rotation handle
+    ASSERT_EQ(view.handles().size(), 8u);  // sides and corners; the rotation handle is apart
+    ASSERT_TRUE(view.rotationHandle());
     CGPoint corner = handleCenter(view.handles(), MarqenHandleKind::BottomRight);
     EXPECT_DOUBLE_EQ(corner.x, 300);
     EXPECT_DOUBLE_EQ(corner.y, 250);

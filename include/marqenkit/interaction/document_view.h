@@ -32,7 +32,7 @@ class MarqenTextEditingSession;
 
 // The handles a single selected element shows. End points belong to lines and arrows; the eight resize
 // handles (Top/Bottom/Left/Right name the side they move, as seen) and the rotation handle above the top
-// edge to rectangles, ellipses and bitmaps; the tail handle to stamps (at the tail's end, or where a tail
+// edge (see rotationHandle()) to rectangles, ellipses and bitmaps; the tail handle to stamps (at the tail's end, or where a tail
 // would begin); the wrap-width handle to paragraph texts (the middle of the right edge).
 enum class MarqenHandleKind {
     StartPoint,
@@ -149,6 +149,10 @@ public:
 
     // The handles of the one selected element; none while a gesture runs or with another selection.
     std::vector<MarqenHandle> handles() const;
+    // The rotation handle of a selected rectangle, ellipse or bitmap, kRotationHandleDistance view pixels
+    // above the middle of its top edge; drawn by the host besides handles(), as a round knob.
+    std::optional<MarqenHandle> rotationHandle() const;
+    static constexpr CGFloat kRotationHandleDistance = 24;
 
     // Input. Events that make no sense in the current state (a release without a press, a move after the
     // gesture ended, a non-finite location) are ignored.
