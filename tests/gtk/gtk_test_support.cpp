@@ -82,9 +82,21 @@ Display *xDisplay() {
     return gdk_x11_display_get_xdisplay(display);
 }
 
+// Lets the server deliver what was sent and GTK handle it: the loop runs until it has been idle for a
+// while (a loaded machine delivers late), at most a second.
 void settle() {
-    if (Display *display = xDisplay()) XSync(display, False);
-    iterateFor(0.03);
+    Display *display = xDisplay();
+    if (display) XSync(display, False);
+    const auto start = std::chrono::steady_clock::now();
+    auto quietSince = start;
+    while (std::chrono::steady_clock::now() - start < std::chrono::seconds(1)) {
+        if (display && XPending(display)) quietSince = std::chrono::steady_clock::now();
+        if (g_main_context_iteration(nullptr, FALSE)) quietSince = std::chrono::steady_clock::now();
+        else std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (std::chrono::steady_clock::now() - quietSince > std::chrono::milliseconds(30) &&
+            std::chrono::steady_clock::now() - start > std::chrono::milliseconds(30))
+            break;
+    }
 }
 
 }  // namespace
