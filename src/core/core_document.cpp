@@ -11,6 +11,9 @@
 #include "editing/composition.h"
 #include "formats/dom_json_file.h"
 #include "formats/pdf/pdf_file.h"
+#include "formats/rich_image/rich_heic.h"
+#include "formats/rich_image/rich_jpeg.h"
+#include "formats/rich_image/rich_png.h"
 #include "foundation/localization.h"
 #include "foundation/log.h"
 #include "foundation/queues.h"
@@ -66,6 +69,15 @@ CGFloat scaleForResolution(const MarqenImageProperties &properties) {
     return dpi && std::lround(*dpi) >= 144 ? 2.0 : 1.0;
 }
 
+// Only PDFs, bundles and rich pictures can hold a composition; a plain picture goes straight to the
+// picture path instead of being unpacked into a bundle that would stay empty.
+bool mayHoldComposition(const fs::path &url, const std::string &type) {
+    if (isType(type, kMarqenTypePNG)) return URLContainsMarqenPNGChunks(url.c_str());
+    if (isType(type, kMarqenTypeJPEG)) return MarqenJPGImageIsValidMarqenJPG(url.c_str());
+    if (isType(type, kMarqenTypeHEIC)) return MarqenHEICImageIsValidMarqenHEIC(url.c_str());
+    return isType(type, kMarqenTypePDF) || isType(type, kMarqenTypeCompositionBundle);
+}
+
 }  // namespace
 
 std::shared_ptr<CoreMarqenDocument> CoreMarqenDocument::initWithURL(const fs::path &url,
@@ -85,7 +97,7 @@ std::shared_ptr<CoreMarqenDocument> CoreMarqenDocument::initWithURL(const fs::pa
     if (type && isType(*type, kMarqenTypeLegacySVGDocument)) {
         composition = MarqenComposition::convertMarqenSVGAtURL(url, error);
         if (!composition) return facadeFailure(error, "Unable to read document."), nullptr;
-    } else if (type) {
+    } else if (type && mayHoldComposition(url, *type)) {
         composition = MarqenComposition::initWithURL(url);
         if (composition && composition->documents().empty()) composition.reset();
     }

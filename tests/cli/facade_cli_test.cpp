@@ -155,3 +155,23 @@ TEST(MarqenFacadeCli, UsageAndFailuresKeepTheirExitStatus) {
     EXPECT_EQ(runCli("annotate " + quoted(dir / "in.png") + " -o " + quoted(dir / "out.png"), &out, &err), 2);
     EXPECT_FALSE(fs::exists(dir / "out.png"));
 }
+
+TEST(MarqenFacadeCli, TheDemoWalksTheWholeLoop) {
+    test::TempDir dir;
+    std::string out, err;
+    ASSERT_EQ(runCli("demo -o " + quoted(dir / "out") + " --samples " + quoted(test::sourceDir() / "samples"), &out, &err), 0) << err;
+    size_t same = 0;
+    for (size_t at = out.find("the same as saved"); at != std::string::npos; at = out.find("the same as saved", at + 1)) ++same;
+    EXPECT_EQ(same, 4u) << out;
+    EXPECT_EQ(out.find("NOT"), std::string::npos) << out;
+    EXPECT_NE(out.find("the untouched PDF, byte for byte"), std::string::npos) << out;
+    for (const char *name : {"screenshot-annotated.png", "screenshot-annotated.jpg", "screenshot-annotated.heic"}) {
+        MarqenJSON info = openJSON(dir / "out" / "loop" / name);
+        EXPECT_EQ(info["hasDom"], true) << name;
+        EXPECT_EQ(info["deviceScale"], 2) << name;  // the screenshot is a 144 dpi picture
+        EXPECT_EQ(info["size"]["width"], 560) << name;
+    }
+    MarqenJSON pdf = openJSON(dir / "out" / "loop" / "pdf-review-annotated.pdf");
+    EXPECT_EQ(pdf["pdfHasSummaryPage"], true);
+    EXPECT_EQ(test::readFile(dir / "out" / "loop" / "pdf-review-original.pdf"), test::readFile(test::sourceDir() / "samples/pdf-review.pdf"));
+}

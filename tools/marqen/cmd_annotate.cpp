@@ -3,28 +3,11 @@
 
 #include "command.h"
 #include "document_loading.h"
-#include "dom/document.h"
-#include "dom/layer.h"
 #include "editing/composition.h"
 #include "facade_export.h"
 
 namespace marqen::cli {
 namespace {
-
-// Copies the annotation and text layers' children of source onto target, after what target has.
-size_t addAnnotations(const MarqenDOMDocument &source, MarqenDOMDocument &target) {
-    size_t added = 0;
-    const std::pair<std::shared_ptr<MarqenDOMLayer>, std::shared_ptr<MarqenDOMLayer>> layers[] = {
-        {source.annotationLayer(), target.annotationLayer()}, {source.textLayer(), target.textLayer()}};
-    for (const auto &[from, to] : layers) {
-        if (!from || !to) continue;
-        for (const auto &child : from->children()) {
-            to->addChild(child->copy());
-            ++added;
-        }
-    }
-    return added;
-}
 
 int run(const std::vector<std::string> &args) {
     std::vector<std::string> values = kExportValueOptions, flags = kExportFlags;
@@ -46,17 +29,7 @@ int run(const std::vector<std::string> &args) {
     } else {
         document = openDocumentOrFail(path);
         auto content = loadDocumentFile(dom);
-        const auto &pages = document->documentComposition()->documents();
-        const auto &sources = content.pages->pages();
-        for (size_t index = 0; index < sources.size(); ++index) {
-            // A multi-page document names its pages; a single document annotates the first page.
-            const auto number = content.isMultiPage ? sources[index]->pageNumber() : std::nullopt;
-            const double page = number.value_or(double(index + 1));
-            if (!(page >= 1 && page <= double(pages.size())) || page != double(size_t(page)))
-                failure(dom + ": page " + std::to_string(page) + " is not a page of " + path + " (" +
-                        std::to_string(pages.size()) + (pages.size() == 1 ? " page)" : " pages)"));
-            added += addAnnotations(*sources[index], *pages[size_t(page) - 1]);
-        }
+        added = addAnnotations(content, *document, dom);
     }
     MarqenExportFormat format = exportDocument(*document, arguments);
     std::cout << "wrote " << arguments.value("-o") << " (" << format.formatTitle() << ")";

@@ -5,6 +5,7 @@
 
 #include "command.h"
 #include "document_loading.h"
+#include "demo_facade_loop.h"
 #include "demo_rich_images.h"
 #include "document_rendering.h"
 #include "dom/layer.h"
@@ -139,6 +140,8 @@ int run(const std::vector<std::string> &args) {
         std::cout << "rich images of " << richSample.filename().string() << ":\n";
         failed += writeRichImageDemo(richSample, richPicture, samples / "resources", output);
     }
+    // The whole loop through the facade: annotate, save editable, reopen.
+    failed += runFacadeLoopDemo(samples, output);
     writeFileAtomically((output / "summary.json").string(), report.dump(2) + "\n");
     std::cout << "demo output is in " << fs::absolute(output).string() << '\n';
     if (failed) failure(std::to_string(failed) + " sample page(s) or rich image(s) failed");
@@ -147,7 +150,7 @@ int run(const std::vector<std::string> &args) {
 
 const MarqenCommandRegistration registration{{
     "demo",
-    "run the main job on the bundled samples",
+    "run the main job on the bundled samples, and the whole annotate-save-reopen loop",
     "usage: marqen demo [-o DIR] [--samples DIR]\n\n"
     "Loads every sample document in the samples folder (default ./samples), writes its\n"
     "canonical form to DIR/normalized, renders every page with annotations to\n"
@@ -155,8 +158,13 @@ const MarqenCommandRegistration registration{{
     "NAME.pdf is drawn over that PDF's pages, written as the vector annotation PDF\n"
     "NAME-annotations.pdf, and drawn into the PDF itself as NAME-annotated.pdf, which keeps the\n"
     "document for re-editing), writes elements.json as a rich PNG, JPEG and HEIC to DIR/rich (the\n"
-    "picture with the document inside), unpacks each and says whether the documents match, writes a\n"
-    "summary to DIR/summary.json (default DIR: ./demo-out) and says where they are.\n",
+    "picture with the document inside), unpacks each and says whether the documents match.\n"
+    "Then the whole loop through the document facade, in DIR/loop: the sample screenshot annotated\n"
+    "with screenshot-notes.json and saved as an editable PNG, JPEG and HEIC, the sample PDF annotated\n"
+    "with pdf-review.json and saved as a PDF with a summary page and the document inside; each is\n"
+    "opened again and its annotations compared with what was saved, and the untouched PDF is\n"
+    "recovered from the annotated one. Writes a summary to DIR/summary.json (default DIR: ./demo-out)\n"
+    "and says where everything is.\n",
     run,
 }};
 

@@ -2,7 +2,10 @@
 
 #include <cmath>
 
+#include "dom/document.h"
+#include "dom/layer.h"
 #include "editing/composition.h"
+#include "formats/dom_json_file.h"
 #include "foundation/string_helpers.h"
 
 namespace marqen::cli {
@@ -48,7 +51,37 @@ double numberOption(const Arguments &arguments, const std::string &option) {
     return value;
 }
 
+size_t addPageAnnotations(const MarqenDOMDocument &source, MarqenDOMDocument &target) {
+    size_t added = 0;
+    const std::pair<std::shared_ptr<MarqenDOMLayer>, std::shared_ptr<MarqenDOMLayer>> layers[] = {
+        {source.annotationLayer(), target.annotationLayer()}, {source.textLayer(), target.textLayer()}};
+    for (const auto &[from, to] : layers) {
+        if (!from || !to) continue;
+        for (const auto &child : from->children()) {
+            to->addChild(child->copy());
+            ++added;
+        }
+    }
+    return added;
+}
+
 }  // namespace
+
+size_t addAnnotations(const MarqenDOMJSONContent &content, CoreMarqenDocument &document, const std::string &source) {
+    size_t added = 0;
+    const auto &pages = document.documentComposition()->documents();
+    const auto &sources = content.pages->pages();
+    for (size_t index = 0; index < sources.size(); ++index) {
+        // A multi-page document names its pages; a single document annotates the first page.
+        const auto number = content.isMultiPage ? sources[index]->pageNumber() : std::nullopt;
+        const double page = number.value_or(double(index + 1));
+        if (!(page >= 1 && page <= double(pages.size())) || page != double(size_t(page)))
+            failure(source + ": page " + std::to_string(page) + " is not a page of the file (" + std::to_string(pages.size()) +
+                    (pages.size() == 1 ? " page)" : " pages)"));
+        added += addPageAnnotations(*sources[index], *pages[size_t(page) - 1]);
+    }
+    return added;
+}
 
 std::shared_ptr<CoreMarqenDocument> openDocumentOrFail(const std::string &path, std::optional<MarqenExportFormat> *format) {
     MarqenError error;

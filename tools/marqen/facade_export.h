@@ -9,6 +9,7 @@
 
 #include "command.h"
 #include "core/core_document.h"
+#include "formats/dom_json_file.h"
 
 namespace marqen::cli {
 
@@ -18,6 +19,12 @@ extern const std::vector<std::string> kExportValueOptions;
 extern const std::vector<std::string> kExportFlags;
 // The usage lines describing them, for the commands' --help.
 extern const char *const kExportOptionsHelp;
+
+// Copies the annotation- and text-layer elements of the content's pages onto the document's pages (a
+// multi-page content by page number, a single document onto the first page), after what they hold.
+// Fails the command (exit 1) naming `source` when a page number is not one of the document's pages.
+// Returns the number of elements added.
+size_t addAnnotations(const MarqenDOMJSONContent &content, CoreMarqenDocument &document, const std::string &source);
 
 // Opens path through the facade; fails the command (exit 1) with "PATH: reason" when it cannot.
 std::shared_ptr<CoreMarqenDocument> openDocumentOrFail(const std::string &path,
