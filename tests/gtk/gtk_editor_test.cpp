@@ -15,6 +15,11 @@
 #include <marqenkit/interaction/document_view.h>
 #include <marqenkit/interaction/preferences.h>
 
+#include <marqenkit/core/core_document.h>
+#include <marqenkit/editing/composition.h>
+#include <marqenkit/platform/graphics.h>
+#include <marqenkit/platform/image_io.h>
+
 #include "editor_window.h"
 #include "gtk_test_support.h"
 
@@ -145,6 +150,69 @@ TEST_F(EditorFixture, DrawsTypesUndoesAndSavesASampleWithRealEvents) {
     auto text = std::dynamic_pointer_cast<marqen::MarqenDOMText>(savedPage->textLayer()->children().back());
     ASSERT_TRUE(text && text->text());
     EXPECT_EQ(*text->text(), "Look here");
+}
+
+TEST_F(EditorFixture, APictureSavesInPlaceAsARichPictureThatOpensWithItsAnnotations) {
+    if (!xinput::available()) GTEST_SKIP() << "no XTest";
+    const auto path = scratchDirectory() / "screenshot.png";
+    {
+        auto image = marqen::MarqenImage::create(500, 320);
+        auto context = marqen::MarqenGraphicsContext::createForImage(image);
+        context->setFillColor({0.2, 0.4, 0.7, 1});
+        context->fillRect(marqen::CGRectMake(0, 0, 500, 320));
+        context.reset();
+        ASSERT_TRUE(marqen::MarqenImageWriteToFile(*image, path, marqen::MarqenImageFormat::PNG));
+    }
+    open(path);
+    GtkWidget *widget = GTK_WIDGET(view);
+    xinput::moveTo(widget, 5, 5);
+    xinput::key(GDK_KEY_o);
+    ASSERT_TRUE(iterateUntil([&] { return marqen_gtk_document_view_get_tool(view) == 5; }));
+    const marqen::CGPoint from = viewPoint({50, 40}), to = viewPoint({250, 200});
+    xinput::drag(widget, from.x, from.y, to.x, to.y);
+    auto page = marqen_gtk_document_view_get_document(view);
+    ASSERT_EQ(page->annotationLayer()->children().size(), 1u);
+    xinput::key(GDK_KEY_s, false, true);
+    ASSERT_TRUE(iterateUntil([&] { return !marqen_gtk_document_view_get_modified(view); }));
+
+    // The saved file is a picture of its own type that carries the document.
+    std::optional<marqen::MarqenExportFormat> format;
+    marqen::MarqenError error;
+    auto reopened = marqen::CoreMarqenDocument::initWithURL(path, &format, &error);
+    ASSERT_TRUE(reopened) << error.description();
+    ASSERT_TRUE(format);
+    EXPECT_TRUE(marqen::MarqenTypeIdentifierEquals(format->uti(), marqen::kMarqenTypePNG));
+    EXPECT_TRUE(format->isDOMEmbedded());
+    auto savedPage = reopened->documentComposition()->documents().front();
+    ASSERT_EQ(savedPage->annotationLayer()->children().size(), 1u);
+    const marqen::CGRect bounds = marqen::CGRectStandardize(savedPage->annotationLayer()->children().front()->contentBounds());
+    EXPECT_NEAR(marqen::CGRectGetMidX(bounds), 150, 3);
+    EXPECT_NEAR(marqen::CGRectGetMidY(bounds), 120, 3);
+    EXPECT_EQ(savedPage->frame().size.width, 500);
+}
+
+TEST_F(EditorFixture, OpensAPDFOnItsFirstPageDrawnFromThePDF) {
+    open(copyOfSample("pdf-review.pdf"));
+    auto page = marqen_gtk_document_view_get_document(view);
+    ASSERT_TRUE(page);
+    EXPECT_TRUE(page->pdfPage());
+    int width = 0, height = 0;
+    const std::string shot = screenshotPath("editor-pdf.png");
+    auto pixels = renderWidget(GTK_WIDGET(window), &width, &height, shot.empty() ? nullptr : shot.c_str());
+    // The page is drawn: some of the view is neither the canvas colour nor white paper.
+    const int scale = gtk_widget_get_scale_factor(GTK_WIDGET(view));
+    const marqen::CGRect frame = page->frame();
+    size_t ink = 0;
+    graphene_point_t origin;
+    const graphene_point_t zero = GRAPHENE_POINT_INIT(0, 0);
+    ASSERT_TRUE(gtk_widget_compute_point(GTK_WIDGET(view), GTK_WIDGET(window), &zero, &origin));
+    for (double y = 0.05; y < 1; y += 0.05)
+        for (double x = 0.05; x < 1; x += 0.05) {
+            const marqen::CGPoint at = viewPoint({frame.origin.x + frame.size.width * x, frame.origin.y + frame.size.height * y});
+            const size_t offset = (size_t((at.y + origin.y) * scale) * size_t(width) + size_t((at.x + origin.x) * scale)) * 4;
+            if (offset + 3 < pixels.size()) ink += pixels[offset] < 200 || pixels[offset + 1] < 200 || pixels[offset + 2] < 200;
+        }
+    EXPECT_GT(ink, 5u);
 }
 
 TEST_F(EditorFixture, AFileThatDoesNotOpenLeavesTheWindowAsItWas) {

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-#include <marqenkit/dom/bitmap.h>
-#include <marqenkit/dom/layer.h>
+#include <marqenkit/editing/composition.h>
 #include <marqenkit/foundation/undo_manager.h>
-#include <marqenkit/platform/image_io.h>
 #include <marqenkit/render/document_images.h>
 
 namespace marqen::edit {
@@ -24,66 +22,121 @@ MarqenError fileError(const std::string &description) {
     return error;
 }
 
+// The plain format a file name's extension names, if any writable one does.
+std::optional<MarqenExportFormat> plainFormatForExtension(const std::string &extension) {
+    for (const auto &format : MarqenExportFormat::allFormats()) {
+        if (format.isDOMEmbedded() || format.isPDFWithSummary() || !format.isFormatWritable()) continue;
+        const std::string own = "." + format.fileExtension();
+        if (own == extension || (extension == ".jpeg" && own == ".jpg") || (extension == ".jpg" && own == ".jpeg") ||
+            (extension == ".tif" && own == ".tiff") || (extension == ".tiff" && own == ".tif"))
+            return format;
+    }
+    return std::nullopt;
+}
+
+std::optional<MarqenExportFormat> embedded(std::optional<MarqenExportFormat> format) {
+    if (!format) return std::nullopt;
+    format->setIsPDFWithSummary(false);
+    format->setIsDOMEmbedded(true);
+    if (!format->isDOMEmbedded() || !format->isFormatWritable()) return std::nullopt;
+    return format;
+}
+
 }  // namespace
 
+bool EditorFile::needsSave() const {
+    return std::any_of(pages.begin(), pages.end(), [](const auto &page) { return page && page->needsSave(); });
+}
+
+void EditorFile::markSaved() {
+    for (const auto &page : pages)
+        if (page) page->setNeedsSave(false);
+}
+
 std::unique_ptr<EditorFile> openEditorFile(const std::filesystem::path &path, MarqenError *error) {
-    std::error_code code;
-    if (std::filesystem::is_directory(path, code)) {
-        if (error) *error = fileError("a folder cannot be opened");
-        return nullptr;
-    }
     auto file = std::make_unique<EditorFile>();
     file->path = path;
-    if (lowerExtension(path) == ".json") {
+    std::error_code code;
+    if (lowerExtension(path) == ".json" && !std::filesystem::is_directory(path, code)) {
         auto content = MarqenReadDOMJSONFile(path.string(), error);
         if (!content) return nullptr;
         if (!content->pages || content->pages->pages().empty()) {
             if (error) *error = fileError("the document has no pages");
             return nullptr;
         }
-        file->kind = EditorFileKind::DocumentJSON;
-        file->page = content->pages->pages().front();
+        file->pages = content->pages->pages();
         file->content = std::move(content);
+        // Opening is not an edit.
+        for (const auto &page : file->pages)
+            if (auto *undo = page->undoManager()) undo->removeAllActions();
     } else {
-        auto image = MarqenImageDecodeFile(path, nullptr, error);
-        if (!image) return nullptr;
-        file->kind = EditorFileKind::Picture;
-        file->page = MarqenDOMDocument::createWithSize(CGSize{double(image->width()), double(image->height())}, 1);
-        auto bitmap = MarqenDOMBitmap::create();
-        bitmap->setImage(image);
-        bitmap->setFrame(CGRectMake(0, 0, image->width(), image->height()));
-        file->page->backgroundLayer()->addChild(bitmap);
+        std::optional<MarqenExportFormat> format;
+        auto document = CoreMarqenDocument::initWithURL(path, &format, error);
+        if (!document) return nullptr;
+        const auto &composition = document->documentComposition();
+        if (!composition || composition->documents().empty()) {
+            if (error) *error = fileError("the file holds no pages");
+            return nullptr;
+        }
+        file->pages = composition->documents();
+        file->document = std::move(document);
+        file->format = format;
     }
-    // Opening is not an edit.
-    if (auto *undo = file->page->undoManager()) undo->removeAllActions();
-    file->page->setNeedsSave(false);
+    file->markSaved();
     return file;
 }
 
-bool savesInPlace(const EditorFile &file) { return file.kind == EditorFileKind::DocumentJSON; }
+std::optional<MarqenExportFormat> inPlaceFormat(const EditorFile &file) {
+    if (file.isDocumentJSON()) return std::nullopt;
+    return embedded(file.format);
+}
 
-bool saveEditorFile(const EditorFile &file, const std::filesystem::path &path, MarqenError *error) {
+std::optional<MarqenExportFormat> formatForSaveAs(const EditorFile &file, const std::filesystem::path &path) {
     const std::string extension = lowerExtension(path);
-    std::optional<std::vector<uint8_t>> bytes;
-    if (extension == ".json") {
-        MarqenJSON json = file.content ? file.content->dictionaryRepresentation() : file.page->dictionaryRepresentation();
-        const std::string text = json.dump(2) + "\n";
-        return MarqenWriteFileAtomically(path.string(), text, error);
+    if (extension == ".json") return std::nullopt;
+    auto plain = plainFormatForExtension(extension);
+    if (!plain) return std::nullopt;
+    if (auto rich = embedded(plain)) return rich;
+    (void)file;
+    return plain;
+}
+
+std::optional<MarqenExportFormat> formatForExport(const std::filesystem::path &path, bool summaryPage) {
+    auto format = plainFormatForExtension(lowerExtension(path));
+    if (format && summaryPage) format->setIsPDFWithSummary(true);
+    return format;
+}
+
+bool saveEditorFile(EditorFile &file, const std::filesystem::path &path, const std::optional<MarqenExportFormat> &format,
+                    MarqenError *error) {
+    if (!format) {
+        if (lowerExtension(path) != ".json") {
+            if (error) *error = fileError("choose a name ending in a picture or PDF type, or .json");
+            return false;
+        }
+        MarqenJSON json;
+        if (file.content) json = file.content->dictionaryRepresentation();
+        else if (!file.pages.empty()) json = file.pages.front()->dictionaryRepresentation();
+        return MarqenWriteFileAtomically(path.string(), json.dump(2) + "\n", error);
     }
-    if (extension == ".png") bytes = MarqenDOMDocumentPNGRepresentation(file.page, false, error);
-    else if (extension == ".jpg" || extension == ".jpeg") bytes = MarqenDOMDocumentJPEGRepresentation(file.page, error);
-    else if (extension == ".pdf") bytes = MarqenDOMDocumentPDFRepresentation(file.page, true, error);
-    else {
-        if (error) *error = fileError("choose a name ending in .json, .png, .jpg or .pdf");
-        return false;
+    if (!file.document) {
+        // A document JSON file has no picture of its own to carry the document: its first page is flattened.
+        std::optional<std::vector<uint8_t>> bytes;
+        const std::string &uti = format->uti();
+        if (MarqenTypeIdentifierEquals(uti, kMarqenTypePNG)) bytes = MarqenDOMDocumentPNGRepresentation(file.pages.front(), false, error);
+        else if (MarqenTypeIdentifierEquals(uti, kMarqenTypeJPEG)) bytes = MarqenDOMDocumentJPEGRepresentation(file.pages.front(), error);
+        else if (MarqenTypeIdentifierEquals(uti, kMarqenTypePDF)) bytes = MarqenDOMDocumentPDFRepresentation(file.pages.front(), true, error);
+        else if (error) *error = fileError("a document JSON file exports as PNG, JPEG or PDF");
+        if (!bytes) return false;
+        return MarqenWriteFileAtomically(path.string(), std::string(bytes->begin(), bytes->end()), error);
     }
-    if (!bytes) return false;
-    return MarqenWriteFileAtomically(path.string(), std::string(bytes->begin(), bytes->end()), error);
+    return file.document->writeToURL(path, *format, MarqenJSON::object(), error);
 }
 
 std::string suggestedSaveName(const EditorFile &file) {
-    if (file.kind == EditorFileKind::DocumentJSON) return file.path.filename().string();
-    return file.path.stem().string() + " (annotated).png";
+    if (file.isDocumentJSON()) return file.path.filename().string();
+    if (inPlaceFormat(file)) return file.path.filename().string();
+    return file.path.stem().string() + ".png";
 }
 
 }  // namespace marqen::edit

@@ -29,6 +29,7 @@ struct EditorState {
     GtkWidget *zoomLabel = nullptr;
     GMenu *historySection = nullptr;
     bool closeConfirmed = false;
+    bool exportSummaryPage = false;
 };
 
 EditorState *stateOf(GtkWindow *window) {
@@ -107,6 +108,8 @@ void updateZoomLabel(GtkWindow *window) {
 
 // ---- files ----
 
+void exportChosen(GtkWindow *window, const std::filesystem::path &path);
+
 void runFileChooser(GtkWindow *window, GtkFileChooserAction mode, const char *title, const std::string &suggestedName,
                     void (*done)(GtkWindow *, const std::filesystem::path &)) {
     GtkFileChooserNative *chooser = gtk_file_chooser_native_new(title, window, mode, nullptr, nullptr);
@@ -115,17 +118,23 @@ void runFileChooser(GtkWindow *window, GtkFileChooserAction mode, const char *ti
         GtkFileFilter *filter = gtk_file_filter_new();
         gtk_file_filter_set_name(filter, "Pictures and documents");
         gtk_file_filter_add_mime_type(filter, "image/*");
+        gtk_file_filter_add_mime_type(filter, "application/pdf");
         gtk_file_filter_add_pattern(filter, "*.json");
+        gtk_file_filter_add_pattern(filter, "*.marqen");
         gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(chooser), filter);
         g_object_unref(filter);
     } else if (!suggestedName.empty()) {
         gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(chooser), suggestedName.c_str());
     }
+    if (done == exportChosen)
+        gtk_file_chooser_add_choice(GTK_FILE_CHOOSER(chooser), "summary", "Begin PDFs with a summary page", nullptr, nullptr);
     g_object_set_data(G_OBJECT(chooser), "marqen-done", reinterpret_cast<gpointer>(done));
     g_signal_connect(chooser, "response", G_CALLBACK(+[](GtkNativeDialog *dialog, int response, GtkWindow *parent) {
         auto finish = reinterpret_cast<void (*)(GtkWindow *, const std::filesystem::path &)>(
             g_object_get_data(G_OBJECT(dialog), "marqen-done"));
         if (response == GTK_RESPONSE_ACCEPT) {
+            if (const char *summary = gtk_file_chooser_get_choice(GTK_FILE_CHOOSER(dialog), "summary"))
+                stateOf(parent)->exportSummaryPage = g_strcmp0(summary, "true") == 0;
             GFile *file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(dialog));
             if (file) {
                 if (char *path = g_file_get_path(file)) {
@@ -165,7 +174,9 @@ void exportChosen(GtkWindow *window, const std::filesystem::path &path) {
     MarqenError failure;
     std::filesystem::path target = path;
     if (target.extension().empty()) target += ".png";
-    if (!state.file || !saveEditorFile(*state.file, target, &failure)) {
+    auto format = formatForExport(target, state.exportSummaryPage);
+    if (!format) failure.userInfo[kMarqenLocalizedDescriptionKey] = "choose a name ending in a picture type or .pdf";
+    if (!state.file || !format || !saveEditorFile(*state.file, target, format, &failure)) {
         GError *error = nullptr;
         setGError(&error, failure, target);
         showError(window, "The picture could not be exported", error->message);
@@ -182,7 +193,7 @@ void onAction(GSimpleAction *action, GVariant *, gpointer data) {
     const std::string name = g_action_get_name(G_ACTION(action));
     if (name == "open") runFileChooser(window, GTK_FILE_CHOOSER_ACTION_OPEN, "Open", {}, openPath);
     else if (name == "save") {
-        if (state.file && savesInPlace(*state.file)) {
+        if (state.file && (state.file->isDocumentJSON() || inPlaceFormat(*state.file))) {
             GError *error = nullptr;
             if (!editorWindowSave(window, &error)) {
                 showError(window, "The document could not be saved", error ? error->message : "");
@@ -234,7 +245,7 @@ gboolean onCloseRequest(GtkWindow *window, gpointer) {
             state.closeConfirmed = true;
             gtk_window_close(parent);
         } else if (response == GTK_RESPONSE_ACCEPT) {
-            if (state.file && savesInPlace(*state.file)) {
+            if (state.file && (state.file->isDocumentJSON() || inPlaceFormat(*state.file))) {
                 GError *error = nullptr;
                 if (editorWindowSave(parent, &error)) {
                     gtk_window_close(parent);
@@ -497,9 +508,10 @@ gboolean editorWindowOpen(GtkWindow *window, const std::filesystem::path &path, 
         setGError(error, failure, path);
         return FALSE;
     }
-    auto page = file->page;
-    state.file = std::move(file);
+    auto page = file->pages.front();
+    // The view lets go of the old page before the file that owns it goes.
     marqen_gtk_document_view_set_document(viewOf(window), page);
+    state.file = std::move(file);
     gtk_stack_set_visible_child_name(GTK_STACK(state.stack), "document");
     gtk_widget_grab_focus(state.view);
     updateHistory(window);
@@ -507,38 +519,62 @@ gboolean editorWindowOpen(GtkWindow *window, const std::filesystem::path &path, 
     return TRUE;
 }
 
-gboolean editorWindowSave(GtkWindow *window, GError **error) {
-    EditorState &state = *stateOf(window);
-    if (!state.file || !savesInPlace(*state.file)) {
-        g_set_error_literal(error, g_quark_from_static_string("marqen-edit-error-quark"), 2,
-                            "this document is saved under a new name");
-        return FALSE;
-    }
-    return editorWindowSaveAs(window, state.file->path, error);
-}
+namespace {
 
-gboolean editorWindowSaveAs(GtkWindow *window, const std::filesystem::path &path, GError **error) {
+gboolean writeFile(GtkWindow *window, const std::filesystem::path &path, const std::optional<MarqenExportFormat> &format,
+                   GError **error) {
     EditorState &state = *stateOf(window);
-    if (!state.file) return FALSE;
     auto *view = viewOf(window);
     // A text being typed goes in before the page is written.
     if (auto *controller = marqen_gtk_document_view_get_controller(view); controller && controller->isEditingText())
         controller->endTextEditing();
     MarqenError failure;
-    if (!saveEditorFile(*state.file, path, &failure)) {
+    if (!saveEditorFile(*state.file, path, format, &failure)) {
         setGError(error, failure, path);
         return FALSE;
     }
-    std::string extension = path.extension().string();
-    for (auto &c : extension) c = char(std::tolower(static_cast<unsigned char>(c)));
-    if (extension == ".json") {
-        // Saved editable: from now on this is the window's file.
-        if (state.file->kind != EditorFileKind::DocumentJSON) state.file->kind = EditorFileKind::DocumentJSON;
+    // Saved editable (the document embedded, or JSON): from now on this is the window's file.
+    if (!format || format->isDOMEmbedded()) {
         state.file->path = path;
+        if (format) state.file->format = format;
+        state.file->markSaved();
         marqen_gtk_document_view_mark_saved(view);
     }
     updateHistory(window);
     return TRUE;
+}
+
+}  // namespace
+
+gboolean editorWindowSave(GtkWindow *window, GError **error) {
+    EditorState &state = *stateOf(window);
+    if (!state.file) {
+        g_set_error_literal(error, g_quark_from_static_string("marqen-edit-error-quark"), 2, "nothing is open");
+        return FALSE;
+    }
+    if (state.file->isDocumentJSON()) return writeFile(window, state.file->path, std::nullopt, error);
+    auto format = inPlaceFormat(*state.file);
+    if (!format) {
+        g_set_error_literal(error, g_quark_from_static_string("marqen-edit-error-quark"), 2,
+                            "this type of file cannot keep the annotations editable: save it under a new name");
+        return FALSE;
+    }
+    return writeFile(window, state.file->path, format, error);
+}
+
+gboolean editorWindowSaveAs(GtkWindow *window, const std::filesystem::path &path, GError **error) {
+    EditorState &state = *stateOf(window);
+    if (!state.file) return FALSE;
+    auto format = formatForSaveAs(*state.file, path);
+    std::string extension = path.extension().string();
+    for (auto &c : extension) c = char(std::tolower(static_cast<unsigned char>(c)));
+    if (state.file->isDocumentJSON() ? extension != ".json" : !format) {
+        g_set_error_literal(error, g_quark_from_static_string("marqen-edit-error-quark"), 3,
+                            state.file->isDocumentJSON() ? "a document JSON file is saved as .json (Export writes pictures)"
+                                                         : "choose a name ending in .png, .jpg, .heic or .pdf");
+        return FALSE;
+    }
+    return writeFile(window, path, state.file->isDocumentJSON() ? std::nullopt : format, error);
 }
 
 MarqenGtkDocumentView *editorWindowDocumentView(GtkWindow *window) { return viewOf(window); }
