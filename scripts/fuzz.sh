@@ -55,6 +55,12 @@ seed fuzz_render samples/*.json
 seed fuzz_image_decode samples/resources/*
 seed fuzz_rich_image samples/rich/*
 seed fuzz_legacy_svg samples/legacy/*.marqen
+# The facade's seeds carry the extension byte first: 0 PNG, 1 JPEG, 2 PDF, 3 .marqen.
+mkdir -p "$WORK/fuzz_facade"
+for pair in "0:samples/rich/sample.png" "1:samples/rich/sample.jpg" "2:samples/pdf-review.pdf" "3:samples/legacy/shapes.marqen"; do
+  file=${pair#*:}
+  [ -f "$file" ] && { printf "\\$(printf '%03o' "${pair%%:*}")"; cat "$file"; } >"$WORK/fuzz_facade/$(basename "$file")"
+done
 if [ "$DEEP" = 1 ]; then
   python3 scripts/make_hostile_seeds.py "$WORK"
 fi

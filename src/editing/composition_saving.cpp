@@ -78,7 +78,15 @@ bool MarqenComposition::prepareForSave(MarqenError *error) {
     for (const auto &document : documents_) {
         document->waitForOperationsToFinish();
         document->applyAdjustments();
-        if (!document->prepareForSaveSynchronous(error)) return false;
+        for (const auto &bitmap : document->allBitmaps()) {
+            // A bitmap whose pixels never loaded (a damaged or hostile file) keeps its reference and
+            // stores nothing: the rest of the document still saves.
+            if (!bitmap->image()) {
+                marqenLog("Saving without the pixels of " + bitmap->uri() + ": they were never loaded");
+                continue;
+            }
+            if (!bitmap->prepareForSaveSynchronous(error)) return false;
+        }
     }
     for (const auto &document : documents_) document->waitForOperationsToFinish();
     return true;
