@@ -60,8 +60,9 @@ MARQEN_GTK_EXPORT gboolean marqen_gtk_document_view_has_selection(MarqenGtkDocum
 MARQEN_GTK_EXPORT gboolean marqen_gtk_document_view_get_modified(MarqenGtkDocumentView *view);
 MARQEN_GTK_EXPORT void marqen_gtk_document_view_mark_saved(MarqenGtkDocumentView *view);
 
-// Signals: "selection-changed" (no arguments) and "changed" (the page or its undo state changed; emitted
-// once per main-loop turn at most).
+// Signals: "selection-changed" (no arguments), "changed" (the page or its undo state changed; emitted once
+// per main-loop turn at most) and "file-dropped" (gboolean (*)(view, const char *path)): a dropped file
+// that is not a picture, for the host to open; return TRUE when taken.
 
 G_END_DECLS
 

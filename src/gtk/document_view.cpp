@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -80,7 +81,7 @@ G_DEFINE_FINAL_TYPE(MarqenGtkDocumentView, marqen_gtk_document_view, GTK_TYPE_WI
 
 enum { PROP_0, PROP_ZOOM, PROP_TOOL, PROP_HAS_SELECTION, N_PROPS };
 static GParamSpec *properties[N_PROPS];
-enum { SIGNAL_SELECTION_CHANGED, SIGNAL_CHANGED, N_SIGNALS };
+enum { SIGNAL_SELECTION_CHANGED, SIGNAL_CHANGED, SIGNAL_FILE_DROPPED, N_SIGNALS };
 static guint signals[N_SIGNALS];
 
 namespace {
@@ -147,7 +148,9 @@ void updateCursor(MarqenGtkDocumentView *view) {
     } else if (controller && state.pointerInside) {
         shape = marqen::gtk::pointerShapeForTool(currentTool(view));
         bool onHandle = false;
-        for (const auto &handle : controller->handles())
+        auto handles = controller->handles();
+        if (auto rotation = controller->rotationHandle()) handles.push_back(*rotation);
+        for (const auto &handle : handles)
             if (marqen::CGRectContainsPoint(handle.viewRect, state.pointer)) {
                 shape = marqen::gtk::pointerShapeForHandle(handle.kind);
                 onHandle = true;
@@ -517,6 +520,45 @@ void snapshot(GtkWidget *widget, GtkSnapshot *snapshot) {
             appendRectOutline(snapshot, bounds, 2, soft, 3);
         }
     }
+    if (const auto &pending = controller->pendingRect()) {
+        const CGRect chosen = marqen::CGRectIntegral(marqen::CGRectStandardize(marqen::CGRectApplyAffineTransform(*pending, toView)));
+        if (std::isfinite(chosen.size.width) && std::isfinite(chosen.size.height)) {
+            if (currentTool(view) == marqen::MarqenToolIDCrop) {
+                // What the crop drops is dimmed around what it keeps.
+                const GdkRGBA dim{0, 0, 0, 0.45f};
+                const CGRect pageRect = marqen::CGRectIntegral(page);
+                const double top = std::max(pageRect.origin.y, chosen.origin.y);
+                const double bottom = std::min(marqen::CGRectGetMaxY(pageRect), marqen::CGRectGetMaxY(chosen));
+                const CGRect parts[] = {
+                    marqen::CGRectMake(pageRect.origin.x, pageRect.origin.y, pageRect.size.width, top - pageRect.origin.y),
+                    marqen::CGRectMake(pageRect.origin.x, bottom, pageRect.size.width, marqen::CGRectGetMaxY(pageRect) - bottom),
+                    marqen::CGRectMake(pageRect.origin.x, top, chosen.origin.x - pageRect.origin.x, bottom - top),
+                    marqen::CGRectMake(marqen::CGRectGetMaxX(chosen), top, marqen::CGRectGetMaxX(pageRect) - marqen::CGRectGetMaxX(chosen), bottom - top)};
+                for (const CGRect &part : parts)
+                    if (part.size.width > 0 && part.size.height > 0) {
+                        const graphene_rect_t area = GRAPHENE_RECT_INIT(float(part.origin.x), float(part.origin.y),
+                                                                        float(part.size.width), float(part.size.height));
+                        gtk_snapshot_append_color(snapshot, &dim, &area);
+                    }
+                appendRectOutline(snapshot, marqen::CGRectInset(chosen, -1, -1), 1, kHandleFill, 0);
+            }
+            appendRectOutline(snapshot, chosen, 1.5f, kAccent, 0);
+        }
+    }
+    if (auto rotation = controller->rotationHandle()) {
+        // A round knob, as the rotation handle is drawn everywhere.
+        const CGRect rect = rotation->viewRect;
+        const graphene_rect_t area = GRAPHENE_RECT_INIT(float(std::round(rect.origin.x)), float(std::round(rect.origin.y)),
+                                                        float(rect.size.width), float(rect.size.height));
+        GskRoundedRect knob;
+        gsk_rounded_rect_init_from_rect(&knob, &area, float(rect.size.width / 2));
+        gtk_snapshot_push_rounded_clip(snapshot, &knob);
+        gtk_snapshot_append_color(snapshot, &kHandleFill, &area);
+        gtk_snapshot_pop(snapshot);
+        const float widths[4] = {1.5f, 1.5f, 1.5f, 1.5f};
+        const GdkRGBA colors[4] = {kAccent, kAccent, kAccent, kAccent};
+        gtk_snapshot_append_border(snapshot, &knob, widths, colors);
+    }
     for (const auto &handle : handles) {
         const CGRect rect = handle.viewRect;
         const graphene_rect_t area = GRAPHENE_RECT_INIT(float(std::round(rect.origin.x)), float(std::round(rect.origin.y)),
@@ -551,10 +593,40 @@ void onScaleFactorChanged(MarqenGtkDocumentView *view) {
     gtk_widget_queue_draw(GTK_WIDGET(view));
 }
 
-gboolean onDrop(GtkDropTarget *, const GValue *value, double, double, MarqenGtkDocumentView *view) {
-    if (!G_VALUE_HOLDS(value, GDK_TYPE_TEXTURE)) return FALSE;
-    auto image = marqen::gtk::imageForTexture(GDK_TEXTURE(g_value_get_object(value)));
-    return image && marqen::gtk::addPicture(view, image);
+// Whether the file starts as a picture we decode (its first bytes; the name does not count).
+bool isPictureFile(const char *path) {
+    std::ifstream stream(path, std::ios::binary);
+    char head[64] = {};
+    stream.read(head, sizeof head);
+    return stream.gcount() > 0 && marqen::MarqenImageDetectFormat(head, size_t(stream.gcount())) != marqen::MarqenImageFormat::Unknown;
+}
+
+gboolean onDrop(GtkDropTarget *, const GValue *value, double x, double y, MarqenGtkDocumentView *view) {
+    if (G_VALUE_HOLDS(value, GDK_TYPE_TEXTURE)) {
+        auto image = marqen::gtk::imageForTexture(GDK_TEXTURE(g_value_get_object(value)));
+        return image && marqen::gtk::addPicture(view, image);
+    }
+    if (!G_VALUE_HOLDS(value, GDK_TYPE_FILE_LIST)) return FALSE;
+    auto *controller = controllerOf(view);
+    GSList *files = gdk_file_list_get_files(static_cast<GdkFileList *>(g_value_get_boxed(value)));
+    bool taken = false;
+    for (GSList *item = files; item; item = item->next) {
+        char *path = g_file_get_path(G_FILE(item->data));
+        if (!path) continue;
+        // Pictures join the page where they are dropped; anything else (a PDF, a document) is the host's.
+        gboolean handled = FALSE;
+        marqen::MarqenError error;
+        const bool directory = g_file_test(path, G_FILE_TEST_IS_DIR);
+        if (!directory && controller && isPictureFile(path) &&
+            controller->dropImageFile(path, CGPoint{x, y}, &error))
+            handled = TRUE;
+        else
+            g_signal_emit(view, signals[SIGNAL_FILE_DROPPED], 0, path, &handled);
+        taken = taken || handled;
+        g_free(path);
+    }
+    g_slist_free(files);
+    return taken;
 }
 
 void onFocusIn(GtkEventControllerFocus *, MarqenGtkDocumentView *view) { gtk_im_context_focus_in(view->state->im); }
@@ -674,6 +746,9 @@ static void marqen_gtk_document_view_class_init(MarqenGtkDocumentViewClass *klas
                                                      nullptr, nullptr, nullptr, G_TYPE_NONE, 0);
     signals[SIGNAL_CHANGED] = g_signal_new("changed", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST, 0, nullptr, nullptr,
                                            nullptr, G_TYPE_NONE, 0);
+    signals[SIGNAL_FILE_DROPPED] = g_signal_new("file-dropped", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST, 0,
+                                                g_signal_accumulator_true_handled, nullptr, nullptr, G_TYPE_BOOLEAN, 1,
+                                                G_TYPE_STRING);
 
     for (const char *name : {"document-view.undo", "document-view.redo", "document-view.copy", "document-view.cut",
                              "document-view.paste", "document-view.delete", "document-view.select-all",
@@ -749,8 +824,11 @@ static void marqen_gtk_document_view_init(MarqenGtkDocumentView *view) {
 
     g_signal_connect(widget, "notify::scale-factor", G_CALLBACK(onScaleFactorChanged), nullptr);
 
-    // Pictures dragged in from another application become bitmap elements; files go on to the host.
-    GtkDropTarget *drop = gtk_drop_target_new(GDK_TYPE_TEXTURE, GDK_ACTION_COPY);
+    // Pictures dragged in (textures and picture files) become bitmap elements; other files go to the host
+    // through "file-dropped".
+    GtkDropTarget *drop = gtk_drop_target_new(G_TYPE_INVALID, GDK_ACTION_COPY);
+    GType dropTypes[] = {GDK_TYPE_FILE_LIST, GDK_TYPE_TEXTURE};
+    gtk_drop_target_set_gtypes(drop, dropTypes, G_N_ELEMENTS(dropTypes));
     g_signal_connect(drop, "drop", G_CALLBACK(onDrop), view);
     gtk_widget_add_controller(widget, GTK_EVENT_CONTROLLER(drop));
 }

@@ -31,7 +31,10 @@ PointerShape pointerShapeForHandle(MarqenHandleKind kind) {
         case MarqenHandleKind::TopRight:
         case MarqenHandleKind::BottomLeft: return PointerShape::ResizeNESW;
         case MarqenHandleKind::StartPoint:
-        case MarqenHandleKind::EndPoint: return PointerShape::Crosshair;
+        case MarqenHandleKind::EndPoint:
+        case MarqenHandleKind::StampTail: return PointerShape::Crosshair;
+        case MarqenHandleKind::Rotation: return PointerShape::Rotate;
+        case MarqenHandleKind::WrapWidth: return PointerShape::ResizeEW;
     }
     return PointerShape::Default;
 }
@@ -66,6 +69,7 @@ GdkCursor *cursorForPointerShape(PointerShape shape, int scaleFactor, const Marq
         case PointerShape::Text: artwork = MarqenCursorShape::Text; themed = "text"; break;
         case PointerShape::Crosshair: artwork = MarqenCursorShape::Crosshair; themed = "crosshair"; break;
         case PointerShape::Draw: artwork = MarqenCursorShape::Draw; themed = "crosshair"; break;
+        case PointerShape::Rotate: artwork = MarqenCursorShape::Rotate; themed = "grab"; break;
         case PointerShape::ResizeNS: artwork = MarqenCursorShape::ResizeNorthSouth; themed = "ns-resize"; break;
         case PointerShape::ResizeEW: artwork = MarqenCursorShape::ResizeEastWest; themed = "ew-resize"; break;
         case PointerShape::ResizeNWSE: artwork = MarqenCursorShape::ResizeNorthWestSouthEast; themed = "nwse-resize"; break;

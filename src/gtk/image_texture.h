@@ -15,7 +15,7 @@ GdkTexture *textureForImage(const MarqenImage &image);
 
 // The pointer's shape over the view: the controller's word for a running gesture ("grabbing", "move", "text",
 // "crosshair"), else the handle or element under the pointer, else the tool's own shape.
-enum class PointerShape { Default, Grab, Grabbing, Move, Text, Crosshair, Draw, ResizeNS, ResizeEW, ResizeNWSE, ResizeNESW };
+enum class PointerShape { Default, Grab, Grabbing, Move, Text, Crosshair, Draw, Rotate, ResizeNS, ResizeEW, ResizeNWSE, ResizeNESW };
 PointerShape pointerShapeForControllerCursor(const std::string &cursor);
 PointerShape pointerShapeForHandle(MarqenHandleKind kind);
 PointerShape pointerShapeForTool(unsigned long toolIdentifier);

@@ -72,8 +72,13 @@ void finishRead(PayloadRead *read) {
         MarqenError error;
         if (read->mimeType == MARQEN_GTK_CLIPBOARD_MIME_TYPE) {
             if (!controller->paste(read->bytes, &error)) logProblem("The clipboard's annotations could not be pasted: " + error.description());
-        } else if (controller->isEditingText()) {
-            if (g_utf8_validate(read->bytes.data(), gssize(read->bytes.size()), nullptr)) controller->insertText(read->bytes);
+        } else if (!read->mimeType.empty()) {
+            if (!g_utf8_validate(read->bytes.data(), gssize(read->bytes.size()), nullptr))
+                logProblem("The clipboard's text is not UTF-8; nothing was pasted");
+            else if (controller->isEditingText())
+                controller->insertText(read->bytes);
+            else if (!controller->pasteText(read->bytes, &error))
+                logProblem("The clipboard's text could not be pasted: " + error.description());
         }
     }
     g_object_unref(read->stream);
@@ -165,15 +170,8 @@ MarqenImageRef imageForTexture(GdkTexture *texture) {
 bool addPicture(MarqenGtkDocumentView *view, const MarqenImageRef &image) {
     auto *controller = marqen_gtk_document_view_get_controller(view);
     if (!controller || !image) return false;
-    const CGRect page = controller->document()->frame();
-    const double fit = std::min({1.0, page.size.width / 2 / image->width(), page.size.height / 2 / image->height()});
-    const CGSize size{image->width() * fit, image->height() * fit};
-    auto bitmap = MarqenDOMBitmap::create();
-    bitmap->setImage(image);
-    bitmap->setFrame(CGRectMake(CGRectGetMidX(page) - size.width / 2, CGRectGetMidY(page) - size.height / 2, size.width, size.height));
-    // Through the payload, so that it is one "Paste" step with fresh identities, as any paste.
     MarqenError error;
-    if (!controller->paste(MarqenClipboardPayloadForElements({bitmap}), &error)) {
+    if (!controller->pasteImage(image, &error)) {
         logProblem("The picture could not be added: " + error.description());
         return false;
     }

@@ -101,7 +101,14 @@ UndoManager *ViewPropertiesAdapter::undoManager() const {
 
 std::shared_ptr<MarqenDOMDocument> ViewPropertiesAdapter::document() const { return marqen_gtk_document_view_get_document(view_); }
 
-bool ViewPropertiesAdapter::cropToRect(CGRect) { return false; }
-bool ViewPropertiesAdapter::resizeCanvas(CGFloat) { return false; }
+bool ViewPropertiesAdapter::cropToRect(CGRect rect) {
+    auto *current = controller();
+    return current && current->cropToRect(rect);
+}
+
+bool ViewPropertiesAdapter::resizeCanvas(CGFloat scale) {
+    auto *current = controller();
+    return current && current->resizeCanvas(scale);
+}
 
 }  // namespace marqen::gtk

@@ -29,7 +29,7 @@ public:
     void clearNodeSelection() override;
     UndoManager *undoManager() const override;
     std::shared_ptr<MarqenDOMDocument> document() const override;
-    // This view has no crop or resize tool (the tools model keeps them off): both refuse.
+    // The controller's page operations; false when it refuses or no page is open.
     bool cropToRect(CGRect rect) override;
     bool resizeCanvas(CGFloat scale) override;
 

@@ -7,6 +7,7 @@
 #include <marqenkit/dom/bitmap.h>
 #include <marqenkit/dom/layer.h>
 #include <marqenkit/dom/rectangle.h>
+#include <marqenkit/dom/text.h>
 #include <marqenkit/editing/property_color.h>
 #include <marqenkit/editing/tools_model.h>
 #include <marqenkit/foundation/geometry_functions.h>
@@ -87,24 +88,25 @@ TEST_F(BarFixture, OffersWhatTheToolAndSelectionTakeAndAppliesAChoiceAsOneStep) 
 }
 
 TEST_F(BarFixture, APastedPictureBecomesABitmapInTheMiddleOfThePage) {
-    // A 400 × 300 picture on a 600 × 400 page is fitted into half the page (300 × 200): 266.67 × 200.
+    // A 400 × 300 picture fits inside the 600 × 400 page at its own size, in the middle of the view,
+    // which shows the middle of the page.
     GBytes *bytes = g_bytes_new_take(g_malloc0(400 * 300 * 4), 400 * 300 * 4);
     GdkTexture *texture = gdk_memory_texture_new(400, 300, GDK_MEMORY_DEFAULT, bytes, 400 * 4);
     g_bytes_unref(bytes);
     gdk_clipboard_set_texture(gtk_widget_get_clipboard(GTK_WIDGET(view)), texture);
     g_object_unref(texture);
     gtk_widget_activate_action(GTK_WIDGET(view), "document-view.paste", nullptr);
-    // Bitmaps live in the page's background layer, over the page's own picture.
-    ASSERT_TRUE(iterateUntil([&] { return page->backgroundLayer()->children().size() == 1; }));
-    auto bitmap = std::dynamic_pointer_cast<marqen::MarqenDOMBitmap>(page->backgroundLayer()->children().back());
+    // A picture brought in is an annotation, above the background.
+    ASSERT_TRUE(iterateUntil([&] { return annotationCount() == 2; }));
+    auto bitmap = std::dynamic_pointer_cast<marqen::MarqenDOMBitmap>(page->annotationLayer()->children().back());
     ASSERT_TRUE(bitmap);
     ASSERT_TRUE(bitmap->image());
     EXPECT_EQ(bitmap->image()->width(), 400);
     const marqen::CGRect frame = bitmap->frame();
-    EXPECT_NEAR(frame.size.width, 400 * (200.0 / 300), 1e-6);
-    EXPECT_NEAR(frame.size.height, 200, 1e-6);
-    EXPECT_NEAR(marqen::CGRectGetMidX(frame), 300, 1e-6);
-    EXPECT_NEAR(marqen::CGRectGetMidY(frame), 200, 1e-6);
+    EXPECT_NEAR(frame.size.width, 400, 1e-6);
+    EXPECT_NEAR(frame.size.height, 300, 1e-6);
+    EXPECT_NEAR(marqen::CGRectGetMidX(frame), 300, 1);
+    EXPECT_NEAR(marqen::CGRectGetMidY(frame), 200, 1);
     g_autofree char *name = marqen_gtk_document_view_dup_undo_name(view);
     EXPECT_STREQ(name, "Paste");
 }
@@ -128,6 +130,57 @@ TEST_F(BarFixture, HostilePayloadsOnTheClipboardChangeNothing) {
     gtk_widget_activate_action(GTK_WIDGET(view), "document-view.copy", nullptr);
     EXPECT_FALSE(gdk_content_formats_contain_mime_type(gdk_clipboard_get_formats(clipboard), MARQEN_GTK_CLIPBOARD_MIME_TYPE));
     EXPECT_TRUE(gdk_content_formats_contain_gtype(gdk_clipboard_get_formats(clipboard), G_TYPE_STRING));
+}
+
+TEST_F(BarFixture, PastedTextBecomesATextAndGoesIntoATextBeingEdited) {
+    gdk_clipboard_set_text(gtk_widget_get_clipboard(GTK_WIDGET(view)), "From the clipboard");
+    gtk_widget_activate_action(GTK_WIDGET(view), "document-view.paste", nullptr);
+    ASSERT_TRUE(iterateUntil([&] { return page->textLayer()->children().size() == 1; }));
+    auto text = std::dynamic_pointer_cast<marqen::MarqenDOMText>(page->textLayer()->children().front());
+    ASSERT_TRUE(text && text->text());
+    EXPECT_EQ(*text->text(), "From the clipboard");
+    // Text that is not UTF-8 is refused.
+    const std::string bad = "\xff\xfe broken";
+    GBytes *bytes = g_bytes_new(bad.data(), bad.size());
+    GdkContentProvider *provider = gdk_content_provider_new_for_bytes("text/plain;charset=utf-8", bytes);
+    g_bytes_unref(bytes);
+    gdk_clipboard_set_content(gtk_widget_get_clipboard(GTK_WIDGET(view)), provider);
+    g_object_unref(provider);
+    gtk_widget_activate_action(GTK_WIDGET(view), "document-view.paste", nullptr);
+    iterateFor(0.2);
+    EXPECT_EQ(page->textLayer()->children().size(), 1u);
+}
+
+TEST_F(BarFixture, ACropChosenByDragIsShownAndAppliedByTheCropPanelsView) {
+    marqen_gtk_document_view_set_tool(view, marqen::MarqenToolIDCrop);
+    auto &view_ = controller();
+    auto toView = view_.modelToViewTransform();
+    const marqen::CGPoint from = marqen::CGPointApplyAffineTransform({50, 50}, toView);
+    const marqen::CGPoint to = marqen::CGPointApplyAffineTransform({350, 250}, toView);
+    view_.pointerPressed({from});
+    view_.pointerMoved({to});
+    view_.pointerReleased({to});
+    ASSERT_TRUE(view_.pendingRect());
+    // The kept part is drawn clear, what goes is dimmed.
+    iterateFor(0.1);
+    int width = 0, height = 0;
+    auto pixels = renderWidget(GTK_WIDGET(view), &width, &height);
+    ASSERT_FALSE(pixels.empty());
+    const int scale = gtk_widget_get_scale_factor(GTK_WIDGET(view));
+    auto red = [&](marqen::CGPoint model) {
+        const marqen::CGPoint at = marqen::CGPointApplyAffineTransform(model, toView);
+        const size_t offset = (size_t(at.y * scale) * size_t(width) + size_t(at.x * scale)) * 4 + 2;
+        EXPECT_LT(offset, pixels.size()) << at.x << "," << at.y << " in " << width << "x" << height;
+        return offset < pixels.size() ? int(pixels[offset]) : -1;
+    };
+    EXPECT_GT(red({200, 220}), 240);  // white paper inside
+    EXPECT_LT(red({500, 350}), 160);  // dimmed outside
+    // Return applies it as one "Crop".
+    view_.keyPressed({"Return"});
+    EXPECT_EQ(page->frame().size.width, 300);
+    EXPECT_EQ(page->frame().size.height, 200);
+    g_autofree char *name = marqen_gtk_document_view_dup_undo_name(view);
+    EXPECT_STREQ(name, "Crop");
 }
 
 TEST_F(BarFixture, ARoundTripThroughTheClipboardCopiesTheSelection) {

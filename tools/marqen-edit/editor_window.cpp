@@ -492,6 +492,11 @@ GtkWindow *createEditorWindow(GtkApplication *application) {
     gtk_widget_add_controller(GTK_WIDGET(window), GTK_EVENT_CONTROLLER(drop));
 
     g_signal_connect_object(state->view, "changed", G_CALLBACK(updateHistory), window, G_CONNECT_SWAPPED);
+    // Files that are not pictures, dropped on the page, open as they would dropped anywhere else.
+    g_signal_connect_object(state->view, "file-dropped", G_CALLBACK(+[](MarqenGtkDocumentView *, const char *path, GtkWindow *target) -> gboolean {
+        openPath(target, path);
+        return TRUE;
+    }), window, GConnectFlags(0));
     g_signal_connect_object(state->view, "selection-changed", G_CALLBACK(updateHistory), window, G_CONNECT_SWAPPED);
     g_signal_connect_object(state->view, "notify::zoom", G_CALLBACK(updateZoomLabel), window, G_CONNECT_SWAPPED);
     g_signal_connect(window, "close-request", G_CALLBACK(onCloseRequest), nullptr);
