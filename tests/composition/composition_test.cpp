@@ -224,3 +224,56 @@ TEST(CompositionSaving, APageTwoAnnotationOfAFourPagePDFReopensOnPageTwoOnly) {
     for (size_t i = 0; i < 4; ++i) EXPECT_EQ(elementCount(*reopened->documents()[i]), i == 1 ? 2u : 0u) << i;
     EXPECT_EQ(reopened->documents()[1]->textStrings(), std::vector<std::string>{"Second page"});
 }
+
+TEST(CompositionLifetime, ThePrivateBundleGoesWithTheCompositionAndTheIncomingOneStays) {
+    TempDir dir;
+    auto composition = MarqenComposition::initWithImage(makePicture(40, 30), 1, MarqenImageProfileNone, MarqenJSON::object());
+    ASSERT_TRUE(composition->writeRichImageToURL((dir / "in.png").string(), kMarqenCompositionSaveFormatPNG));
+    const fs::path made = composition->bundle()->URL();
+    composition.reset();
+    EXPECT_FALSE(fs::exists(made));
+
+    auto opened = MarqenComposition::initWithURL(dir / "in.png");
+    ASSERT_TRUE(opened);
+    const fs::path unpacked = opened->bundle()->URL();
+    EXPECT_TRUE(fs::is_directory(unpacked));
+    EXPECT_EQ(opened->incomingURL(), std::optional<fs::path>(dir / "in.png"));
+    opened.reset();
+    EXPECT_FALSE(fs::exists(unpacked));
+    EXPECT_TRUE(fs::exists(dir / "in.png"));
+
+    // A bundle directory restored with removeURLOnDealloc is private too.
+    auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "restore.marqen");
+    ASSERT_TRUE(bundle->writeDataForIndexJSONFile(MarqenDOMDocument::createWithSize({10, 10}, 1)->dictionaryRepresentation().dump(), nullptr));
+    auto restored = MarqenComposition::initWithRestoreURL(dir / "restore.marqen", false, true);
+    ASSERT_TRUE(restored);
+    EXPECT_FALSE(restored->incomingURL());
+    restored.reset();
+    EXPECT_FALSE(fs::exists(dir / "restore.marqen"));
+}
+
+TEST(CompositionLogging, FailedFlatWritesAndBrokenPDFDocumentsAreLogged) {
+    TempDir dir;
+    LogCapture log;
+    auto composition = MarqenComposition::initWithSize({20, 20}, 1);
+    fs::create_directories(dir / "folder.png");
+    EXPECT_FALSE(composition->writeFlattenedImageToURL(composition->documents().front(), dir / "folder.png", "public.png", 1, true));
+    EXPECT_TRUE(log.contains("Error writing to " + (dir / "folder.png").string()));
+
+    auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "work.marqen");
+    makePDF(bundle->originalPDFFileURL(), 2);
+    ASSERT_TRUE(bundle->writeDataForIndexJSONFile(R"({"type":"MultiPageDocument","children":[7, 8]})", nullptr));
+    EXPECT_FALSE(MarqenComposition::initWithURL(dir / "work.marqen"));
+    EXPECT_TRUE(log.contains("ERROR: could not make multipage document from pdf embedded json"));
+
+    // The annotated PDF of a composition without a PDF is refused with code 3.
+    MarqenError error;
+    EXPECT_FALSE(composition->writeAnnotatedPDFToURL(dir / "out.pdf", true, false, "", "", &error));
+    EXPECT_EQ(error.domain, "MarqenCompositionErrorDomain");
+    EXPECT_EQ(error.code, 3);
+    EXPECT_FALSE(fs::exists(dir / "out.pdf"));
+    // The JSON writer reports in the composition's domain with code 0.
+    EXPECT_FALSE(composition->writeJSONToURL(dir / "folder.png", &error));
+    EXPECT_EQ(error.domain, "MarqenCompositionErrorDomain");
+    EXPECT_EQ(error.code, 0);
+}

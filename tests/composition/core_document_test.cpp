@@ -208,6 +208,12 @@ TEST(CoreMarqenDocumentWriting, APDFWithSummaryReopensEditableAndGivesBackTheUnt
         EXPECT_NE(summary.find(text), std::string::npos) << text;
     EXPECT_GT(redShareOfPDFPage(dir / "out.pdf", 3), 0.1);
     EXPECT_LT(redShareOfPDFPage(dir / "out.pdf", 2), 0.01);
+    // Each listed page is a link to its page (the annotated pages are output pages 3 and 5).
+    std::string objects;
+    ASSERT_EQ(runTool("qpdf --qdf --object-streams=disable '" + (dir / "out.pdf").string() + "' -", &objects), 0);
+    size_t links = 0;
+    for (size_t at = objects.find("/Subtype /Link"); at != std::string::npos; at = objects.find("/Subtype /Link", at + 1)) ++links;
+    EXPECT_GE(links, 2u);
 
     auto reopened = open(dir / "out.pdf", &found);
     ASSERT_TRUE(reopened);
