@@ -61,6 +61,7 @@ for pair in "0:samples/rich/sample.png" "1:samples/rich/sample.jpg" "2:samples/p
   file=${pair#*:}
   [ -f "$file" ] && { printf "\\$(printf '%03o' "${pair%%:*}")"; cat "$file"; } >"$WORK/fuzz_facade/$(basename "$file")"
 done
+seed fuzz_events samples/replay-events.json
 if [ "$DEEP" = 1 ]; then
   python3 scripts/make_hostile_seeds.py "$WORK"
 fi
