@@ -8,6 +8,7 @@
 #include "dom/bitmap.h"
 #include "dom/document.h"
 #include "dom/layer.h"
+#include "editing/analytics.h"
 #include "editing/composition.h"
 #include "formats/dom_json_file.h"
 #include "formats/pdf/pdf_file.h"
@@ -152,7 +153,9 @@ std::shared_ptr<CoreMarqenDocument> CoreMarqenDocument::initWithURL(const fs::pa
         facadeFailure(error, "Unable to read document.");
         return nullptr;
     }
-    return std::shared_ptr<CoreMarqenDocument>(new CoreMarqenDocument(std::move(composition)));
+    auto document = std::shared_ptr<CoreMarqenDocument>(new CoreMarqenDocument(std::move(composition)));
+    MarqenAnalytics::postInterestingEvent("Document", "Open", type.value_or(""), document.get());
+    return document;
 }
 
 std::shared_ptr<CoreMarqenDocument> CoreMarqenDocument::initWithSize(CGSize size, CGFloat scale) {
@@ -216,7 +219,10 @@ bool CoreMarqenDocument::writeToURL(const fs::path &url, const MarqenExportForma
                                                              quality, true, &writeError);
         }
     }
-    if (written) return true;
+    if (written) {
+        MarqenAnalytics::postInterestingEvent("Document", "Save", format.formatIdentifier(), this);
+        return true;
+    }
     if (error) *error = writeError;
     return facadeFailure(error, "Unable to save document.");
 }

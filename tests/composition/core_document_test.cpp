@@ -7,7 +7,9 @@
 #include "core/core_document.h"
 #include "dom/bitmap.h"
 #include "dom/document.h"
+#include "editing/analytics.h"
 #include "editing/composition.h"
+#include "foundation/notification_center.h"
 #include "formats/pdf/pdf_file.h"
 #include "platform/image_io.h"
 #include "support/test_support.h"
@@ -308,4 +310,23 @@ TEST(CoreMarqenDocumentOpening, LegacyDocumentsAndBundlesOpenThroughTheFacade) {
 
     writeFile(dir / "shapes.svg", readFile(sourceDir() / "samples/legacy/shapes.marqen"));
     EXPECT_FALSE(CoreMarqenDocument::initWithURL(dir / "shapes.svg", nullptr, &error));
+}
+
+TEST(CoreMarqenDocumentEvents, OpeningAndSavingPostUsageEvents) {
+    TempDir dir;
+    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
+    std::vector<std::string> events;
+    auto token = NotificationCenter::defaultCenter().addObserver(
+        kMarqenAnalyticsInterestingEventDidOccur, nullptr, [&](const Notification &notification) {
+            auto text = [&](const char *key) {
+                const std::string *value = notification.value<std::string>(key);
+                return value ? *value : std::string("?");
+            };
+            events.push_back(text(kMarqenAnalyticsCategoryKey) + "/" + text(kMarqenAnalyticsActionKey) + "/" +
+                             text(kMarqenAnalyticsLabelKey));
+        });
+    auto document = open(dir / "in.png");
+    ASSERT_TRUE(document->writeToURL(dir / "out.png", formatOf("com.brondale.marqen:dom.embedded:public.png"), {}));
+    EXPECT_FALSE(document->writeToURL(dir / "missing/out.png", formatOf("public.png"), {}));
+    EXPECT_EQ(events, (std::vector<std::string>{"Document/Open/public.png", "Document/Save/com.brondale.marqen:dom.embedded:public.png"}));
 }

@@ -2,7 +2,9 @@
 // CoreMarqenDocument: the small entry point through which a host opens a file, creates a new document,
 // saves or exports it, and keeps it across restarts. It wraps one MarqenComposition, which does the
 // work, and picks the reader and writer from the file's type. Failures are errors in domain "CoreMarqen"
-// with code -1; problems that do not stop an operation go to the shared log (CoreMarqenLog).
+// with code -1; problems that do not stop an operation go to the shared log (CoreMarqenLog). Opening and
+// saving post usage events ("Document", "Open" or "Save", the type or format identifier) through
+// MarqenAnalytics.
 //
 // Threads: main thread, like the composition it wraps.
 #include <cstdint>
