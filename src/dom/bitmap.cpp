@@ -32,13 +32,6 @@ bool fail(MarqenError *error, long code, const std::string &description) {
     return marqenFail(error, MarqenDOMDocumentResourceCoordinatorErrorDomain, code, description);
 }
 
-// The properties a file's header gives, in the dictionary form the element keeps.
-MarqenJSON propertiesOfFile(const std::filesystem::path &path) {
-    MarqenImageProperties properties;
-    if (!MarqenImageCopyPropertiesFromFile(path, &properties)) return MarqenJSON::object();
-    return properties.dictionary;
-}
-
 // Pixels per document unit across and down, for an image shown over frame.
 CGSize pixelDensity(const MarqenImage &image, const CGRect &frame) {
     CGFloat w = CGRectGetWidth(frame), h = CGRectGetHeight(frame);
@@ -210,8 +203,19 @@ void MarqenDOMBitmap::reloadWithResourceCoordinator() {
             auto document = self->document();
             if (!document) return;
             document->addOperation([weakSelf, requested, uri, fileURL]() -> std::function<void()> {
-                MarqenJSON properties = propertiesOfFile(fileURL);
-                MarqenImageRef image = MarqenImageDecodeFile(fileURL);
+                // Read once, without following a link at the file itself: the coordinator answered the
+                // checked file, and a link swapped in since must not lead the read elsewhere.
+                MarqenJSON properties = MarqenJSON::object();
+                MarqenImageRef image;
+                std::vector<uint8_t> bytes;
+                MarqenError error;
+                if (MarqenImageReadFileBytes(fileURL, &bytes, &error, uint64_t(4) << 30, false)) {
+                    MarqenImageProperties read;
+                    if (MarqenImageCopyPropertiesFromData(bytes.data(), bytes.size(), &read)) properties = read.dictionary;
+                    image = MarqenImageDecodeData(bytes.data(), bytes.size());
+                } else {
+                    marqenLog("ERROR: " + error.description());
+                }
                 return [weakSelf, requested, uri, fileURL, image, properties] {
                     if (auto self = weakSelf.lock()) self->installLoadedImage(requested, uri, fileURL, image, properties);
                 };

@@ -104,7 +104,10 @@ std::optional<std::filesystem::path> MarqenDirectoryResourceCoordinator::fileFor
         fail(error, MarqenResourceErrorOutsideStorage, "The resource file for " + uri + " lies outside the resources directory");
         return std::nullopt;
     }
-    return file;
+    // The file itself, not a link to it: readers open the answer without following links, so a link
+    // swapped in after this check is refused rather than followed out of the directory.
+    auto resolved = std::filesystem::weakly_canonical(file, code);
+    return code ? file : resolved;
 }
 
 MarqenDirectoryResourceCoordinator::MarqenDirectoryResourceCoordinator(std::filesystem::path directory)

@@ -477,8 +477,8 @@ struct Descriptor {
 // The file is opened once and everything is learnt from the held descriptor: what it is and how
 // large, then its first bytes, so that a file that is no image is refused before the rest is read.
 bool MarqenImageReadFileBytes(const std::filesystem::path &path, std::vector<uint8_t> *bytes, MarqenError *error,
-                              uint64_t maximumBytes) {
-    Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
+                              uint64_t maximumBytes, bool followSymbolicLink) {
+    Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (followSymbolicLink ? 0 : O_NOFOLLOW))};
     if (file.fd < 0)
         return fail(error, MarqenNativeImageErrorFileAccess, "Cannot open " + path.string() + ": " + std::strerror(errno) + ".");
     struct stat status {};

@@ -32,7 +32,8 @@ enum MarqenDOMDocumentResourceCoordinatorErrorCode : long {
 
 class MARQEN_EXPORT MarqenDOMDocumentResourceCoordinator {
 public:
-    // fileURL: the file holding the resource (empty on error); uri: the resource's URI as the
+    // fileURL: the file holding the resource (empty on error), the file itself rather than a symbolic link
+    // to it (bitmaps read it without following a link there); uri: the resource's URI as the
     // coordinator names it; error: null on success, else why the operation failed (valid only during
     // the call).
     using Completion = std::function<void(const std::filesystem::path &fileURL, const std::string &uri,

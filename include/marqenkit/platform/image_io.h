@@ -86,7 +86,9 @@ MARQEN_EXPORT bool MarqenImageWriteToFile(const MarqenImage &image, const std::f
                                           const MarqenImageEncodeOptions &options = {}, MarqenError *error = nullptr);
 
 // Reads a whole file (bounded by maximumBytes) for the decoders; exposed for callers that keep the bytes.
+// With followSymbolicLink false, a symbolic link at the path itself is refused instead of followed: for
+// files that were checked by name and must not be swapped for a link before they are opened.
 MARQEN_EXPORT bool MarqenImageReadFileBytes(const std::filesystem::path &path, std::vector<uint8_t> *bytes, MarqenError *error,
-                                            uint64_t maximumBytes = uint64_t(4) << 30);
+                                            uint64_t maximumBytes = uint64_t(4) << 30, bool followSymbolicLink = true);
 
 }  // namespace marqen

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "dom/bitmap.h"
+#include "dom/document.h"
 #include "formats/directory_resource_coordinator.h"
 #include "foundation/queues.h"
 #include "platform/image_io.h"
@@ -177,4 +179,52 @@ TEST(MarqenDirectoryResourceCoordinator, AnswersInTheOrderAskedOnTheMainQueue) {
     EXPECT_TRUE(std::filesystem::exists(directory / "00000000-0000-4000-8000-000000000009"));
     MainQueue::shared().drain();
     EXPECT_EQ(order->back(), "last");
+}
+
+// Wraps the directory coordinator and, once it has answered, swaps a link to a file outside for the
+// answered file, as another process could between the check and the read.
+class SwappingCoordinator : public MarqenDOMDocumentResourceCoordinator {
+public:
+    SwappingCoordinator(std::shared_ptr<MarqenDirectoryResourceCoordinator> inner, std::filesystem::path outsideFile)
+        : inner_(std::move(inner)), outsideFile_(std::move(outsideFile)) {}
+    void loadResourceWithURI(const std::string &uri, Completion completion) override {
+        inner_->loadResourceWithURI(uri, [outside = outsideFile_, completion](const std::filesystem::path &file,
+                                                                              const std::string &answered,
+                                                                              const MarqenError *error) {
+            if (!error) {
+                std::filesystem::create_symlink(outside, file.string() + ".swap");
+                std::filesystem::rename(file.string() + ".swap", file);
+            }
+            completion(file, answered, error);
+        });
+    }
+    void storeResourceWithURI(const std::string &uri, const MarqenImageRef &image, unsigned long profile,
+                              const MarqenJSON &properties, Completion completion) override {
+        inner_->storeResourceWithURI(uri, image, profile, properties, std::move(completion));
+    }
+
+private:
+    std::shared_ptr<MarqenDirectoryResourceCoordinator> inner_;
+    std::filesystem::path outsideFile_;
+};
+
+TEST(MarqenDirectoryResourceCoordinator, ALinkSwappedInAfterTheCheckIsNotFollowed) {
+    TempDir outside, directory;
+    auto secret = MarqenImage::create(2, 2);
+    secret->setPixelAt(0, 0, 0xFF0000FF);
+    ASSERT_TRUE(MarqenImageWriteToFile(*secret, outside / "secret.png", MarqenImageFormat::PNG));
+    ASSERT_TRUE(MarqenImageWriteToFile(*tinyImage(), directory / kUUID, MarqenImageFormat::PNG));
+
+    auto document = MarqenDOMDocument::createWithSize({10, 10}, 1);
+    auto coordinator = std::make_shared<SwappingCoordinator>(MarqenDirectoryResourceCoordinator::create(directory.path()),
+                                                             outside / "secret.png");
+    document->setResourceCoordinator(coordinator);  // held weakly by the document
+    auto bitmap = MarqenDOMBitmap::create();
+    document->addNode(bitmap);
+    LogCapture log;
+    bitmap->setUri(std::string("marqen+uuid:///") + kUUID);
+    document->waitForOperationsToFinish();
+    EXPECT_TRUE(std::filesystem::is_symlink(directory / kUUID));  // the swap happened before the read
+    EXPECT_EQ(bitmap->image(), nullptr);
+    EXPECT_TRUE(log.contains("Cannot open")) << (log.lines().empty() ? "" : log.lines().back());
 }
