@@ -31,10 +31,24 @@ CanvasCache::~CanvasCache() {
     if (dirty_) cairo_region_destroy(dirty_);
 }
 
+CanvasCache::PageLook CanvasCache::PageLook::of(const MarqenDOMDocument &document) {
+    return {document.frame(), document.transform(), document.coordinateSystem(), document.pdfPage().get(),
+            document.backgroundColorDisabled(), document.forcesOpaqueBackground()};
+}
+
+bool CanvasCache::PageLook::operator==(const PageLook &other) const {
+    return frame.origin.x == other.frame.origin.x && frame.origin.y == other.frame.origin.y &&
+           frame.size.width == other.frame.size.width && frame.size.height == other.frame.size.height &&
+           sameTransform(transform, other.transform) && coordinateSystem == other.coordinateSystem &&
+           pdfPage == other.pdfPage && backgroundColorDisabled == other.backgroundColorDisabled &&
+           forcesOpaqueBackground == other.forcesOpaqueBackground;
+}
+
 void CanvasCache::setDocument(const std::shared_ptr<MarqenDOMDocument> &document) {
     observers_.clear();
     document_ = document;
     renderer_ = document ? MarqenDOMDocumentRenderer::create(document) : nullptr;
+    if (document) look_ = PageLook::of(*document);
     allDirty_ = true;
     observeDocument();
 }
@@ -52,11 +66,13 @@ void CanvasCache::nodeChanged(const Notification &notification) {
     if (allDirty_ || !notification.object) return;
     const auto *node = static_cast<const MarqenDOMNode *>(notification.object);
     if (node == document_.get()) {
-        // The page itself: its frame, background or transform.
-        if (notification.name != MarqenDOMNodeDidAddChild && notification.name != MarqenDOMNodeWillRemoveChild) {
-            allDirty_ = true;
+        // The page itself changes for many reasons (its saved state, its date); only a change of how it looks
+        // draws it all again.
+        if (notification.name == MarqenDOMNodeDidChange || notification.name == MarqenDOMNodeNeedsDisplay) {
+            if (notification.name == MarqenDOMNodeNeedsDisplay || !(PageLook::of(*document_) == look_)) allDirty_ = true;
             return;
         }
+        if (notification.name != MarqenDOMNodeDidAddChild && notification.name != MarqenDOMNodeWillRemoveChild) return;
     }
     if (node != document_.get() && node->document() != document_) return;
     CGRect bounds = CGRectNull;
@@ -142,6 +158,11 @@ cairo_surface_t *CanvasCache::update(int width, int height, double scale, const 
     height_ = height;
     scale_ = scale;
     modelToView_ = modelToView;
+    if (document_) {
+        const PageLook look = PageLook::of(*document_);
+        if (!(look == look_)) allDirty_ = true;
+        look_ = look;
+    }
 
     if (allDirty_) {
         if (dirty_) cairo_region_destroy(dirty_);

@@ -39,6 +39,17 @@ public:
     double lastDrawnPixels() const { return lastDrawnPixels_; }
 
 private:
+    // What of the page itself decides how all of it is drawn.
+    struct PageLook {
+        CGRect frame{};
+        CGAffineTransform transform{1, 0, 0, 1, 0, 0};
+        unsigned long coordinateSystem = 1;
+        const void *pdfPage = nullptr;
+        bool backgroundColorDisabled = false, forcesOpaqueBackground = false;
+        static PageLook of(const MarqenDOMDocument &document);
+        bool operator==(const PageLook &other) const;
+    };
+
     void observeDocument();
     void nodeChanged(const Notification &notification);
     void drawRegion(cairo_region_t *region);
@@ -53,6 +64,7 @@ private:
     double scale_ = 1;
     CGAffineTransform modelToView_{1, 0, 0, 1, 0, 0};
     double lastDrawnPixels_ = 0;
+    PageLook look_;
 };
 
 }  // namespace marqen::gtk

@@ -266,6 +266,16 @@ TEST_F(ViewFixture, DrawsThePageAndAfterwardsOnlyWhatChanged) {
     size_t differing = 0;
     for (size_t index = 0; index < redrawn.size(); ++index) differing += std::abs(int(redrawn[index]) - int(incremental[index])) > 2;
     EXPECT_EQ(differing, 0u);
+
+    // The page's saved state changing draws nothing; its frame changing draws it all.
+    document->setNeedsSave(false);
+    gtk_widget_queue_draw(widget);
+    iterateFor(0.1);
+    EXPECT_EQ(marqen_gtk_document_view_get_last_drawn_pixels(view), 0);
+    document->setFrame(marqen::CGRectMake(0, 0, 600, 380));
+    gtk_widget_queue_draw(widget);
+    iterateFor(0.1);
+    EXPECT_GE(marqen_gtk_document_view_get_last_drawn_pixels(view), double(gtk_widget_get_width(widget)) * gtk_widget_get_height(widget) * scale * scale);
 }
 
 }  // namespace
