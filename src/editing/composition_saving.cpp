@@ -190,6 +190,8 @@ bool MarqenComposition::writeImageToURL(const std::string &url, int saveFormat, 
     MarqenImageRef image = MarqenDOMDocumentCreateImageWithSize(
         page, CopyMarqenDOMDocumentBackgroundColorForDocument(*page, std::string(typeForImageFormat(format))), std::nullopt,
         pixels, &renderError);
+    // The copy is a model object: it goes on the main thread, where it was made.
+    runOnMainThread([&] { page.reset(); });
     if (!image) return renderFailure(error, "The picture cannot be drawn: " + renderError.description());
     if (includeWatermark_ && watermarkPDF_ && !MarqenCompositionDrawWatermark(image, *watermarkPDF_, &renderError))
         return renderFailure(error, "The watermark cannot be drawn: " + renderError.description());

@@ -330,3 +330,28 @@ TEST(CoreMarqenDocumentEvents, OpeningAndSavingPostUsageEvents) {
     EXPECT_FALSE(document->writeToURL(dir / "missing/out.png", formatOf("public.png"), {}));
     EXPECT_EQ(events, (std::vector<std::string>{"Document/Open/public.png", "Document/Save/com.brondale.marqen:dom.embedded:public.png"}));
 }
+
+TEST(CoreMarqenDocumentWriting, OtherPictureTypesOpenAsPicturesAndSaveEditable) {
+    TempDir dir;
+    const std::pair<const char *, MarqenImageFormat> inputs[] = {{"in.tiff", MarqenImageFormat::TIFF},
+                                                                 {"in.gif", MarqenImageFormat::GIF},
+                                                                 {"in.bmp", MarqenImageFormat::BMP},
+                                                                 {"in.jp2", MarqenImageFormat::JPEG2000}};
+    for (const auto &[name, format] : inputs) {
+        MarqenImageEncodeOptions options;
+        MarqenError error;
+        if (!MarqenImageWriteToFile(*makePicture(120, 80), dir / name, format, options, &error)) continue;  // not in this installation
+        std::optional<MarqenExportFormat> found;
+        auto document = open(dir / name, &found);
+        ASSERT_TRUE(document) << name;
+        EXPECT_EQ(found->uti(), "public.png") << name;  // a lossless picture saves as PNG
+        EXPECT_FALSE(found->isDOMEmbedded()) << name;
+        annotate(*document->documentComposition()->documents().front(), name);
+        const fs::path output = dir / (std::string(name) + ".png");
+        ASSERT_TRUE(document->writeToURL(output, formatOf("com.brondale.marqen:dom.embedded:public.png"), {}, &error))
+            << name << ": " << error.description();
+        auto reopened = open(output);
+        ASSERT_TRUE(reopened) << name;
+        EXPECT_EQ(reopened->documentComposition()->documents().front()->textStrings(), std::vector<std::string>{name});
+    }
+}
