@@ -24,7 +24,8 @@ const char *const kExportOptionsHelp =
     "  --summary-title T    the summary's title (default \"Summary\")\n"
     "  --author A           the author named on the summary\n"
     "  --quality Q          0 to 1 for lossy flat pictures (default 0.8)\n"
-    "  --page N             the page (from 1) a picture of a PDF shows (default 1)\n"
+    "  --page N             the page (from 1) a picture of a PDF shows (default 1); pictures of a\n"
+    "                       PDF page are always flat\n"
     "  --watermark PDF      draw the first page of PDF over flat pictures\n";
 
 namespace {
@@ -113,6 +114,9 @@ MarqenExportFormat exportDocument(CoreMarqenDocument &document, const Arguments 
             format->setIsPDFWithSummary(true);
         }
     }
+    // The pages of a PDF travel only in a PDF: a picture of one of them is flat.
+    if (document.documentComposition()->isMultiPageDocument() && !MarqenTypeIdentifierEquals(format->uti(), kMarqenTypePDF))
+        format->setIsDOMEmbedded(false);
     if (!format->isFormatWritable()) failure("this installation cannot write " + format->formatTitle() + " files");
 
     MarqenJSON options = MarqenJSON::object();
