@@ -5,3 +5,4 @@
 #include "marqen-tool-bar.h"
 #include "marqen-document-view.h"
 #include "marqen-property-bar.h"
+#include "marqen-composition-view.h"

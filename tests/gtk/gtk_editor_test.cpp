@@ -215,6 +215,46 @@ TEST_F(EditorFixture, OpensAPDFOnItsFirstPageDrawnFromThePDF) {
     EXPECT_GT(ink, 5u);
 }
 
+TEST_F(EditorFixture, ADocumentOfSeveralPagesShowsThumbnailsAndSwitchesPages) {
+    open(copyOfSample("multipage.json"));
+    auto *pages = marqen::edit::editorWindowCompositionView(window);
+    ASSERT_EQ(marqen_gtk_composition_view_get_page_count(pages), 2u);
+    EXPECT_EQ(marqen_gtk_composition_view_get_current_page(pages), 0u);
+    // The thumbnails come while the loop is idle.
+    ASSERT_TRUE(iterateUntil([&] { return marqen_gtk_composition_view_thumbnails_done(pages); }));
+    auto first = marqen_gtk_document_view_get_document(view);
+    EXPECT_TRUE(marqen_gtk_composition_view_set_current_page(pages, 1));
+    auto second = marqen_gtk_document_view_get_document(view);
+    EXPECT_NE(first, second);
+    EXPECT_FALSE(marqen_gtk_composition_view_set_current_page(pages, 2));
+    EXPECT_EQ(marqen_gtk_document_view_get_document(view), second);
+    if (xinput::available()) {
+        xinput::moveTo(GTK_WIDGET(view), 5, 5);
+        xinput::key(GDK_KEY_Page_Up);
+        EXPECT_EQ(marqen_gtk_composition_view_get_current_page(pages), 0u);
+        EXPECT_EQ(marqen_gtk_document_view_get_document(view), first);
+    }
+    // An edit on the second page is saved with both pages.
+    marqen_gtk_composition_view_set_current_page(pages, 1);
+    auto *controller = marqen_gtk_document_view_get_controller(view);
+    const size_t before = second->annotationLayer()->children().size();
+    controller->pasteText("Second page note");
+    const std::string shot = screenshotPath("editor-pages.png");
+    if (!shot.empty()) {
+        iterateFor(0.3);
+        int width = 0, height = 0;
+        renderWidget(GTK_WIDGET(window), &width, &height, shot.c_str());
+    }
+    GError *error = nullptr;
+    ASSERT_TRUE(marqen::edit::editorWindowSave(window, &error));
+    marqen::MarqenError failure;
+    auto saved = marqen::MarqenReadDOMJSONFile((scratchDirectory() / "multipage.json").string(), &failure);
+    ASSERT_TRUE(saved);
+    ASSERT_EQ(saved->pages->pages().size(), 2u);
+    EXPECT_EQ(saved->pages->pages()[1]->textLayer()->children().size() + saved->pages->pages()[1]->annotationLayer()->children().size(),
+              second->textLayer()->children().size() + before);
+}
+
 TEST_F(EditorFixture, AFileThatDoesNotOpenLeavesTheWindowAsItWas) {
     GError *error = nullptr;
     EXPECT_FALSE(marqen::edit::editorWindowOpen(window, scratchDirectory(), &error));

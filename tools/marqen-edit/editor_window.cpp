@@ -23,6 +23,7 @@ struct EditorState {
     std::unique_ptr<EditorFile> file;
     GtkWidget *stack = nullptr;
     GtkWidget *view = nullptr;
+    GtkWidget *composition = nullptr;
     GtkWidget *toolBar = nullptr;
     GtkWidget *propertyBar = nullptr;
     GtkWidget *title = nullptr, *subtitle = nullptr;
@@ -37,6 +38,12 @@ EditorState *stateOf(GtkWindow *window) {
 }
 
 MarqenGtkDocumentView *viewOf(GtkWindow *window) { return MARQEN_GTK_DOCUMENT_VIEW(stateOf(window)->view); }
+
+// Unsaved changes on any page of the file.
+bool isModified(GtkWindow *window) {
+    EditorState &state = *stateOf(window);
+    return state.file && state.file->needsSave();
+}
 
 void setGError(GError **error, const MarqenError &failure, const std::filesystem::path &path) {
     std::string message = failure.localizedDescription();
@@ -59,7 +66,7 @@ void showError(GtkWindow *window, const char *heading, const char *detail) {
 
 void updateTitle(GtkWindow *window) {
     EditorState &state = *stateOf(window);
-    const bool modified = marqen_gtk_document_view_get_modified(viewOf(window));
+    const bool modified = isModified(window);
     std::string name = state.file ? state.file->path.filename().string() : std::string("New Document");
     std::string folder;
     if (state.file) {
@@ -152,7 +159,7 @@ void runFileChooser(GtkWindow *window, GtkFileChooserAction mode, const char *ti
 void openPath(GtkWindow *window, const std::filesystem::path &path) {
     // A window with unsaved work keeps it: the file opens in a window of its own.
     GtkWindow *target = window;
-    if (marqen_gtk_document_view_get_modified(viewOf(window)))
+    if (isModified(window))
         target = createEditorWindow(gtk_window_get_application(window));
     GError *error = nullptr;
     if (!editorWindowOpen(target, path, &error)) {
@@ -224,8 +231,7 @@ void onAction(GSimpleAction *action, GVariant *, gpointer data) {
 
 gboolean onCloseRequest(GtkWindow *window, gpointer) {
     EditorState &state = *stateOf(window);
-    auto *view = viewOf(window);
-    if (state.closeConfirmed || !marqen_gtk_document_view_get_modified(view)) return FALSE;
+    if (state.closeConfirmed || !isModified(window)) return FALSE;
     const std::string name = state.file ? state.file->path.filename().string() : std::string("the document");
     G_GNUC_BEGIN_IGNORE_DEPRECATIONS
     GtkWidget *dialog = gtk_message_dialog_new(window, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
@@ -439,7 +445,8 @@ GtkWindow *createEditorWindow(GtkApplication *application) {
     GtkWidget *content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
     GtkWidget *bars = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 12);
     gtk_widget_add_css_class(bars, "marqen-bars");
-    state->view = marqen_gtk_document_view_new();
+    state->composition = marqen_gtk_composition_view_new();
+    state->view = GTK_WIDGET(marqen_gtk_composition_view_get_document_view(MARQEN_GTK_COMPOSITION_VIEW(state->composition)));
     state->toolBar = marqen_tool_bar_new();
     marqen_gtk_document_view_set_tool_bar(MARQEN_GTK_DOCUMENT_VIEW(state->view), MARQEN_TOOL_BAR(state->toolBar));
     state->propertyBar = marqen_property_bar_new(MARQEN_GTK_DOCUMENT_VIEW(state->view));
@@ -450,7 +457,7 @@ GtkWindow *createEditorWindow(GtkApplication *application) {
     gtk_box_append(GTK_BOX(content), bars);
 
     GtkWidget *overlay = gtk_overlay_new();
-    gtk_overlay_set_child(GTK_OVERLAY(overlay), state->view);
+    gtk_overlay_set_child(GTK_OVERLAY(overlay), state->composition);
     GtkWidget *zoomBox = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
     gtk_widget_add_css_class(zoomBox, "osd");
     gtk_widget_add_css_class(zoomBox, "linked");
@@ -513,9 +520,8 @@ gboolean editorWindowOpen(GtkWindow *window, const std::filesystem::path &path, 
         setGError(error, failure, path);
         return FALSE;
     }
-    auto page = file->pages.front();
-    // The view lets go of the old page before the file that owns it goes.
-    marqen_gtk_document_view_set_document(viewOf(window), page);
+    // The view lets go of the old pages before the file that owns them goes.
+    marqen_gtk_composition_view_set_pages(MARQEN_GTK_COMPOSITION_VIEW(state.composition), file->pages);
     state.file = std::move(file);
     gtk_stack_set_visible_child_name(GTK_STACK(state.stack), "document");
     gtk_widget_grab_focus(state.view);
@@ -583,6 +589,9 @@ gboolean editorWindowSaveAs(GtkWindow *window, const std::filesystem::path &path
 }
 
 MarqenGtkDocumentView *editorWindowDocumentView(GtkWindow *window) { return viewOf(window); }
+MarqenGtkCompositionView *editorWindowCompositionView(GtkWindow *window) {
+    return MARQEN_GTK_COMPOSITION_VIEW(stateOf(window)->composition);
+}
 MarqenToolBar *editorWindowToolBar(GtkWindow *window) { return MARQEN_TOOL_BAR(stateOf(window)->toolBar); }
 MarqenPropertyBar *editorWindowPropertyBar(GtkWindow *window) { return MARQEN_PROPERTY_BAR(stateOf(window)->propertyBar); }
 

@@ -25,6 +25,7 @@ gboolean editorWindowSave(GtkWindow *window, GError **error);
 gboolean editorWindowSaveAs(GtkWindow *window, const std::filesystem::path &path, GError **error);
 
 MarqenGtkDocumentView *editorWindowDocumentView(GtkWindow *window);
+MarqenGtkCompositionView *editorWindowCompositionView(GtkWindow *window);
 MarqenToolBar *editorWindowToolBar(GtkWindow *window);
 MarqenPropertyBar *editorWindowPropertyBar(GtkWindow *window);
 

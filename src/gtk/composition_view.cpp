@@ -1,0 +1,236 @@
+// Pages in a sidebar of thumbnails beside the document view of the page on show.
+#include "marqenkit-gtk/marqen-composition-view.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <marqenkit/dom/document.h>
+#include <marqenkit/render/document_images.h>
+
+#include "image_texture.h"
+
+namespace {
+
+// Thumbnails are this wide in logical pixels, drawn at twice that for dense displays.
+constexpr int kThumbnailWidth = 120;
+
+struct CompositionState {
+    std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages;
+    std::vector<GtkWidget *> pictures;  // one GtkPicture per page, owned by the list
+    std::vector<bool> drawn;
+    size_t current = 0;
+    guint thumbnailIdle = 0;
+    bool selectingRow = false;
+};
+
+}  // namespace
+
+struct _MarqenGtkCompositionView {
+    GtkWidget parent_instance;
+    GtkWidget *sidebar;  // scrolled window around the list
+    GtkWidget *list;
+    GtkWidget *separator;
+    GtkWidget *documentView;
+    CompositionState *state;
+};
+
+G_DEFINE_FINAL_TYPE(MarqenGtkCompositionView, marqen_gtk_composition_view, GTK_TYPE_WIDGET)
+
+enum { PROP_0, PROP_CURRENT_PAGE, N_PROPS };
+static GParamSpec *properties[N_PROPS];
+
+namespace {
+
+void drawThumbnail(MarqenGtkCompositionView *view, size_t index) {
+    CompositionState &state = *view->state;
+    if (index >= state.pages.size()) return;
+    const auto &page = state.pages[index];
+    const marqen::CGRect frame = page->frame();
+    state.drawn[index] = true;
+    if (!(frame.size.width > 0) || !(frame.size.height > 0)) return;
+    const double width = kThumbnailWidth * 2;
+    const double height = std::clamp(std::round(width * frame.size.height / frame.size.width), 1.0, width * 4);
+    marqen::MarqenError error;
+    auto image = marqen::MarqenDOMDocumentCreateImageWithSize(page, marqen::MarqenRGBAColor{1, 1, 1, 1}, std::nullopt,
+                                                              marqen::CGSize{width, height}, &error);
+    if (!image) return;
+    GdkTexture *texture = marqen::gtk::textureForImage(*image);
+    gtk_picture_set_paintable(GTK_PICTURE(state.pictures[index]), GDK_PAINTABLE(texture));
+    g_object_unref(texture);
+}
+
+gboolean drawNextThumbnail(gpointer data) {
+    auto *view = MARQEN_GTK_COMPOSITION_VIEW(data);
+    CompositionState &state = *view->state;
+    auto next = std::find(state.drawn.begin(), state.drawn.end(), false);
+    if (next == state.drawn.end()) {
+        state.thumbnailIdle = 0;
+        return G_SOURCE_REMOVE;
+    }
+    drawThumbnail(view, size_t(next - state.drawn.begin()));
+    return G_SOURCE_CONTINUE;
+}
+
+void scheduleThumbnails(MarqenGtkCompositionView *view) {
+    if (view->state->thumbnailIdle || view->state->pages.size() < 2) return;
+    view->state->thumbnailIdle = g_idle_add_full(G_PRIORITY_LOW, drawNextThumbnail, view, nullptr);
+}
+
+void showPage(MarqenGtkCompositionView *view, size_t index) {
+    CompositionState &state = *view->state;
+    state.current = index;
+    marqen_gtk_document_view_set_document(MARQEN_GTK_DOCUMENT_VIEW(view->documentView), state.pages[index]);
+    state.selectingRow = true;
+    gtk_list_box_select_row(GTK_LIST_BOX(view->list), gtk_list_box_get_row_at_index(GTK_LIST_BOX(view->list), int(index)));
+    state.selectingRow = false;
+    g_object_notify_by_pspec(G_OBJECT(view), properties[PROP_CURRENT_PAGE]);
+}
+
+void onRowSelected(GtkListBox *, GtkListBoxRow *row, MarqenGtkCompositionView *view) {
+    if (!row || view->state->selectingRow) return;
+    const int index = gtk_list_box_row_get_index(row);
+    if (index >= 0 && size_t(index) != view->state->current) showPage(view, size_t(index));
+}
+
+void onDocumentChanged(MarqenGtkCompositionView *view) {
+    // The page on show was edited: its thumbnail is drawn again when the loop is idle.
+    CompositionState &state = *view->state;
+    if (state.current < state.drawn.size()) state.drawn[state.current] = false;
+    scheduleThumbnails(view);
+}
+
+gboolean onKeyPressed(GtkEventControllerKey *, guint keyval, guint, GdkModifierType state, MarqenGtkCompositionView *view) {
+    if (state & (GDK_CONTROL_MASK | GDK_ALT_MASK)) return FALSE;
+    const size_t count = view->state->pages.size();
+    if (keyval == GDK_KEY_Page_Down && view->state->current + 1 < count) return showPage(view, view->state->current + 1), TRUE;
+    if (keyval == GDK_KEY_Page_Up && view->state->current > 0) return showPage(view, view->state->current - 1), TRUE;
+    return FALSE;
+}
+
+void dispose(GObject *object) {
+    auto *view = MARQEN_GTK_COMPOSITION_VIEW(object);
+    if (view->state && view->state->thumbnailIdle) {
+        g_source_remove(view->state->thumbnailIdle);
+        view->state->thumbnailIdle = 0;
+    }
+    while (GtkWidget *child = gtk_widget_get_first_child(GTK_WIDGET(view))) gtk_widget_unparent(child);
+    G_OBJECT_CLASS(marqen_gtk_composition_view_parent_class)->dispose(object);
+}
+
+void finalize(GObject *object) {
+    delete MARQEN_GTK_COMPOSITION_VIEW(object)->state;
+    G_OBJECT_CLASS(marqen_gtk_composition_view_parent_class)->finalize(object);
+}
+
+void getProperty(GObject *object, guint id, GValue *value, GParamSpec *spec) {
+    if (id == PROP_CURRENT_PAGE) g_value_set_uint(value, guint(MARQEN_GTK_COMPOSITION_VIEW(object)->state->current));
+    else G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+}
+
+}  // namespace
+
+static void marqen_gtk_composition_view_class_init(MarqenGtkCompositionViewClass *klass) {
+    G_OBJECT_CLASS(klass)->dispose = dispose;
+    G_OBJECT_CLASS(klass)->finalize = finalize;
+    G_OBJECT_CLASS(klass)->get_property = getProperty;
+    properties[PROP_CURRENT_PAGE] = g_param_spec_uint("current-page", "Current page", "The page on show, from 0", 0,
+                                                      G_MAXUINT, 0, GParamFlags(G_PARAM_READABLE | G_PARAM_EXPLICIT_NOTIFY));
+    g_object_class_install_properties(G_OBJECT_CLASS(klass), N_PROPS, properties);
+    gtk_widget_class_set_layout_manager_type(GTK_WIDGET_CLASS(klass), GTK_TYPE_BOX_LAYOUT);
+    gtk_widget_class_set_css_name(GTK_WIDGET_CLASS(klass), "marqen-composition-view");
+}
+
+static void marqen_gtk_composition_view_init(MarqenGtkCompositionView *view) {
+    view->state = new CompositionState;
+    view->list = gtk_list_box_new();
+    gtk_widget_add_css_class(view->list, "navigation-sidebar");
+    gtk_accessible_update_property(GTK_ACCESSIBLE(view->list), GTK_ACCESSIBLE_PROPERTY_LABEL, "Pages", -1);
+    g_signal_connect(view->list, "row-selected", G_CALLBACK(onRowSelected), view);
+    view->sidebar = gtk_scrolled_window_new();
+    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(view->sidebar), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
+    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(view->sidebar), view->list);
+    gtk_widget_set_size_request(view->sidebar, kThumbnailWidth + 36, -1);
+    view->separator = gtk_separator_new(GTK_ORIENTATION_VERTICAL);
+    view->documentView = marqen_gtk_document_view_new();
+    for (GtkWidget *child : {view->sidebar, view->separator, view->documentView}) gtk_widget_set_parent(child, GTK_WIDGET(view));
+    gtk_widget_set_visible(view->sidebar, FALSE);
+    gtk_widget_set_visible(view->separator, FALSE);
+    g_signal_connect_swapped(view->documentView, "changed", G_CALLBACK(onDocumentChanged), view);
+    GtkEventController *keys = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
+    g_signal_connect(keys, "key-pressed", G_CALLBACK(onKeyPressed), view);
+    gtk_widget_add_controller(GTK_WIDGET(view), keys);
+}
+
+GtkWidget *marqen_gtk_composition_view_new(void) {
+    return GTK_WIDGET(g_object_new(MARQEN_TYPE_GTK_COMPOSITION_VIEW, nullptr));
+}
+
+void marqen_gtk_composition_view_set_pages(MarqenGtkCompositionView *view,
+                                           std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages) {
+    g_return_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view));
+    CompositionState &state = *view->state;
+    pages.erase(std::remove(pages.begin(), pages.end(), nullptr), pages.end());
+    if (state.thumbnailIdle) {
+        g_source_remove(state.thumbnailIdle);
+        state.thumbnailIdle = 0;
+    }
+    while (GtkWidget *row = gtk_widget_get_first_child(view->list)) gtk_list_box_remove(GTK_LIST_BOX(view->list), row);
+    state.pages = std::move(pages);
+    state.pictures.clear();
+    state.drawn.assign(state.pages.size(), false);
+    state.current = 0;
+    for (size_t index = 0; index < state.pages.size(); ++index) {
+        GtkWidget *box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 4);
+        gtk_widget_set_margin_top(box, 6);
+        gtk_widget_set_margin_bottom(box, 6);
+        GtkWidget *picture = gtk_picture_new();
+        gtk_widget_set_size_request(picture, kThumbnailWidth, kThumbnailWidth * 4 / 3);
+        gtk_picture_set_can_shrink(GTK_PICTURE(picture), TRUE);
+        GtkWidget *label = gtk_label_new(std::to_string(index + 1).c_str());
+        gtk_widget_add_css_class(label, "dim-label");
+        gtk_box_append(GTK_BOX(box), picture);
+        gtk_box_append(GTK_BOX(box), label);
+        gtk_list_box_append(GTK_LIST_BOX(view->list), box);
+        state.pictures.push_back(picture);
+    }
+    const bool several = state.pages.size() > 1;
+    gtk_widget_set_visible(view->sidebar, several);
+    gtk_widget_set_visible(view->separator, several);
+    if (state.pages.empty()) {
+        marqen_gtk_document_view_set_document(MARQEN_GTK_DOCUMENT_VIEW(view->documentView), nullptr);
+        return;
+    }
+    showPage(view, 0);
+    scheduleThumbnails(view);
+}
+
+MarqenGtkDocumentView *marqen_gtk_composition_view_get_document_view(MarqenGtkCompositionView *view) {
+    g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), nullptr);
+    return MARQEN_GTK_DOCUMENT_VIEW(view->documentView);
+}
+
+guint marqen_gtk_composition_view_get_page_count(MarqenGtkCompositionView *view) {
+    g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), 0);
+    return guint(view->state->pages.size());
+}
+
+guint marqen_gtk_composition_view_get_current_page(MarqenGtkCompositionView *view) {
+    g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), 0);
+    return guint(view->state->current);
+}
+
+gboolean marqen_gtk_composition_view_set_current_page(MarqenGtkCompositionView *view, guint index) {
+    g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), FALSE);
+    if (index >= view->state->pages.size()) return FALSE;
+    if (index != view->state->current) showPage(view, index);
+    return TRUE;
+}
+
+gboolean marqen_gtk_composition_view_thumbnails_done(MarqenGtkCompositionView *view) {
+    g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), FALSE);
+    const auto &drawn = view->state->drawn;
+    return view->state->pages.size() < 2 || std::all_of(drawn.begin(), drawn.end(), [](bool done) { return done; });
+}
