@@ -1,6 +1,6 @@
 #pragma once
 // The property bar of a document view: the colour, size and text style choices that the properties model
-// offers for the current tool and selection. A choice applies to the selected elements (one undo step) and
+// offers for the current tool and selection, and the crop and resize panels. A choice applies to the selected elements (one undo step) and
 // becomes the value new elements are drawn with. Main thread only.
 #include <gtk/gtk.h>
 
@@ -23,9 +23,19 @@ MARQEN_GTK_EXPORT guint marqen_property_bar_get_text_style_id(MarqenPropertyBar 
 MARQEN_GTK_EXPORT gboolean marqen_property_bar_offers_color(MarqenPropertyBar *bar);
 MARQEN_GTK_EXPORT gboolean marqen_property_bar_offers_size(MarqenPropertyBar *bar);
 MARQEN_GTK_EXPORT gboolean marqen_property_bar_offers_text_style(MarqenPropertyBar *bar);
+MARQEN_GTK_EXPORT gboolean marqen_property_bar_offers_crop(MarqenPropertyBar *bar);
+MARQEN_GTK_EXPORT gboolean marqen_property_bar_offers_resize(MarqenPropertyBar *bar);
 // As a click on the choice's button would.
 MARQEN_GTK_EXPORT void marqen_property_bar_choose_color(MarqenPropertyBar *bar, guint color_id);
 MARQEN_GTK_EXPORT void marqen_property_bar_choose_size(MarqenPropertyBar *bar, guint size_id);
 MARQEN_GTK_EXPORT void marqen_property_bar_choose_text_style(MarqenPropertyBar *bar, guint text_style_id);
+// With the crop tool the bar shows the crop panel: the page is cropped to the rectangle dragged over it
+// (one undo step, "Crop"). With the resize tool it shows the resize panel: a scale in percent with the size
+// it gives, applied as "Resize Canvas". FALSE when there is nothing to apply or the page refused.
+MARQEN_GTK_EXPORT gboolean marqen_property_bar_apply_crop(MarqenPropertyBar *bar);
+MARQEN_GTK_EXPORT gboolean marqen_property_bar_apply_resize(MarqenPropertyBar *bar);
+// The scale the resize panel shows (1 is the page's own size); 0 without the resize tool.
+MARQEN_GTK_EXPORT double marqen_property_bar_get_resize_scale(MarqenPropertyBar *bar);
+MARQEN_GTK_EXPORT void marqen_property_bar_set_resize_scale(MarqenPropertyBar *bar, double scale);
 
 G_END_DECLS

@@ -19,6 +19,8 @@ MARQEN_GTK_EXPORT GtkWidget *marqen_tool_bar_new(void);
 MARQEN_GTK_EXPORT guint marqen_tool_bar_get_current_tool(MarqenToolBar *bar);
 // Chooses a tool as a click on its button would (the model's rules for crop and resize apply).
 MARQEN_GTK_EXPORT void marqen_tool_bar_choose_tool(MarqenToolBar *bar, guint tool_id);
+// Offers the pixelate tool and the crop and resize tools on the main bar (both off at first).
+MARQEN_GTK_EXPORT void marqen_tool_bar_set_optional_tools(MarqenToolBar *bar, gboolean pixelate, gboolean crop_and_resize);
 // The human name of a tool with its keyboard shortcut, as the buttons' tooltips show it
 // ("Rectangle (R)"); NULL outside 0 to 12.
 MARQEN_GTK_EXPORT const char *marqen_tool_bar_tool_title(guint tool_id);

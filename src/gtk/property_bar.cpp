@@ -3,10 +3,14 @@
 #include "marqenkit-gtk/marqen-property-bar.h"
 
 #include <array>
+#include <cmath>
+#include <string>
 #include <memory>
 
 #include <marqenkit/editing/properties_model.h>
 #include <marqenkit/foundation/notification_center.h>
+
+#include <marqenkit/interaction/document_view.h>
 
 #include "view_properties_adapter.h"
 
@@ -27,6 +31,11 @@ struct BarState {
     std::array<GtkWidget *, kSizeCount> sizeButtons{};
     std::array<GtkWidget *, kTextStyleCount> styleButtons{};
     GtkWidget *colorGroup = nullptr, *sizeGroup = nullptr, *styleGroup = nullptr;
+    // The crop panel: what to do, and the button that crops to the rectangle dragged over the page.
+    GtkWidget *cropPanel = nullptr, *cropButton = nullptr;
+    // The resize panel: the scale in percent, the size it gives and the button that resizes.
+    GtkWidget *resizePanel = nullptr, *resizeSpin = nullptr, *resizeSize = nullptr;
+    MarqenGtkDocumentView *view = nullptr;
     bool showingModel = false;
 };
 
@@ -86,6 +95,7 @@ GtkWidget *drawnButton(GtkDrawingAreaDrawFunc draw, guint identifier, const char
 
 void showModel(MarqenPropertyBar *bar) {
     BarState &state = *bar->state;
+    if (!state.model) return;  // disposed
     auto &model = *state.model;
     state.showingModel = true;
     gtk_widget_set_visible(state.colorGroup, model.offers(&model.colorProperty()));
@@ -100,6 +110,20 @@ void showModel(MarqenPropertyBar *bar) {
     const guint styleID = guint(model.textStyleProperty().currentTextStyleID());
     for (guint index = 0; index < kTextStyleCount; ++index)
         gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(state.styleButtons[index]), index == styleID);
+    gtk_widget_set_visible(state.cropPanel, model.cropProperty() != nullptr);
+    auto *controller = marqen_gtk_document_view_get_controller(state.view);
+    gtk_widget_set_sensitive(state.cropButton, controller && controller->pendingRect().has_value());
+    if (auto *resize = model.resizeProperty()) {
+        gtk_widget_set_visible(state.resizePanel, TRUE);
+        GtkAdjustment *adjustment = gtk_spin_button_get_adjustment(GTK_SPIN_BUTTON(state.resizeSpin));
+        gtk_adjustment_configure(adjustment, resize->resizeScale() * 100, resize->minimumResizeScale() * 100,
+                                 resize->maximumResizeScale() * 100, 1, 10, 0);
+        const std::string size = std::to_string(long(std::lround(resize->resizeSize().width))) + " × " +
+                                 std::to_string(long(std::lround(resize->resizeSize().height)));
+        gtk_label_set_text(GTK_LABEL(state.resizeSize), size.c_str());
+    } else {
+        gtk_widget_set_visible(state.resizePanel, FALSE);
+    }
     state.showingModel = false;
 }
 
@@ -185,13 +209,45 @@ GtkWidget *marqen_property_bar_new(MarqenGtkDocumentView *view) {
         g_signal_connect(button, "toggled", G_CALLBACK(onToggled), bar);
         gtk_box_append(GTK_BOX(state.styleGroup), button);
     }
-    for (GtkWidget *group : {state.colorGroup, state.sizeGroup, state.styleGroup}) gtk_widget_set_parent(group, GTK_WIDGET(bar));
+    state.view = view;
+    state.cropPanel = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 8);
+    GtkWidget *cropHint = gtk_label_new("Drag over the page to choose what to keep");
+    gtk_widget_add_css_class(cropHint, "dim-label");
+    state.cropButton = gtk_button_new_with_mnemonic("_Crop");
+    gtk_widget_add_css_class(state.cropButton, "suggested-action");
+    gtk_widget_set_tooltip_text(state.cropButton, "Crop to the chosen rectangle (Return)");
+    g_signal_connect_swapped(state.cropButton, "clicked", G_CALLBACK(marqen_property_bar_apply_crop), bar);
+    gtk_box_append(GTK_BOX(state.cropPanel), cropHint);
+    gtk_box_append(GTK_BOX(state.cropPanel), state.cropButton);
+    state.resizePanel = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 8);
+    state.resizeSpin = gtk_spin_button_new_with_range(1, 100, 1);
+    gtk_spin_button_set_digits(GTK_SPIN_BUTTON(state.resizeSpin), 0);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(state.resizeSpin), GTK_ACCESSIBLE_PROPERTY_LABEL, "Scale in percent", -1);
+    g_signal_connect(state.resizeSpin, "value-changed", G_CALLBACK(+[](GtkSpinButton *spin, MarqenPropertyBar *self) {
+        BarState &bar = *self->state;
+        if (bar.showingModel || !bar.model->resizeProperty()) return;
+        bar.model->resizeProperty()->setResizeScale(gtk_spin_button_get_value(spin) / 100);
+    }), bar);
+    GtkWidget *percent = gtk_label_new("%");
+    state.resizeSize = gtk_label_new("");
+    gtk_widget_add_css_class(state.resizeSize, "dim-label");
+    GtkWidget *resizeButton = gtk_button_new_with_mnemonic("_Resize");
+    gtk_widget_add_css_class(resizeButton, "suggested-action");
+    g_signal_connect_swapped(resizeButton, "clicked", G_CALLBACK(marqen_property_bar_apply_resize), bar);
+    for (GtkWidget *child : {state.resizeSpin, percent, state.resizeSize, resizeButton}) gtk_box_append(GTK_BOX(state.resizePanel), child);
+    for (GtkWidget *group : {state.colorGroup, state.sizeGroup, state.styleGroup, state.cropPanel, state.resizePanel})
+        gtk_widget_set_parent(group, GTK_WIDGET(bar));
+    // The crop button follows the rectangle being chosen, which the view redraws for.
+    g_signal_connect_object(view, "changed", G_CALLBACK(showModel), bar, G_CONNECT_SWAPPED);
+    g_signal_connect_object(view, "selection-changed", G_CALLBACK(showModel), bar, G_CONNECT_SWAPPED);
 
     auto &center = marqen::NotificationCenter::defaultCenter();
     for (const char *name : {marqen::kMarqenPropertiesModelCurrentPropertiesDidChangeNotification,
                              marqen::kMarqenPropertyColorCurrentColorDidChangeNotification,
                              marqen::kMarqenPropertySizeCurrentSizeIDDidChangeNotification,
-                             marqen::kMarqenPropertyTextStyleCurrentTextStyleIDDidChangeNotification})
+                             marqen::kMarqenPropertyTextStyleCurrentTextStyleIDDidChangeNotification,
+                             marqen::kMarqenPropertyResizeResizeScaleDidChangeNotification,
+                             marqen::kMarqenPropertyCropDidCropNotification, marqen::kMarqenPropertyResizeDidResizeNotification})
         state.observers.push_back(center.addObserver(name, nullptr, [bar](const marqen::Notification &) { showModel(bar); }));
     state.model->selectedElementsDidChange();
     showModel(bar);
@@ -244,4 +300,47 @@ void marqen_property_bar_choose_text_style(MarqenPropertyBar *bar, guint text_st
     g_return_if_fail(MARQEN_IS_PROPERTY_BAR(bar));
     if (text_style_id >= guint(kTextStyleCount)) return;
     bar->state->model->textStyleProperty().chooseTextStyle(text_style_id);
+}
+
+gboolean marqen_property_bar_apply_crop(MarqenPropertyBar *bar) {
+    g_return_val_if_fail(MARQEN_IS_PROPERTY_BAR(bar), FALSE);
+    auto *crop = bar->state->model->cropProperty();
+    auto *controller = marqen_gtk_document_view_get_controller(bar->state->view);
+    if (!crop || !controller || !controller->pendingRect()) return FALSE;
+    const bool cropped = crop->chooseCrop(*controller->pendingRect());
+    // The rectangle is used up either way: Escape is what the controller knows to drop it by.
+    controller->keyPressed({"Escape", 0});
+    showModel(bar);
+    return cropped;
+}
+
+gboolean marqen_property_bar_apply_resize(MarqenPropertyBar *bar) {
+    g_return_val_if_fail(MARQEN_IS_PROPERTY_BAR(bar), FALSE);
+    auto *resize = bar->state->model->resizeProperty();
+    if (!resize) return FALSE;
+    const bool resized = resize->chooseResize(resize->resizeScale());
+    showModel(bar);
+    return resized;
+}
+
+double marqen_property_bar_get_resize_scale(MarqenPropertyBar *bar) {
+    g_return_val_if_fail(MARQEN_IS_PROPERTY_BAR(bar), 0);
+    auto *resize = bar->state->model->resizeProperty();
+    return resize ? resize->resizeScale() : 0;
+}
+
+void marqen_property_bar_set_resize_scale(MarqenPropertyBar *bar, double scale) {
+    g_return_if_fail(MARQEN_IS_PROPERTY_BAR(bar));
+    if (auto *resize = bar->state->model->resizeProperty()) resize->setResizeScale(scale);
+    showModel(bar);
+}
+
+gboolean marqen_property_bar_offers_crop(MarqenPropertyBar *bar) {
+    g_return_val_if_fail(MARQEN_IS_PROPERTY_BAR(bar), FALSE);
+    return bar->state->model->cropProperty() != nullptr;
+}
+
+gboolean marqen_property_bar_offers_resize(MarqenPropertyBar *bar) {
+    g_return_val_if_fail(MARQEN_IS_PROPERTY_BAR(bar), FALSE);
+    return bar->state->model->resizeProperty() != nullptr;
 }

@@ -209,3 +209,13 @@ marqen::MarqenToolsModel *marqen_tool_bar_get_tools_model(MarqenToolBar *bar) {
     g_return_val_if_fail(MARQEN_IS_TOOL_BAR(bar), nullptr);
     return &bar->state->model;
 }
+
+void marqen_tool_bar_set_optional_tools(MarqenToolBar *bar, gboolean pixelate, gboolean crop_and_resize) {
+    g_return_if_fail(MARQEN_IS_TOOL_BAR(bar));
+    auto &model = bar->state->model;
+    model.setAllowCropAndResizeTools(crop_and_resize);
+    // The pixelate switch builds the main bar again, which also takes in the crop and resize switch.
+    model.setAllowPixelateTool(!pixelate);
+    model.setAllowPixelateTool(pixelate);
+    showModel(bar);
+}

@@ -183,6 +183,36 @@ TEST_F(BarFixture, ACropChosenByDragIsShownAndAppliedByTheCropPanelsView) {
     EXPECT_STREQ(name, "Crop");
 }
 
+TEST_F(BarFixture, TheCropAndResizePanelsApplyTheirValuesAsOneStepEach) {
+    EXPECT_FALSE(marqen_property_bar_apply_crop(bar));
+    marqen_gtk_document_view_set_tool(view, marqen::MarqenToolIDCrop);
+    ASSERT_TRUE(iterateUntil([&] { return marqen_property_bar_offers_crop(bar); }));
+    // Nothing chosen yet: nothing to apply.
+    EXPECT_FALSE(marqen_property_bar_apply_crop(bar));
+    auto toView = controller().modelToViewTransform();
+    controller().pointerPressed({marqen::CGPointApplyAffineTransform({100, 60}, toView)});
+    controller().pointerMoved({marqen::CGPointApplyAffineTransform({400, 260}, toView)});
+    controller().pointerReleased({marqen::CGPointApplyAffineTransform({400, 260}, toView)});
+    EXPECT_TRUE(marqen_property_bar_apply_crop(bar));
+    EXPECT_EQ(page->frame().size.width, 300);
+    EXPECT_EQ(page->frame().size.height, 200);
+    EXPECT_FALSE(controller().pendingRect());
+
+    EXPECT_EQ(marqen_property_bar_get_resize_scale(bar), 0);
+    marqen_gtk_document_view_set_tool(view, marqen::MarqenToolIDResize);
+    ASSERT_TRUE(iterateUntil([&] { return marqen_property_bar_offers_resize(bar); }));
+    EXPECT_FALSE(marqen_property_bar_offers_crop(bar));
+    EXPECT_EQ(marqen_property_bar_get_resize_scale(bar), 1);
+    marqen_property_bar_set_resize_scale(bar, 0.5);
+    EXPECT_TRUE(marqen_property_bar_apply_resize(bar));
+    EXPECT_EQ(page->frame().size.width, 150);
+    EXPECT_EQ(page->frame().size.height, 100);
+    g_autofree char *name = marqen_gtk_document_view_dup_undo_name(view);
+    EXPECT_STREQ(name, "Resize Canvas");
+    marqen_gtk_document_view_undo(view);
+    EXPECT_EQ(page->frame().size.width, 300);
+}
+
 TEST_F(BarFixture, ARoundTripThroughTheClipboardCopiesTheSelection) {
     controller().selectElements({rectangle});
     gtk_widget_activate_action(GTK_WIDGET(view), "document-view.cut", nullptr);

@@ -448,6 +448,7 @@ GtkWindow *createEditorWindow(GtkApplication *application) {
     state->composition = marqen_gtk_composition_view_new();
     state->view = GTK_WIDGET(marqen_gtk_composition_view_get_document_view(MARQEN_GTK_COMPOSITION_VIEW(state->composition)));
     state->toolBar = marqen_tool_bar_new();
+    marqen_tool_bar_set_optional_tools(MARQEN_TOOL_BAR(state->toolBar), TRUE, TRUE);
     marqen_gtk_document_view_set_tool_bar(MARQEN_GTK_DOCUMENT_VIEW(state->view), MARQEN_TOOL_BAR(state->toolBar));
     state->propertyBar = marqen_property_bar_new(MARQEN_GTK_DOCUMENT_VIEW(state->view));
     gtk_widget_set_hexpand(state->toolBar, TRUE);
