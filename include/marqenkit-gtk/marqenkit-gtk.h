@@ -6,3 +6,4 @@
 #include "marqen-document-view.h"
 #include "marqen-property-bar.h"
 #include "marqen-composition-view.h"
+#include "core-marqen-view.h"
