@@ -255,6 +255,37 @@ TEST_F(EditorFixture, ADocumentOfSeveralPagesShowsThumbnailsAndSwitchesPages) {
               second->textLayer()->children().size() + before);
 }
 
+TEST_F(EditorFixture, TheLastSessionsDocumentComesBackWithItsEdits) {
+    EXPECT_EQ(marqen::edit::restoreLastSession(application()), nullptr);
+    const auto path = scratchDirectory() / "session.png";
+    {
+        auto image = marqen::MarqenImage::create(240, 160);
+        ASSERT_TRUE(marqen::MarqenImageWriteToFile(*image, path, marqen::MarqenImageFormat::PNG));
+    }
+    GtkWindow *first = marqen::edit::createEditorWindow(application());
+    GError *error = nullptr;
+    ASSERT_TRUE(marqen::edit::editorWindowOpen(first, path, &error));
+    auto *firstView = marqen::edit::editorWindowDocumentView(first);
+    ASSERT_TRUE(marqen_gtk_document_view_get_controller(firstView)->pasteText("Remembered"));
+    ASSERT_TRUE(marqen::edit::editorWindowSave(first, &error));
+    gtk_window_close(first);
+    iterateFor(0.1);
+
+    GtkWindow *restored = marqen::edit::restoreLastSession(application());
+    ASSERT_NE(restored, nullptr);
+    auto page = marqen_gtk_document_view_get_document(marqen::edit::editorWindowDocumentView(restored));
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->frame().size.width, 240);
+    EXPECT_EQ(page->textLayer()->children().size(), 1u);
+    gtk_window_destroy(restored);
+
+    // A session that no longer reads restores nothing.
+    marqen::MarqenPreferences::shared().store().setString("editorLastSession", "{\"archive\": 7, \"path\": \"/nowhere\"}");
+    EXPECT_EQ(marqen::edit::restoreLastSession(application()), nullptr);
+    marqen::MarqenPreferences::shared().store().setString("editorLastSession", "not json");
+    EXPECT_EQ(marqen::edit::restoreLastSession(application()), nullptr);
+}
+
 TEST_F(EditorFixture, AFileThatDoesNotOpenLeavesTheWindowAsItWas) {
     GError *error = nullptr;
     EXPECT_FALSE(marqen::edit::editorWindowOpen(window, scratchDirectory(), &error));

@@ -86,6 +86,17 @@ std::unique_ptr<EditorFile> openEditorFile(const std::filesystem::path &path, Ma
     return file;
 }
 
+std::unique_ptr<EditorFile> restoredEditorFile(std::shared_ptr<CoreMarqenDocument> document, const std::filesystem::path &path) {
+    if (!document || !document->documentComposition() || document->documentComposition()->documents().empty()) return nullptr;
+    auto file = std::make_unique<EditorFile>();
+    file->path = path;
+    file->pages = document->documentComposition()->documents();
+    file->document = std::move(document);
+    // The file's type, as it is on disk now; a file gone since keeps the document unsaved until Save As.
+    if (auto type = CoreMarqenTypeIdentifierOfURL(path)) file->format = MarqenExportFormat::initWithUTI(*type);
+    return file;
+}
+
 std::optional<MarqenExportFormat> inPlaceFormat(const EditorFile &file) {
     if (file.isDocumentJSON()) return std::nullopt;
     return embedded(file.format);

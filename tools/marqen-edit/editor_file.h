@@ -30,6 +30,9 @@ struct EditorFile {
     void markSaved();
 };
 
+// A document the facade restored from an archive of an earlier session, for the file at `path`.
+std::unique_ptr<EditorFile> restoredEditorFile(std::shared_ptr<CoreMarqenDocument> document, const std::filesystem::path &path);
+
 // Opens `path`; null with the error when it is no file the library reads.
 std::unique_ptr<EditorFile> openEditorFile(const std::filesystem::path &path, MarqenError *error);
 

@@ -7,6 +7,8 @@
 #include <string>
 
 #include <marqenkit/dom/document.h>
+#include <marqenkit/foundation/json.h>
+#include <marqenkit/foundation/log.h>
 #include <marqenkit/interaction/document_view.h>
 #include <marqenkit/interaction/preferences.h>
 
@@ -18,6 +20,7 @@ namespace marqen::edit {
 namespace {
 
 constexpr const char *kApplicationName = "MarqenEdit";
+constexpr const char *kLastSessionKey = "editorLastSession";
 
 struct EditorState {
     std::unique_ptr<EditorFile> file;
@@ -229,8 +232,19 @@ void onAction(GSimpleAction *action, GVariant *, gpointer data) {
     }
 }
 
+// Keeps the facade's archive of the window's document and the file it belongs to, for the next start.
+void rememberSession(GtkWindow *window) {
+    EditorState &state = *stateOf(window);
+    if (!state.file || !state.file->document) return;
+    MarqenJSON session = MarqenJSON::object();
+    session["archive"] = state.file->document->encodeWithCoder();
+    session["path"] = state.file->path.string();
+    MarqenPreferences::shared().store().setString(kLastSessionKey, session.dump());
+}
+
 gboolean onCloseRequest(GtkWindow *window, gpointer) {
     EditorState &state = *stateOf(window);
+    if (!state.closeConfirmed && !isModified(window)) rememberSession(window);
     if (state.closeConfirmed || !isModified(window)) return FALSE;
     const std::string name = state.file ? state.file->path.filename().string() : std::string("the document");
     G_GNUC_BEGIN_IGNORE_DEPRECATIONS
@@ -354,7 +368,9 @@ GtkApplication *createEditorApplication() {
         g_action_map_add_action(G_ACTION_MAP(app), G_ACTION(quit));
         g_object_unref(quit);
     }), nullptr);
-    g_signal_connect(application, "activate", G_CALLBACK(+[](GApplication *app) { createEditorWindow(GTK_APPLICATION(app)); }), nullptr);
+    g_signal_connect(application, "activate", G_CALLBACK(+[](GApplication *app) {
+        if (!restoreLastSession(GTK_APPLICATION(app))) createEditorWindow(GTK_APPLICATION(app));
+    }), nullptr);
     g_signal_connect(application, "open", G_CALLBACK(+[](GApplication *app, GFile **files, int count, const char *) {
         for (int index = 0; index < count; ++index) {
             GtkWindow *window = createEditorWindow(GTK_APPLICATION(app));
@@ -587,6 +603,30 @@ gboolean editorWindowSaveAs(GtkWindow *window, const std::filesystem::path &path
         return FALSE;
     }
     return writeFile(window, path, state.file->isDocumentJSON() ? std::nullopt : format, error);
+}
+
+GtkWindow *restoreLastSession(GtkApplication *application) {
+    auto stored = MarqenPreferences::shared().store().stringForKey(kLastSessionKey);
+    if (!stored) return nullptr;
+    MarqenJSON session = MarqenJSON::parse(*stored, nullptr, false);
+    if (!session.is_object() || !session.contains("archive") || !session.contains("path") || !session["path"].is_string())
+        return nullptr;
+    MarqenError failure;
+    auto document = CoreMarqenDocument::initWithCoder(session["archive"], &failure);
+    auto file = restoredEditorFile(std::move(document), session["path"].get<std::string>());
+    if (!file) {
+        marqenLog("The last session could not be restored: " + failure.description());
+        return nullptr;
+    }
+    GtkWindow *window = createEditorWindow(application);
+    EditorState &state = *stateOf(window);
+    marqen_gtk_composition_view_set_pages(MARQEN_GTK_COMPOSITION_VIEW(state.composition), file->pages);
+    state.file = std::move(file);
+    gtk_stack_set_visible_child_name(GTK_STACK(state.stack), "document");
+    gtk_widget_grab_focus(state.view);
+    updateHistory(window);
+    updateZoomLabel(window);
+    return window;
 }
 
 MarqenGtkDocumentView *editorWindowDocumentView(GtkWindow *window) { return viewOf(window); }

@@ -24,6 +24,11 @@ gboolean editorWindowSave(GtkWindow *window, GError **error);
 // Writes the document to `path` and, for an editable format, makes it the window's file.
 gboolean editorWindowSaveAs(GtkWindow *window, const std::filesystem::path &path, GError **error);
 
+// The last session: a window closing on a document of the facade (without discarding changes) keeps the
+// facade's archive of it under the preference "editorLastSession"; the application started without files
+// brings it back. The restored window, or null when there is no session or it does not restore.
+GtkWindow *restoreLastSession(GtkApplication *application);
+
 MarqenGtkDocumentView *editorWindowDocumentView(GtkWindow *window);
 MarqenGtkCompositionView *editorWindowCompositionView(GtkWindow *window);
 MarqenToolBar *editorWindowToolBar(GtkWindow *window);
