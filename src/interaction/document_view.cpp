@@ -431,6 +431,67 @@ void MarqenDocumentView::putBackMovedElements() {
     moveStartGeometries_.clear();
 }
 
+namespace {
+
+// Where a removed node was: undo puts it back at the same place in the same layer, so that the order in
+// which elements are drawn survives a delete and its undo, and a label is linked to its element again.
+struct RemovedNode {
+    MarqenDOMNodePtr node;
+    std::weak_ptr<MarqenDOMNode> parent;
+    size_t index;
+    MarqenDOMNodePtr labelOwner;
+};
+
+void removeQuietly(UndoManager *manager, const std::vector<RemovedNode> &removed);
+
+void putBackQuietly(UndoManager *manager, const std::vector<RemovedNode> &removed) {
+    manager->disableUndoRegistration();
+    for (auto it = removed.rbegin(); it != removed.rend(); ++it) {
+        auto parent = it->parent.lock();
+        if (!parent || it->node->parent()) continue;
+        auto children = parent->children();
+        if (it->index < children.size())
+            parent->addChild(it->node, children[it->index]);
+        else
+            parent->addChild(it->node);
+        if (it->labelOwner) {
+            it->labelOwner->setLabelNode(it->node);
+            if (auto *text = dynamic_cast<MarqenDOMText *>(it->node.get())) text->setLabelParentNode(it->labelOwner);
+        }
+    }
+    manager->enableUndoRegistration();
+    manager->registerUndo(manager, [manager, removed] { removeQuietly(manager, removed); });
+}
+
+void removeQuietly(UndoManager *manager, const std::vector<RemovedNode> &removed) {
+    manager->disableUndoRegistration();
+    for (const auto &entry : removed) entry.node->removeFromParent();
+    manager->enableUndoRegistration();
+    manager->registerUndo(manager, [manager, removed] { putBackQuietly(manager, removed); });
+}
+
+}  // namespace
+
+void MarqenDocumentView::removeElementsUndoably(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements) {
+    UndoManager *undo = undoManager();
+    std::vector<RemovedNode> removed;
+    auto remove = [&](const MarqenDOMNodePtr &node, const MarqenDOMNodePtr &labelOwner) {
+        auto parent = node->parent();
+        if (!parent) return;
+        size_t index = parent->indexOfChild(node.get()).value_or(parent->children().size());
+        if (undo) undo->disableUndoRegistration();
+        node->removeFromParent();
+        if (undo) undo->enableUndoRegistration();
+        removed.push_back({node, parent, index, labelOwner});
+    };
+    for (const auto &element : elements) {
+        // The label first, while its element still knows it.
+        if (auto label = element->labelNode()) remove(label, element);
+        remove(element, nullptr);
+    }
+    if (undo && !removed.empty()) undo->registerUndo(undo, [undo, removed] { putBackQuietly(undo, removed); });
+}
+
 void MarqenDocumentView::placeLabelsQuietly(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements) {
     for (const auto &element : elements)
         if (element->labelNode()) element->positionLabelQuietly(true, false);
@@ -632,10 +693,7 @@ void MarqenDocumentView::deleteSelection() {
     UndoManager *undo = undoManager();
     {
         UndoGroupScope group(undo);
-        for (const auto &element : selection_) {
-            if (auto label = element->labelNode()) label->removeFromParent();
-            element->removeFromParent();
-        }
+        removeElementsUndoably(selection_);
         if (undo) undo->setActionName(MarqenLocalizedString("Delete"));
     }
     clearNodeSelection();
@@ -689,10 +747,7 @@ std::string MarqenDocumentView::cutSelection() {
     UndoManager *undo = undoManager();
     {
         UndoGroupScope group(undo);
-        for (const auto &element : selection_) {
-            if (auto label = element->labelNode()) label->removeFromParent();
-            element->removeFromParent();
-        }
+        removeElementsUndoably(selection_);
         if (undo) undo->setActionName(MarqenLocalizedString("Cut"));
     }
     clearNodeSelection();

@@ -484,3 +484,25 @@ TEST_F(DocumentViewTest, CanvasStaysWhenExpansionIsOff) {
     EXPECT_EQ(document->frame().size.width, 800);
     EXPECT_EQ(document->frame().size.height, 600);
 }
+
+TEST_F(DocumentViewTest, UndoingADeletePutsElementsBackInTheirDrawingOrder) {
+    tool(MarqenToolIDRectangle);
+    drag({100, 100}, {200, 200});
+    drag({300, 100}, {400, 200});
+    drag({500, 100}, {600, 200});
+    auto layer = document->annotationLayer();
+    std::vector<std::string> order;
+    for (const auto &child : layer->children()) order.push_back(child->guid());
+    view.keyPressed({"Escape"});
+    click(300, 150);  // the middle one
+    view.keyPressed({"Delete"});
+    ASSERT_EQ(annotations(), 2u);
+    std::string deleted = json();
+    view.undo();
+    std::vector<std::string> back;
+    for (const auto &child : layer->children()) back.push_back(child->guid());
+    EXPECT_EQ(back, order);  // not moved to the front
+    view.redo();
+    EXPECT_EQ(json(), deleted);
+    expectUndoRedoRoundTrip();
+}

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <random>
+
 #include "dom/document.h"
 #include "dom/layer.h"
 #include "dom/rectangle.h"
@@ -154,4 +157,54 @@ TEST_F(EventScriptPlayerTest, DeclinedEventsAreReportedAndTheScriptGoesOn) {
     EXPECT_EQ(problems.size(), 5u);
     EXPECT_EQ(page()->frame(), CGRectMake(0, 0, 400, 300));
     EXPECT_EQ(trace.back()["undoActionName"], "Resize Canvas");
+}
+
+TEST_F(EventScriptPlayerTest, AHundredThousandEventsLeaveAValidPageAndAConsistentHistory) {
+    // Mostly moves and keys, a drawing or a whole-page step now and then, coordinates sometimes absurd.
+    std::mt19937 random(7);
+    auto pick = [&](int n) { return int(random() % unsigned(n)); };
+    auto coordinate = [&]() -> double { return pick(50) == 0 ? 1e12 : std::uniform_real_distribution<double>(-50, 850)(random); };
+    MarqenJSON events = MarqenJSON::array();
+    static const char *const keys[] = {"Left", "Up", "Delete", "Escape", "a", "Return"};
+    while (events.size() < 100000) {
+        // Drawings and edits are a few hundred; the rest are pointer moves, releases and keys.
+        switch (pick(400)) {
+            case 0: case 1: events.push_back({{"op", "tool"}, {"id", 1 + pick(10)}}); break;
+            case 2: case 3: case 4: case 5:
+                events.push_back({{"op", "drag"}, {"from", {coordinate(), coordinate()}}, {"to", {coordinate(), coordinate()}},
+                                  {"steps", 1 + pick(12)}});
+                break;
+            case 6: case 7: events.push_back({{"op", "undo"}}); break;
+            case 8: events.push_back({{"op", "redo"}}); break;
+            case 9: case 10: case 11: case 12: events.push_back({{"op", "key"}, {"key", keys[pick(6)]}}); break;
+            case 13: events.push_back({{"op", "copy"}}); break;
+            case 14: events.push_back({{"op", "paste"}}); break;
+            case 15: events.push_back({{"op", "zoom"}, {"scale", pick(3) == 0 ? 0.0 : 0.5 * (1 + pick(4))}}); break;
+            case 16: events.push_back({{"op", "color"}, {"id", pick(9)}}); break;
+            default:
+                if (pick(4) == 0)
+                    events.push_back({{"op", "release"}, {"at", {coordinate(), coordinate()}}});
+                else
+                    events.push_back({{"op", "move"}, {"at", {coordinate(), coordinate()}}});
+                break;
+        }
+    }
+    std::string start = page()->dictionaryRepresentation().dump();
+    auto begin = std::chrono::steady_clock::now();
+    play(MarqenJSON{{"events", events}}.dump());
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    RecordProperty("seconds", std::to_string(seconds));
+    UndoManager &undo = *composition->undoManager();
+    EXPECT_TRUE(undo.isUndoRegistrationEnabled());
+    // The page still writes and reads back as it is.
+    auto written = page()->dictionaryRepresentation();
+    auto reread = MarqenDOMDocument::fromDictionary(written);
+    ASSERT_TRUE(reread);
+    EXPECT_TRUE(reread->dictionaryRepresentation().dump() == written.dump());
+    while (undo.canRedo()) view.redo();
+    std::string end = page()->dictionaryRepresentation().dump();
+    while (undo.canUndo()) view.undo();
+    EXPECT_TRUE(page()->dictionaryRepresentation().dump() == start);
+    while (undo.canRedo()) view.redo();
+    EXPECT_TRUE(page()->dictionaryRepresentation().dump() == end);
 }

@@ -245,6 +245,8 @@ private:
     void attachStampLabel(const std::shared_ptr<MarqenDOMElement> &element);
     CGPoint insertionPoint() const;
     static bool isUsablePointForView(CGPoint point);
+    // Removes elements and their labels as one undoable change that puts each back where it was.
+    void removeElementsUndoably(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements);
     void placeLabelsQuietly(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements);
     // With the expandable canvas on, grows the page to take in the elements, within the current undo group.
     void expandCanvasToFit(const std::vector<std::shared_ptr<MarqenDOMElement>> &elements);
