@@ -68,6 +68,7 @@ struct ViewState {
     int cursorScale = 0;
     PointerShape shownShape = PointerShape::Default;
     guint changedIdle = 0;
+    std::vector<GtkEventController *> gestures;  // owned by the widget
 };
 
 }  // namespace
@@ -586,6 +587,23 @@ void measure(GtkWidget *, GtkOrientation, int, int *minimum, int *natural, int *
     *minimumBaseline = *naturalBaseline = -1;
 }
 
+// A window closed in the middle of a drag takes the rest of the drag with it: the gesture ends where the
+// pointer was, so that what was drawn so far stays as one undoable step.
+void endRunningGesture(MarqenGtkDocumentView *view) {
+    auto *controller = controllerOf(view);
+    if (!controller || !controller->isGestureRunning()) return;
+    marqen::MarqenPointerEvent event;
+    event.location = view->state->pointer;
+    controller->pointerReleased(event);
+}
+
+void unrealize(GtkWidget *widget) {
+    auto *view = MARQEN_GTK_DOCUMENT_VIEW(widget);
+    endRunningGesture(view);
+    for (GtkEventController *controller : view->state->gestures) gtk_event_controller_reset(controller);
+    GTK_WIDGET_CLASS(marqen_gtk_document_view_parent_class)->unrealize(widget);
+}
+
 void onScaleFactorChanged(MarqenGtkDocumentView *view) {
     if (auto *controller = controllerOf(view)) controller->setScaleFactor(gtk_widget_get_scale_factor(GTK_WIDGET(view)));
     view->state->cache.invalidateAll();
@@ -673,11 +691,7 @@ void dispose(GObject *object) {
         state.changedIdle = 0;
     }
     // Closing in the middle of a drag: the gesture ends before the page goes.
-    if (state.controller && state.controller->isGestureRunning()) {
-        marqen::MarqenPointerEvent event;
-        event.location = state.pointer;
-        state.controller->pointerReleased(event);
-    }
+    endRunningGesture(MARQEN_GTK_DOCUMENT_VIEW(object));
     state.documentObservers.clear();
     state.toolObserver.reset();
     state.controller.reset();
@@ -732,6 +746,7 @@ static void marqen_gtk_document_view_class_init(MarqenGtkDocumentViewClass *klas
     widgetClass->snapshot = snapshot;
     widgetClass->size_allocate = sizeAllocate;
     widgetClass->measure = measure;
+    widgetClass->unrealize = unrealize;
 
     properties[PROP_ZOOM] = g_param_spec_double("zoom", "Zoom", "Logical pixels per document unit",
                                                 marqen::MarqenDocumentView::kMinimumZoom, marqen::MarqenDocumentView::kMaximumZoom,
@@ -793,11 +808,13 @@ static void marqen_gtk_document_view_init(MarqenGtkDocumentView *view) {
     g_signal_connect(drag, "drag-end", G_CALLBACK(onDragEnd), view);
     g_signal_connect(drag, "cancel", G_CALLBACK(onDragCancel), view);
     gtk_widget_add_controller(widget, GTK_EVENT_CONTROLLER(drag));
+    state.gestures.push_back(GTK_EVENT_CONTROLLER(drag));
 
     GtkGesture *zoom = gtk_gesture_zoom_new();
     g_signal_connect(zoom, "begin", G_CALLBACK(onZoomBegin), view);
     g_signal_connect(zoom, "scale-changed", G_CALLBACK(onZoomChanged), view);
     gtk_widget_add_controller(widget, GTK_EVENT_CONTROLLER(zoom));
+    state.gestures.push_back(GTK_EVENT_CONTROLLER(zoom));
 
     GtkEventController *motion = gtk_event_controller_motion_new();
     g_signal_connect(motion, "motion", G_CALLBACK(onMotion), view);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
 
+#include <cmath>
 #include <filesystem>
 
 #include <marqenkit-gtk/marqenkit-gtk.h>
@@ -16,6 +17,7 @@
 #include <marqenkit/interaction/preferences.h>
 #include <marqenkit/platform/graphics.h>
 #include <marqenkit/platform/image_io.h>
+#include <marqenkit/foundation/undo_manager.h>
 
 #include "gtk_test_support.h"
 
@@ -209,6 +211,50 @@ TEST_F(ViewFixture, TabWalksTheSelectionThroughTheElementsAndToolKeysFollowThePr
     xinput::key(GDK_KEY_l);
     EXPECT_EQ(marqen_gtk_document_view_get_tool(view), guint(marqen::MarqenToolIDEllipse));
     EXPECT_TRUE(controller->isEditingText());
+}
+
+TEST_F(ViewFixture, ClosingInTheMiddleOfADragEndsItAndLosesNothing) {
+    if (!xinput::available()) GTEST_SKIP() << "no XTest";
+    auto document = marqen_gtk_document_view_get_document(view);
+    xinput::moveTo(widget, 10, 10);
+    xinput::key(GDK_KEY_r);
+    const marqen::CGPoint from = viewPoint(view, {100, 80}), to = viewPoint(view, {200, 160});
+    xinput::moveTo(widget, from.x, from.y);
+    xinput::press();
+    xinput::moveTo(widget, to.x, to.y);
+    ASSERT_TRUE(marqen_gtk_document_view_get_controller(view)->isGestureRunning());
+    window.reset();
+    xinput::release();
+    iterateFor(0.1);
+    // The rectangle drawn so far stays, as one step that undoes cleanly.
+    ASSERT_EQ(document->annotationLayer()->children().size(), 1u);
+    ASSERT_TRUE(document->undoManager()->canUndo());
+    document->undoManager()->undo();
+    EXPECT_EQ(document->annotationLayer()->children().size(), 0u);
+}
+
+TEST(GtkDocumentViewSizes, AViewOfAlmostNoPixelsDrawsAndFitsWithoutHarm) {
+    GtkWidget *widget = marqen_gtk_document_view_new();
+    auto *view = MARQEN_GTK_DOCUMENT_VIEW(widget);
+    GError *error = nullptr;
+    ASSERT_TRUE(marqen_gtk_document_view_open_file(view, writeSamplePicture().c_str(), &error));
+    GtkWidget *frame = gtk_fixed_new();
+    gtk_fixed_put(GTK_FIXED(frame), widget, 0, 0);
+    gtk_widget_set_size_request(widget, 1, 1);
+    TestWindow window(frame, 60, 40);
+    iterateFor(0.1);
+    EXPECT_EQ(gtk_widget_get_width(widget), 1);
+    const double zoom = marqen_gtk_document_view_get_zoom(view);
+    EXPECT_TRUE(std::isfinite(zoom));
+    EXPECT_GE(zoom, marqen::MarqenDocumentView::kMinimumZoom);
+    int width = 0, height = 0;
+    renderWidget(widget, &width, &height);
+    // Zooming far in and out stays within the limits.
+    marqen_gtk_document_view_set_zoom(view, 1e9);
+    EXPECT_EQ(marqen_gtk_document_view_get_zoom(view), marqen::MarqenDocumentView::kMaximumZoom);
+    marqen_gtk_document_view_set_zoom(view, -3);
+    EXPECT_EQ(marqen_gtk_document_view_get_zoom(view), marqen::MarqenDocumentView::kMaximumZoom);
+    iterateFor(0.05);
 }
 
 TEST_F(ViewFixture, DrawsThePageAndAfterwardsOnlyWhatChanged) {
