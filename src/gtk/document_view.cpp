@@ -515,6 +515,10 @@ void snapshot(GtkWidget *widget, GtkSnapshot *snapshot) {
         CGRect bounds = marqen::CGRectStandardize(
             marqen::CGRectApplyAffineTransform(controller->editingText()->contentBounds(), toView));
         if (std::isfinite(bounds.size.width)) {
+            // Input methods show their candidates by the text being typed.
+            const GdkRectangle area{int(bounds.origin.x), int(bounds.origin.y), std::max(1, int(bounds.size.width)),
+                                    std::max(1, int(bounds.size.height))};
+            gtk_im_context_set_cursor_location(state.im, &area);
             bounds = marqen::CGRectIntegral(marqen::CGRectInset(bounds, -4, -4));
             GdkRGBA soft = kAccent;
             soft.alpha = 0.6f;

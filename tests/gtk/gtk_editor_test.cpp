@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 
 #include <marqenkit/dom/layer.h>
@@ -21,6 +23,7 @@
 #include <marqenkit/platform/image_io.h>
 
 #include "editor_window.h"
+#include "shortcuts_window.h"
 #include "gtk_test_support.h"
 
 namespace {
@@ -284,6 +287,37 @@ TEST_F(EditorFixture, TheLastSessionsDocumentComesBackWithItsEdits) {
     EXPECT_EQ(marqen::edit::restoreLastSession(application()), nullptr);
     marqen::MarqenPreferences::shared().store().setString("editorLastSession", "not json");
     EXPECT_EQ(marqen::edit::restoreLastSession(application()), nullptr);
+}
+
+// The shortcuts window lists the tools on their letters, or on Alt with the letter while typing starts a text.
+TEST_F(EditorFixture, TheShortcutsWindowListsEveryCommandWithItsKeys) {
+    for (bool typing : {false, true}) {
+        GtkWindow *shortcuts = marqen::edit::createShortcutsWindow(window, typing);
+        ASSERT_TRUE(GTK_IS_SHORTCUTS_WINDOW(shortcuts));
+        std::vector<std::string> accelerators;
+        std::function<void(GtkWidget *)> collect = [&](GtkWidget *widget) {
+            if (GTK_IS_SHORTCUTS_SHORTCUT(widget)) {
+                g_autofree char *accelerator = nullptr;
+                g_object_get(widget, "accelerator", &accelerator, nullptr);
+                accelerators.push_back(accelerator ? accelerator : "");
+            }
+            for (GtkWidget *child = gtk_widget_get_first_child(widget); child; child = gtk_widget_get_next_sibling(child))
+                collect(child);
+        };
+        collect(GTK_WIDGET(shortcuts));
+        auto listed = [&](const std::string &accelerator) {
+            return std::find(accelerators.begin(), accelerators.end(), accelerator) != accelerators.end();
+        };
+        for (const char *command : {"<Ctrl>s", "<Ctrl><Shift>s", "<Ctrl>e", "<Ctrl>o", "<Ctrl>q", "<Ctrl>z", "<Ctrl><Shift>z",
+                                    "<Ctrl>c", "<Ctrl>x", "<Ctrl>v", "Delete", "<Ctrl>0", "<Ctrl>9", "Tab"})
+            EXPECT_TRUE(listed(command)) << command;
+        for (const char *letter : {"v", "a", "t", "r", "u", "o", "l", "m", "h", "s", "p", "c"}) {
+            EXPECT_EQ(listed(std::string("<Alt>") + letter), typing) << letter;
+            EXPECT_EQ(listed(letter), !typing) << letter;
+        }
+        gtk_window_destroy(shortcuts);
+        g_object_unref(shortcuts);
+    }
 }
 
 TEST_F(EditorFixture, AFileThatDoesNotOpenLeavesTheWindowAsItWas) {
