@@ -4,6 +4,7 @@
 
 #include "dom/document.h"
 #include "editing/composition.h"
+#include "editing/tools_model.h"
 #include "foundation/notification_center.h"
 #include "foundation/undo_manager.h"
 
@@ -14,6 +15,12 @@ MarqenCompositionView::MarqenCompositionView(std::shared_ptr<MarqenComposition> 
     : composition_(std::move(composition)), tools_(tools), preferences_(preferences) {
     showPage(0);
     recordHistory();
+    // Each change of tool is a usage event of this view.
+    if (tools_)
+        toolObservation_ = NotificationCenter::defaultCenter().addObserver(
+            kMarqenToolsModelCurrentToolDidChangeNotification, tools_, [this](const Notification &) {
+                tools_->postToolDidChangeAnalyticsEventForCompositionView(notificationSender());
+            });
     if (composition_)
         documentsObservation_ = NotificationCenter::defaultCenter().addObserver(
             kMarqenCompositionDocumentsDidChangeNotification, composition_.get(),

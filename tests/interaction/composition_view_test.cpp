@@ -2,6 +2,7 @@
 
 #include "dom/document.h"
 #include "dom/layer.h"
+#include "editing/analytics.h"
 #include "editing/composition.h"
 #include "editing/properties_model.h"
 #include "editing/property_color.h"
@@ -94,6 +95,21 @@ TEST_F(CompositionViewTest, EditsStayOnTheirPagesAndOneHistoryShowsEachStepsPage
     EXPECT_EQ(view->currentPageIndex(), 1u);
     EXPECT_EQ(json(), end);
     EXPECT_EQ(undo().undoActionName(), "Add Ellipse");
+}
+
+TEST_F(CompositionViewTest, ToolChangesArePostedAsUsageEvents) {
+    std::vector<std::string> events;
+    auto token = NotificationCenter::defaultCenter().addObserver(
+        kMarqenAnalyticsInterestingEventDidOccur, view->notificationSender(), [&](const Notification &notification) {
+            auto action = notification.value<std::string>(kMarqenAnalyticsActionKey);
+            auto label = notification.value<std::string>(kMarqenAnalyticsLabelKey);
+            if (action && label) events.push_back(*action + " " + *label);
+        });
+    tools.chooseTool(MarqenTool(MarqenToolIDEllipse));
+    EXPECT_TRUE(events.empty());  // the tools model announces on the main queue
+    MainQueue::shared().drain();
+    drag({100, 100}, {200, 200});
+    EXPECT_EQ(events, (std::vector<std::string>{"tool_changed ellipse"}));
 }
 
 TEST_F(CompositionViewTest, PageSwitchingKeepsTheViewAndRefusesMissingPages) {

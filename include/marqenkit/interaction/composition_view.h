@@ -2,7 +2,8 @@
 // The toolkit-neutral controller of one open composition: the page on show (a MarqenDocumentView over it),
 // switching pages, one undo history over every page, and the operations the properties model and the
 // host's bars call. Input goes to the page on show. Undo and redo first show the page the step belongs to,
-// so that the user sees what changes. Main thread only; the composition, the tools model and the
+// so that the user sees what changes. A change of tool is posted as the usage event "tool_changed"
+// (MarqenAnalytics). Main thread only; the composition, the tools model and the
 // preferences must outlive the view.
 #include <memory>
 #include <optional>
@@ -106,7 +107,7 @@ private:
     // Page of each step on the undo and on the redo stack, bottom first.
     std::vector<size_t> undoPages_, redoPages_;
     size_t lastUndoCount_ = 0;
-    NotificationToken documentsObservation_;
+    NotificationToken documentsObservation_, toolObservation_;
 };
 
 }  // namespace marqen
