@@ -12,9 +12,11 @@
 #include "editing/annotated_pdf_writer.h"
 #include "editing/composition.h"
 #include "formats/composition_bundle.h"
+#include "formats/pdf/pdf_file.h"
 #include "foundation/base64.h"
 #include "foundation/queues.h"
 #include "platform/image_io.h"
+#include "platform/poppler_document.h"
 #include "render/document_images.h"
 #include "support/test_support.h"
 
@@ -241,3 +243,39 @@ std::string crc32Chunk(const std::string &type, const std::string &data) {
 }
 
 }  // namespace
+
+// Cross-reference offsets shifted by a few bytes: poppler rebuilds the table and shows the page, our reader
+// keeps to the table and cannot annotate the file. Opening says so instead of showing a page that could
+// never be saved, and leaves nothing behind.
+TEST(CompositionHostile, APDFThatPopplerShowsButOurReaderRefusesIsAClearError) {
+    TempDir dir;
+    PrivateTemporaryFolder temporary;
+    std::string pdf = "%PDF-1.7\n";
+    std::vector<size_t> offsets;
+    for (const char *body : {"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+                             "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"}) {
+        offsets.push_back(pdf.size());
+        pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
+    }
+    const size_t xref = pdf.size();
+    pdf += "xref\n0 4\n0000000000 65535 f \n";
+    char line[32];
+    for (size_t offset : offsets) {
+        std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset + 7);
+        pdf += line;
+    }
+    pdf += "trailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref + 3) + "\n%%EOF\n";
+    writeFile(dir / "shifted.pdf", pdf);
+    ASSERT_TRUE(MarqenPDFDocument::openFile(dir / "shifted.pdf"));  // poppler shows it
+    EXPECT_FALSE(MarqenPDF::initWithContentsOfFile((dir / "shifted.pdf").string(), {}));
+
+    MarqenError error;
+    EXPECT_FALSE(CoreMarqenDocument::initWithURL(dir / "shifted.pdf", nullptr, &error));
+    EXPECT_FALSE(error.domain.empty());
+    EXPECT_NE(error.localizedDescription().find("Unable to annotate this PDF"), std::string::npos)
+        << error.localizedDescription();
+    EXPECT_EQ(temporary.entryCount(), 0u);
+    std::string err;
+    EXPECT_EQ(runCli("export " + (dir / "shifted.pdf").string() + " -o " + (dir / "out.pdf").string(), nullptr, &err), 1);
+    EXPECT_FALSE(fs::exists(dir / "out.pdf"));
+}
