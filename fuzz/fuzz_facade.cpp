@@ -19,18 +19,11 @@ using namespace marqen;
 
 namespace {
 
+// Bundles are unpacked into the private temporary folder, so that the check below sees them.
 const fs::path &workDirectory() {
-    static const fs::path directory = [] {
-        fs::path made = fs::temp_directory_path() / ("marqen-fuzz-facade-" + std::to_string(::getpid()));
-        fs::create_directories(made / "tmp");
+    static const fs::path &directory = []() -> const fs::path & {
+        const fs::path &made = marqen::fuzz::privateWorkDirectory("facade");
         fs::create_directories(made / "files");
-        // Bundles are unpacked into the temporary folder: this one, so that the check below sees them.
-        setenv("TMPDIR", (made / "tmp").c_str(), 1);
-        static char *removeAtExit = ::strdup(made.c_str());
-        std::atexit([] {
-            std::error_code ec;
-            fs::remove_all(removeAtExit, ec);
-        });
         return made;
     }();
     return directory;

@@ -33,22 +33,8 @@ int checkToken(void *context, FILE *input, MarqenRichImageChunkToken token) {
     return 0;
 }
 
-const fs::path &workDirectory() {
-    static const fs::path directory = [] {
-        fs::path made = fs::temp_directory_path() / ("marqen-fuzz-rich-" + std::to_string(::getpid()));
-        fs::create_directories(made / "tmp");
-        // The codec's temporary chunk files go here too, so that the check below sees them.
-        setenv("TMPDIR", (made / "tmp").c_str(), 1);
-        // Removed at exit through a copy that outlives the static path.
-        static char *removeAtExit = ::strdup(made.c_str());
-        std::atexit([] {
-            std::error_code ec;
-            fs::remove_all(removeAtExit, ec);
-        });
-        return made;
-    }();
-    return directory;
-}
+// The codec's temporary chunk files go to the private temporary folder, so that the check below sees them.
+const fs::path &workDirectory() { return marqen::fuzz::privateWorkDirectory("rich"); }
 
 }  // namespace
 
