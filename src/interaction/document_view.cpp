@@ -233,7 +233,13 @@ void MarqenDocumentView::pointerPressed(const MarqenPointerEvent &event) {
         if (!selected) selectElements({hit});
         gesture_ = Gesture::Moving;
         moveStartGeometries_.clear();
-        for (const auto &element : selection_) moveStartGeometries_.push_back(MarqenElementGeometry(*element));
+        moveStartLabelGeometries_.clear();
+        for (const auto &element : selection_) {
+            moveStartGeometries_.push_back(MarqenElementGeometry(*element));
+            if (auto label = std::dynamic_pointer_cast<MarqenDOMElement>(element->labelNode());
+                label && std::find(selection_.begin(), selection_.end(), label) == selection_.end())
+                moveStartLabelGeometries_.emplace_back(label, MarqenElementGeometry(*label));
+        }
         if (auto undo = undoManager()) undo->disableUndoRegistration();
         setCursor("move");
         return;
@@ -427,8 +433,9 @@ void MarqenDocumentView::putBackMovedElements() {
         else
             translateElement(*selection_[i], CGPoint{-movedBy_.x, -movedBy_.y});
     }
-    placeLabelsQuietly(selection_);
+    for (const auto &[label, geometry] : moveStartLabelGeometries_) restoreGeometry(*label, geometry);
     moveStartGeometries_.clear();
+    moveStartLabelGeometries_.clear();
 }
 
 namespace {

@@ -251,6 +251,28 @@ TEST_F(DocumentViewTest, HighlighterIsTranslucentAndStampsArePlacedByClick) {
     expectUndoRedoRoundTrip();
 }
 
+// A label stands wherever earlier steps left it, not always where a fresh placement would put it; a
+// move given up with Escape puts it back there exactly, so that the history still describes the page.
+TEST_F(DocumentViewTest, AMoveGivenUpPutsAStampsLabelBackWhereItStood) {
+    tools.chooseTool(MarqenTool(MarqenToolIDStamp, "com.brondale.marqen.approved"));
+    click(500, 400);
+    auto stamp = std::dynamic_pointer_cast<MarqenDOMStamp>(document->textLayer()->childAtIndex(1));
+    ASSERT_TRUE(stamp);
+    auto label = std::dynamic_pointer_cast<MarqenDOMText>(stamp->labelNode());
+    ASSERT_TRUE(label);
+    label->setOriginQuietly({12.5, 34.25});
+    const std::string before = document->dictionaryRepresentation().dump();
+    const size_t steps = undo->undoCount();
+
+    view.pointerPressed(at(500, 400));  // on the stamp, with the stamp tool still chosen: a move
+    view.pointerMoved(at(540, 430));
+    EXPECT_NE(label->origin().x, 12.5);  // the label goes along while the move runs
+    view.keyPressed({"Escape"});
+    EXPECT_EQ(label->origin(), CGPointMake(12.5, 34.25));
+    EXPECT_EQ(document->dictionaryRepresentation().dump(), before);
+    EXPECT_EQ(undo->undoCount(), steps);
+}
+
 TEST_F(DocumentViewTest, ZoomAndPanMapViewToPage) {
     view.setZoom(2, {100, 100});  // the anchor keeps its page point
     EXPECT_EQ(view.zoom(), 2);

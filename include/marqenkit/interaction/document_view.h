@@ -277,6 +277,9 @@ private:
     MarqenHandleKind handleKind_ = MarqenHandleKind::EndPoint;
     std::any savedGeometry_;
     std::vector<std::any> moveStartGeometries_;
+    // Labels of moved elements that are not selected themselves, as they stood when the move began: a
+    // cancelled move puts them back exactly, not where a fresh placement would put them.
+    std::vector<std::pair<std::shared_ptr<MarqenDOMElement>, std::any>> moveStartLabelGeometries_;
     CGRect savedBounds_{};
     CGPoint gestureStart_{}, lastModelPoint_{}, lastViewPoint_{}, movedBy_{};
     double lastTimestamp_ = 0;
