@@ -56,14 +56,14 @@ std::optional<fs::path> resolveBookmark(const MarqenJSON &bookmark) {
     std::optional<fs::path> path = url && url->is_string() ? pathOfFileURL(url->get<std::string>()) : std::nullopt;
     struct stat info {};
     if (!path || ::stat(path->c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
-        marqenLog("Error: couldn't restore URL from bookmark: " + bookmark.dump());
+        marqenLog("Error: couldn't restore URL from bookmark: " + marqen_JSONText(bookmark));
         return std::nullopt;
     }
     const MarqenJSON *device = marqen_objectForKey(bookmark, "device");
     const MarqenJSON *inode = marqen_objectForKey(bookmark, "inode");
     if ((device && device->is_number_unsigned() && device->get<uint64_t>() != uint64_t(info.st_dev)) ||
         (inode && inode->is_number_unsigned() && inode->get<uint64_t>() != uint64_t(info.st_ino))) {
-        marqenLog("Error: couldn't restore URL from bookmark: " + bookmark.dump() + " now names another directory");
+        marqenLog("Error: couldn't restore URL from bookmark: " + marqen_JSONText(bookmark) + " now names another directory");
         return std::nullopt;
     }
     return path;
@@ -92,7 +92,7 @@ std::shared_ptr<CoreMarqenDocument> CoreMarqenDocument::initWithCoder(const Marq
     } else if (const MarqenJSON *coded = archive.is_object() ? marqen_objectForKey(archive, CoreMarqenDocumentCodedURL) : nullptr) {
         // Older archives: the plain URL of the bundle.
         if (coded->is_string()) directory = pathOfFileURL(coded->get<std::string>());
-        if (!directory) marqenLog("Error: couldn't restore URL from bookmark: " + coded->dump());
+        if (!directory) marqenLog("Error: couldn't restore URL from bookmark: " + marqen_JSONText(*coded));
     }
     std::shared_ptr<MarqenComposition> composition;
     if (directory) composition = MarqenComposition::initWithRestoreURL(*directory, false);

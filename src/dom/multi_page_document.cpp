@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "foundation/json.h"
 #include "foundation/log.h"
 
 namespace marqen {
@@ -10,7 +11,7 @@ namespace {
 
 // The dictionary as text for a log line, cut short so a huge page cannot flood the log.
 std::string describe(const MarqenJSON &value) {
-    std::string text = value.dump(-1, ' ', false, MarqenJSON::error_handler_t::replace);
+    std::string text = marqen_JSONText(value);
     constexpr size_t kLimit = 200;
     if (text.size() > kLimit) text = text.substr(0, kLimit) + "…";
     return text;

@@ -24,7 +24,7 @@ bool openFailure(MarqenError *error, const std::string &message) {
 }
 
 std::string numberText(const MarqenJSON &value) {
-    return marqen_isNumber(value) ? std::to_string(marqen_doubleValue(value)) : value.dump();
+    return marqen_isNumber(value) ? std::to_string(marqen_doubleValue(value)) : marqen_JSONText(value);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "editing/composition_private.h"
 #include "formats/composition_bundle.h"
 #include "formats/dom_json_file.h"
+#include "foundation/json.h"
 #include "formats/export_format.h"
 #include "formats/resource_uri.h"
 #include "formats/rich_image/composition_png_codec.h"
@@ -148,7 +149,7 @@ bool MarqenComposition::writeImageToURL(const std::string &url, int saveFormat, 
             marqenFail(&prepareError, MarqenCompositionErrorDomain, kMarqenCompositionErrorWriteFailed, "No document to save");
             return;
         }
-        if (!bundle_->writeDataForIndexJSONFile(dictionary->dump(), &prepareError)) return;
+        if (!bundle_->writeDataForIndexJSONFile(marqen_JSONText(*dictionary), &prepareError)) return;
         page = documents_.back()->copyDocument();
         size = this->size();
         resources = resourceURIsInUse();
@@ -217,7 +218,7 @@ std::optional<fs::path> MarqenComposition::writeRestoreBundle(MarqenError *error
     }
     if (!prepareForSave(error)) return std::nullopt;
     auto dictionary = dictionaryRepresentation();
-    if (!dictionary || !bundle_->writeDataForIndexJSONFile(dictionary->dump(), error)) return std::nullopt;
+    if (!dictionary || !bundle_->writeDataForIndexJSONFile(marqen_JSONText(*dictionary), error)) return std::nullopt;
     incomingURL_ = bundle_->URL();
     return bundle_->URL();
 }
@@ -227,7 +228,7 @@ bool MarqenComposition::writeJSONToURL(const fs::path &url, MarqenError *error) 
     if (!dictionary)
         return marqenFail(error, MarqenCompositionErrorDomain, kMarqenCompositionErrorWriteFailed, "No document to write");
     MarqenError writeError;
-    if (!MarqenWriteFileAtomically(url.string(), dictionary->dump(), &writeError))
+    if (!MarqenWriteFileAtomically(url.string(), marqen_JSONText(*dictionary), &writeError))
         return marqenFail(error, MarqenCompositionErrorDomain, kMarqenCompositionErrorWriteFailed, writeError.localizedDescription());
     return true;
 }
@@ -344,7 +345,7 @@ bool MarqenComposition::writeAnnotatedPDFToURL(const fs::path &url, bool include
         auto dictionary = dictionaryRepresentation();
         if (!dictionary)
             return marqenFail(error, MarqenCompositionErrorDomain, kMarqenCompositionErrorWriteFailed, "No document to hide in the PDF");
-        options.domJSON = dictionary->dump();
+        options.domJSON = marqen_JSONText(*dictionary);
     }
     options.includeSummary = includeSummary;
     options.author = author;

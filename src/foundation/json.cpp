@@ -50,4 +50,8 @@ std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, const std::s
     return std::nullopt;
 }
 
+std::string marqen_JSONText(const MarqenJSON &value) {
+    return value.dump(-1, ' ', false, MarqenJSON::error_handler_t::replace);
+}
+
 }  // namespace marqen

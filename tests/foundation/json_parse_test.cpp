@@ -88,3 +88,10 @@ TEST(JSONParse, TimeIsLinearInTheObjectsOfOneArrayAndTheMembersOfOneObject) {
     EXPECT_EQ((*parsedMembers)["199999"], 0);
     EXPECT_LT(seconds, 8.0);  // a quadratic parse takes minutes here
 }
+
+// Strings read from a damaged file may not be UTF-8; writing them never throws.
+TEST(JSONText, InvalidUTF8IsWrittenAsTheReplacementCharacter) {
+    marqen::MarqenJSON value = {{"title", std::string("ok \xff\xfe end")}};
+    EXPECT_THROW((void)value.dump(), std::exception);
+    EXPECT_EQ(marqen::marqen_JSONText(value), "{\"title\":\"ok \xef\xbf\xbd\xef\xbf\xbd end\"}");
+}

@@ -23,6 +23,10 @@ MARQEN_EXPORT std::optional<double> marqen_numberForKey(const MarqenJSON &dictio
 MARQEN_EXPORT std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, const std::string &key);
 
 // A number read as a double; false when the value is not a number (booleans are not numbers).
+// Compact JSON text of a value. Strings that are not valid UTF-8 (read from a damaged file) are written with
+// U+FFFD in place of the bad bytes rather than failing.
+MARQEN_EXPORT std::string marqen_JSONText(const MarqenJSON &value);
+
 MARQEN_EXPORT bool marqen_isNumber(const MarqenJSON &value);
 MARQEN_EXPORT double marqen_doubleValue(const MarqenJSON &value);  // numbers as doubles, everything else 0
 
