@@ -28,17 +28,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-MarqenImageFormat imageFormatForType(const std::string &uti) {
-    if (MarqenTypeIdentifierEquals(uti, kMarqenTypePNG)) return MarqenImageFormat::PNG;
-    if (MarqenTypeIdentifierEquals(uti, kMarqenTypeJPEG)) return MarqenImageFormat::JPEG;
-    if (MarqenTypeIdentifierEquals(uti, kMarqenTypeHEIC)) return MarqenImageFormat::HEIC;
-    if (MarqenTypeIdentifierEquals(uti, kMarqenTypeTIFF)) return MarqenImageFormat::TIFF;
-    if (MarqenTypeIdentifierEquals(uti, kMarqenTypeGIF)) return MarqenImageFormat::GIF;
-    if (MarqenTypeIdentifierEquals(uti, kMarqenTypeBMP)) return MarqenImageFormat::BMP;
-    if (MarqenTypeIdentifierEquals(uti, "public.jpeg-2000")) return MarqenImageFormat::JPEG2000;
-    return MarqenImageFormat::Unknown;
-}
-
 const char *typeForImageFormat(MarqenImageFormat format) {
     switch (format) {
         case MarqenImageFormat::JPEG: return kMarqenTypeJPEG;
@@ -245,7 +234,7 @@ std::optional<std::vector<uint8_t>> MarqenComposition::createImageRepresentation
         renderFailure(error, "No page to draw");
         return std::nullopt;
     }
-    const MarqenImageFormat format = imageFormatForType(typeIdentifier);
+    const MarqenImageFormat format = MarqenImageFormatForTypeIdentifier(typeIdentifier);
     if (format == MarqenImageFormat::Unknown) {
         renderFailure(error, "Not a picture type: " + typeIdentifier);
         return std::nullopt;
@@ -283,7 +272,7 @@ bool MarqenComposition::writeFlattenedImageToURL(const std::shared_ptr<MarqenDOM
         bytes = MarqenDOMDocumentPDFRepresentation(document, true, &renderError);
         if (!bytes) renderFailure(error, "The page cannot be drawn as PDF: " + renderError.description());
     } else if (!retina) {
-        const MarqenImageFormat format = imageFormatForType(typeIdentifier);
+        const MarqenImageFormat format = MarqenImageFormatForTypeIdentifier(typeIdentifier);
         MarqenError renderError;
         MarqenImageRef image = format == MarqenImageFormat::Unknown ? nullptr
             : MarqenDOMDocumentCreateImageWithSize(document, CopyMarqenDOMDocumentBackgroundColorForDocument(*document, typeIdentifier),

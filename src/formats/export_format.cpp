@@ -19,7 +19,10 @@ bool isOneOf(const std::string &uti, std::initializer_list<const char *> types) 
 
 bool allowsEmbeddedDOM(const std::string &uti) { return isOneOf(uti, {kMarqenTypePNG, kMarqenTypeJPEG, kMarqenTypePDF, kMarqenTypeHEIC}); }
 
-MarqenImageFormat imageFormatForType(const std::string &uti) {
+
+}  // namespace
+
+MarqenImageFormat MarqenImageFormatForTypeIdentifier(const std::string &uti) {
     if (MarqenTypeIdentifierEquals(uti, kMarqenTypePNG)) return MarqenImageFormat::PNG;
     if (MarqenTypeIdentifierEquals(uti, kMarqenTypeJPEG)) return MarqenImageFormat::JPEG;
     if (MarqenTypeIdentifierEquals(uti, kMarqenTypeHEIC)) return MarqenImageFormat::HEIC;
@@ -29,8 +32,6 @@ MarqenImageFormat imageFormatForType(const std::string &uti) {
     if (MarqenTypeIdentifierEquals(uti, "public.jpeg-2000")) return MarqenImageFormat::JPEG2000;
     return MarqenImageFormat::Unknown;
 }
-
-}  // namespace
 
 bool MarqenTypeIdentifierEquals(const std::string &a, const std::string &b) {
     return marqen_asciiLowercase(a) == marqen_asciiLowercase(b);
@@ -97,7 +98,7 @@ std::string MarqenExportFormat::formatTitle() const {
 
 std::string MarqenExportFormat::fileExtension() const {
     if (MarqenTypeIdentifierEquals(uti_, kMarqenTypePDF)) return "pdf";
-    const MarqenImageFormat format = imageFormatForType(uti_);
+    const MarqenImageFormat format = MarqenImageFormatForTypeIdentifier(uti_);
     if (format == MarqenImageFormat::Unknown) return "???";
     // JPEG always writes "jpg", TIFF its full name.
     if (format == MarqenImageFormat::TIFF) return "tiff";
@@ -106,7 +107,7 @@ std::string MarqenExportFormat::fileExtension() const {
 
 bool MarqenExportFormat::isFormatWritable() const {
     if (MarqenTypeIdentifierEquals(uti_, kMarqenTypePDF)) return true;
-    const MarqenImageFormat format = imageFormatForType(uti_);
+    const MarqenImageFormat format = MarqenImageFormatForTypeIdentifier(uti_);
     return format != MarqenImageFormat::Unknown && MarqenImageCanEncodeFormat(format);
 }
 

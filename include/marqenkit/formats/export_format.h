@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "../export.h"
+#include "../platform/image_io.h"
 
 namespace marqen {
 
@@ -28,6 +29,8 @@ inline constexpr const char *kMarqenExportFormatBitmapWithEmbeddedDOMPrefix = "c
 
 // Type identifiers are equal without regard to case.
 MARQEN_EXPORT bool MarqenTypeIdentifierEquals(const std::string &a, const std::string &b);
+// The image codec that writes a type identifier (Unknown for PDF and types that are no picture).
+MARQEN_EXPORT MarqenImageFormat MarqenImageFormatForTypeIdentifier(const std::string &uti);
 
 class MARQEN_EXPORT MarqenExportFormat {
 public:
