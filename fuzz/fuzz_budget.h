@@ -24,7 +24,7 @@ inline bool deepRun() {
 // Called at the top of each input; sets the budget once per process.
 inline void useCommandLineBudget() {
     static const bool set = [] {
-        marqen_setResourceBudget(MarqenResourceBudget::commandLineDefaults());
+        MarqenSetResourceBudget(MarqenResourceBudget::commandLineDefaults());
         return true;
     }();
     (void)set;

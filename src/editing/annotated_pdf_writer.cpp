@@ -135,7 +135,7 @@ bool MarqenAnnotatedPDFWrite(const std::filesystem::path &sourcePDF,
     }
     if (!pdf->allowsAnnotating()) return fail(error, 3, "This PDF is encrypted and cannot be annotated");
     std::string reason;
-    if (!marqen_checkReplaceableTarget(url, &reason)) return fail(error, 0, reason);
+    if (!checkReplaceableTarget(url, &reason)) return fail(error, 0, reason);
 
     auto migrator = MarqenPDFMigrator::initWithTargetPDF(pdf, pdf->nextAvailableObjectNumber());
     uint64_t pageCount = pdf->numberOfPagesInOriginalPDF();
@@ -160,7 +160,7 @@ bool MarqenAnnotatedPDFWrite(const std::filesystem::path &sourcePDF,
         }
     }
 
-    std::filesystem::path temporary = marqen_temporaryPathBeside(url);
+    std::filesystem::path temporary = temporaryPathBeside(url);
     // With nothing to draw and no document to hide, the untouched PDF is the whole result: an update
     // that only restates the catalog would add bytes and nothing else.
     bool written = migrator->migratedObjects().empty() && !options.domJSON
@@ -171,7 +171,7 @@ bool MarqenAnnotatedPDFWrite(const std::filesystem::path &sourcePDF,
         std::filesystem::remove(temporary, ec);
         return false;
     }
-    if (!marqen_moveIntoPlace(temporary, url, &reason)) return fail(error, 0, reason);
+    if (!moveIntoPlace(temporary, url, &reason)) return fail(error, 0, reason);
     return true;
 }
 

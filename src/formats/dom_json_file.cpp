@@ -74,7 +74,7 @@ std::optional<MarqenDOMJSONContent> MarqenReadDOMJSONFile(const std::string &pat
 
 bool MarqenWriteFileAtomically(const std::string &path, const std::string &bytes, MarqenError *error) {
     std::string reason;
-    if (marqen_writeFileAtomically(path, bytes, &reason)) return true;
+    if (writeFileAtomically(path, bytes, &reason)) return true;
     return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnwritable,
                       "cannot write " + path + ": " + reason);
 }

@@ -69,19 +69,19 @@ void syncFolder(const std::filesystem::path &target) {
 
 }  // namespace
 
-std::filesystem::path marqen_temporaryPathBeside(const std::filesystem::path &target) {
+std::filesystem::path temporaryPathBeside(const std::filesystem::path &target) {
     std::filesystem::path temporary = target;
     temporary += ".tmp-" + marqen_stringWithNewUUID();
     return temporary;
 }
 
-bool marqen_checkReplaceableTarget(const std::filesystem::path &target, std::string *reason) {
+bool checkReplaceableTarget(const std::filesystem::path &target, std::string *reason) {
     ExistingTarget existing;
     return inspectTarget(target, &existing, reason);
 }
 
-bool marqen_moveIntoPlace(const std::filesystem::path &temporary, const std::filesystem::path &target,
-                          std::string *reason) {
+bool moveIntoPlace(const std::filesystem::path &temporary, const std::filesystem::path &target,
+                   std::string *reason) {
     ExistingTarget existing;
     if (!inspectTarget(target, &existing, reason)) {
         removeQuietly(temporary);
@@ -121,10 +121,10 @@ bool marqen_moveIntoPlace(const std::filesystem::path &temporary, const std::fil
     return true;
 }
 
-bool marqen_writeFileAtomically(const std::filesystem::path &target, std::string_view bytes, std::string *reason) {
+bool writeFileAtomically(const std::filesystem::path &target, std::string_view bytes, std::string *reason) {
     ExistingTarget existing;
     if (!inspectTarget(target, &existing, reason)) return false;
-    const std::filesystem::path temporary = marqen_temporaryPathBeside(target);
+    const std::filesystem::path temporary = temporaryPathBeside(target);
     // Replacing a file, the copy stays private until it has the old file's mode; a new file follows the umask.
     int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                     existing.exists ? 0600 : 0666);
@@ -139,7 +139,7 @@ bool marqen_writeFileAtomically(const std::filesystem::path &target, std::string
         removeQuietly(temporary);
         return setReason(reason, posixReason(code));
     }
-    return marqen_moveIntoPlace(temporary, target, reason);
+    return moveIntoPlace(temporary, target, reason);
 }
 
 }  // namespace marqen

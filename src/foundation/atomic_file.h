@@ -17,18 +17,18 @@
 namespace marqen {
 
 // A fresh name in the target's folder, for writers that fill the temporary file themselves.
-std::filesystem::path marqen_temporaryPathBeside(const std::filesystem::path &target);
+std::filesystem::path temporaryPathBeside(const std::filesystem::path &target);
 
 // True when target may be replaced (absent, or a regular file); otherwise false and *reason says why.
 // Writers that produce a lot of bytes call it first so that they fail before doing the work.
-bool marqen_checkReplaceableTarget(const std::filesystem::path &target, std::string *reason);
+bool checkReplaceableTarget(const std::filesystem::path &target, std::string *reason);
 
 // Flushes temporary to disk, gives it the old target's permissions and owner, renames it over target
 // and flushes the folder. On failure removes temporary, leaves target untouched and sets *reason.
-bool marqen_moveIntoPlace(const std::filesystem::path &temporary, const std::filesystem::path &target,
-                          std::string *reason);
+bool moveIntoPlace(const std::filesystem::path &temporary, const std::filesystem::path &target,
+                   std::string *reason);
 
 // Writes bytes to a temporary file beside target and moves it into place as above.
-bool marqen_writeFileAtomically(const std::filesystem::path &target, std::string_view bytes, std::string *reason);
+bool writeFileAtomically(const std::filesystem::path &target, std::string_view bytes, std::string *reason);
 
 }  // namespace marqen

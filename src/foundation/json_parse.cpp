@@ -60,8 +60,8 @@ private:
 
     bool count() {
         if (limits_.maximumValues != 0 && ++values_ > limits_.maximumValues)
-            return refuse(marqen_budgetExceededText("the JSON file's value count", "JSON values per file",
-                                                    limits_.maximumValues));
+            return refuse(MarqenBudgetExceededText("the JSON file's value count", "JSON values per file",
+                                                   limits_.maximumValues));
         return true;
     }
 
@@ -154,7 +154,7 @@ std::optional<MarqenJSON> marqen_parseJSON(const std::string &text, const Marqen
 
 std::optional<MarqenJSON> marqen_parseJSON(const std::string &text, std::string *message) {
     MarqenJSONParseLimits limits;
-    limits.maximumValues = marqen_resourceBudget().jsonValuesPerFile;
+    limits.maximumValues = MarqenCurrentResourceBudget().jsonValuesPerFile;
     return marqen_parseJSON(text, limits, message);
 }
 

@@ -19,11 +19,11 @@ MarqenResourceBudget MarqenResourceBudget::commandLineDefaults() {
     return budget;
 }
 
-const MarqenResourceBudget &marqen_resourceBudget() { return currentBudget(); }
+const MarqenResourceBudget &MarqenCurrentResourceBudget() { return currentBudget(); }
 
-void marqen_setResourceBudget(const MarqenResourceBudget &budget) { currentBudget() = budget; }
+void MarqenSetResourceBudget(const MarqenResourceBudget &budget) { currentBudget() = budget; }
 
-std::string marqen_budgetExceededText(const std::string &what, const std::string &budgetName, uint64_t limit) {
+std::string MarqenBudgetExceededText(const std::string &what, const std::string &budgetName, uint64_t limit) {
     return what + " exceeds the " + budgetName + " budget (" + std::to_string(limit) + ")";
 }
 

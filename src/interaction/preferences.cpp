@@ -78,7 +78,7 @@ MarqenKeyFilePreferencesStore::MarqenKeyFilePreferencesStore(std::filesystem::pa
         std::fclose(file);
     }
     std::string reason;
-    auto entries = marqen_parseKeyFileGroup(text, kGroup, &reason);
+    auto entries = parseKeyFileGroup(text, kGroup, &reason);
     if (!entries) {
         marqenLog("Preferences file " + path_.string() + " does not read (" + reason + "); starting empty");
         return;
@@ -108,7 +108,7 @@ bool MarqenKeyFilePreferencesStore::write(const std::map<std::string, std::strin
     std::filesystem::create_directories(path_.parent_path(), code);
     if (code) return marqenFail(error, kErrorDomain, 2, "Cannot make " + path_.parent_path().string() + ": " + code.message());
     std::string reason;
-    if (!marqen_writeFileAtomically(path_, marqen_keyFileText(kGroup, values), &reason))
+    if (!writeFileAtomically(path_, keyFileText(kGroup, values), &reason))
         return marqenFail(error, kErrorDomain, 2, "Cannot write " + path_.string() + ": " + reason);
     return true;
 }

@@ -347,14 +347,14 @@ void strokeInRuns(cairo_t *context, const cairo_path_t *path) {
 }  // namespace
 
 bool MarqenGraphicsContext::admitPathPoints(uint64_t points) {
-    const MarqenResourceBudget &budget = marqen_resourceBudget();
+    const MarqenResourceBudget &budget = MarqenCurrentResourceBudget();
     std::string exceeded;
     if (budget.pathPointsPerElement && points > budget.pathPointsPerElement) {
-        exceeded = marqen_budgetExceededText("a path of " + std::to_string(points) + " points", "path points per element",
-                                             budget.pathPointsPerElement);
+        exceeded = MarqenBudgetExceededText("a path of " + std::to_string(points) + " points",
+                                            "path points per element", budget.pathPointsPerElement);
     } else if (budget.pathPointsPerDocument && pathPointsDrawn_ + points > budget.pathPointsPerDocument) {
-        exceeded = marqen_budgetExceededText("a path of " + std::to_string(points) + " points",
-                                             "path points per document", budget.pathPointsPerDocument);
+        exceeded = MarqenBudgetExceededText("a path of " + std::to_string(points) + " points",
+                                            "path points per document", budget.pathPointsPerDocument);
     }
     if (!exceeded.empty()) {
         marqenLogRepeatable("A path was left out", "A path was left out: " + exceeded);

@@ -652,8 +652,8 @@ bool writeFailed(const std::filesystem::path &path, const std::string &reason, M
 
 bool writeBytes(const std::vector<uint8_t> &bytes, const std::filesystem::path &path, MarqenError *error) {
     std::string reason;
-    if (marqen_writeFileAtomically(path, std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size()),
-                                   &reason))
+    if (writeFileAtomically(path, std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size()),
+                            &reason))
         return true;
     return writeFailed(path, reason, error);
 }
@@ -717,12 +717,12 @@ bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::pat
         auto encoded = MarqenImageEncode(image, format, options, error);
         return encoded && writeBytes(*encoded, path, error);
     }
-    if (std::string refusal; !marqen_checkReplaceableTarget(path, &refusal)) return writeFailed(path, refusal, error);
+    if (std::string refusal; !checkReplaceableTarget(path, &refusal)) return writeFailed(path, refusal, error);
     // Stream straight into the temporary file: no second copy of the encoded bytes in memory.
     std::vector<uint8_t> samples;
     ImageHandle ready;
     if (!prepareForSaving(image, format, options, &samples, &ready, error)) return false;
-    std::filesystem::path temporary = marqen_temporaryPathBeside(path);
+    std::filesystem::path temporary = temporaryPathBeside(path);
     int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0) {
         return writeFailed(path, std::strerror(errno), error);
@@ -737,7 +737,7 @@ bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::pat
         return saved ? writeFailed(path, "the file could not be written", error) : false;
     }
     std::string reason;
-    return marqen_moveIntoPlace(temporary, path, &reason) || writeFailed(path, reason, error);
+    return moveIntoPlace(temporary, path, &reason) || writeFailed(path, reason, error);
 }
 
 }  // namespace marqen

@@ -13,9 +13,9 @@ struct KeyFileFree {
 using KeyFilePtr = std::unique_ptr<GKeyFile, KeyFileFree>;
 }  // namespace
 
-std::optional<std::map<std::string, std::string>> marqen_parseKeyFileGroup(const std::string &text,
-                                                                           const std::string &group,
-                                                                           std::string *reason) {
+std::optional<std::map<std::string, std::string>> parseKeyFileGroup(const std::string &text,
+                                                                    const std::string &group,
+                                                                    std::string *reason) {
     KeyFilePtr file(g_key_file_new());
     GError *error = nullptr;
     if (!g_key_file_load_from_data(file.get(), text.data(), text.size(), G_KEY_FILE_NONE, &error)) {
@@ -37,7 +37,7 @@ std::optional<std::map<std::string, std::string>> marqen_parseKeyFileGroup(const
     return entries;
 }
 
-std::string marqen_keyFileText(const std::string &group, const std::map<std::string, std::string> &entries) {
+std::string keyFileText(const std::string &group, const std::map<std::string, std::string> &entries) {
     KeyFilePtr file(g_key_file_new());
     for (const auto &[key, value] : entries) g_key_file_set_string(file.get(), group.c_str(), key.c_str(), value.c_str());
     gsize length = 0;

@@ -9,10 +9,10 @@
 namespace marqen {
 
 // The entries of `group` in the text; nothing when the text is not a key file (reason filled).
-std::optional<std::map<std::string, std::string>> marqen_parseKeyFileGroup(const std::string &text,
-                                                                           const std::string &group,
-                                                                           std::string *reason);
+std::optional<std::map<std::string, std::string>> parseKeyFileGroup(const std::string &text,
+                                                                    const std::string &group,
+                                                                    std::string *reason);
 // The key-file text of one group.
-std::string marqen_keyFileText(const std::string &group, const std::map<std::string, std::string> &entries);
+std::string keyFileText(const std::string &group, const std::map<std::string, std::string> &entries);
 
 }  // namespace marqen

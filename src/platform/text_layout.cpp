@@ -46,7 +46,7 @@ std::string sanitisedText(const std::string &text, size_t limit, bool *truncated
 // code points (the marks past it are left out) and a text at most the budget's clusters (cut after the
 // last one). A cluster here is a character with the marks and joiners that follow it.
 std::string withinClusterBudgets(std::string text) {
-    const MarqenResourceBudget &budget = marqen_resourceBudget();
+    const MarqenResourceBudget &budget = MarqenCurrentResourceBudget();
     if (!budget.codepointsPerCluster && !budget.textClustersPerText) return text;
     std::string kept;  // filled only once something is left out
     uint64_t clusters = 0, inCluster = 0, dropped = 0;
@@ -71,13 +71,14 @@ std::string withinClusterBudgets(std::string text) {
     if (dropped) {
         marqenLogRepeatable("MarqenTextLayout: marks left out",
                             "MarqenTextLayout: " + std::to_string(dropped) + " marks left out: " +
-                                marqen_budgetExceededText("a cluster", "code points per cluster",
-                                                          budget.codepointsPerCluster));
+                                MarqenBudgetExceededText("a cluster", "code points per cluster",
+                                                         budget.codepointsPerCluster));
     }
     if (cut) {
         marqenLogRepeatable("MarqenTextLayout: text cut",
-                            "MarqenTextLayout: text cut: " + marqen_budgetExceededText("the text", "text clusters per text",
-                                                                                       budget.textClustersPerText));
+                            "MarqenTextLayout: text cut: " +
+                                MarqenBudgetExceededText("the text", "text clusters per text",
+                                                         budget.textClustersPerText));
         if (!dropped) kept.assign(text.data(), static_cast<size_t>(cut - text.data()));
     }
     return dropped || cut ? kept : text;

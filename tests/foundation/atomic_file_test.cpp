@@ -39,8 +39,8 @@ size_t entryCount(const std::filesystem::path &folder) {
 TEST(AtomicFile, WritesNewFileAndReplacesOldOneLeavingNothingBeside) {
     test::TempDir dir;
     std::string reason;
-    ASSERT_TRUE(marqen_writeFileAtomically(dir / "a.txt", "first", &reason)) << reason;
-    ASSERT_TRUE(marqen_writeFileAtomically(dir / "a.txt", "second", &reason)) << reason;
+    ASSERT_TRUE(writeFileAtomically(dir / "a.txt", "first", &reason)) << reason;
+    ASSERT_TRUE(writeFileAtomically(dir / "a.txt", "second", &reason)) << reason;
     EXPECT_EQ(test::readFile(dir / "a.txt"), "second");
     EXPECT_EQ(entryCount(dir.path()), 1u);
 }
@@ -52,8 +52,8 @@ TEST(AtomicFile, KeepsTheModeOfTheFileItReplaces) {
     test::writeFile(dir / "shared.json", "old");
     ASSERT_EQ(::chmod((dir / "shared.json").c_str(), 0664), 0);
     std::string reason;
-    ASSERT_TRUE(marqen_writeFileAtomically(dir / "secret.json", "new", &reason)) << reason;
-    ASSERT_TRUE(marqen_writeFileAtomically(dir / "shared.json", "new", &reason)) << reason;
+    ASSERT_TRUE(writeFileAtomically(dir / "secret.json", "new", &reason)) << reason;
+    ASSERT_TRUE(writeFileAtomically(dir / "shared.json", "new", &reason)) << reason;
     EXPECT_EQ(permissions(dir / "secret.json"), 0600u);
     EXPECT_EQ(permissions(dir / "shared.json"), 0664u);
     EXPECT_EQ(test::readFile(dir / "secret.json"), "new");
@@ -65,7 +65,7 @@ TEST(AtomicFile, KeepsTheOwnerWhereAllowed) {
     test::writeFile(dir / "owned.json", "old");
     ASSERT_EQ(::chown((dir / "owned.json").c_str(), 4321, 8765), 0);
     std::string reason;
-    ASSERT_TRUE(marqen_writeFileAtomically(dir / "owned.json", "new", &reason)) << reason;
+    ASSERT_TRUE(writeFileAtomically(dir / "owned.json", "new", &reason)) << reason;
     struct stat status {};
     ASSERT_EQ(::stat((dir / "owned.json").c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, 4321u);
@@ -77,10 +77,10 @@ TEST(AtomicFile, RefusesTargetsThatAreNotRegularFiles) {
     ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0644), 0);
     std::filesystem::create_directory(dir / "folder");
     std::string reason;
-    EXPECT_FALSE(marqen_writeFileAtomically(dir / "pipe", "x", &reason));
+    EXPECT_FALSE(writeFileAtomically(dir / "pipe", "x", &reason));
     EXPECT_EQ(reason, "it exists and is not a regular file");
     EXPECT_EQ(fileType(dir / "pipe"), static_cast<mode_t>(S_IFIFO));
-    EXPECT_FALSE(marqen_writeFileAtomically(dir / "folder", "x", &reason));
+    EXPECT_FALSE(writeFileAtomically(dir / "folder", "x", &reason));
     EXPECT_EQ(reason, "it is a directory");
     EXPECT_EQ(entryCount(dir.path()), 2u);
 }
@@ -91,7 +91,7 @@ TEST(AtomicFile, RefusesADeviceNodeLikeDevNull) {
     if (::mknod((dir / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)) != 0)
         GTEST_SKIP() << "device nodes cannot be made here";
     std::string reason;
-    EXPECT_FALSE(marqen_writeFileAtomically(dir / "null", "x", &reason));
+    EXPECT_FALSE(writeFileAtomically(dir / "null", "x", &reason));
     EXPECT_EQ(reason, "it exists and is not a regular file");
     EXPECT_EQ(fileType(dir / "null"), static_cast<mode_t>(S_IFCHR));
     EXPECT_EQ(entryCount(dir.path()), 1u);
@@ -102,7 +102,7 @@ TEST(AtomicFile, NeitherFollowsNorReplacesASymbolicLink) {
     test::writeFile(elsewhere / "victim.txt", "untouched");
     std::filesystem::create_symlink(elsewhere / "victim.txt", dir / "out.txt");
     std::string reason;
-    EXPECT_FALSE(marqen_writeFileAtomically(dir / "out.txt", "x", &reason));
+    EXPECT_FALSE(writeFileAtomically(dir / "out.txt", "x", &reason));
     EXPECT_NE(reason.find("symbolic link"), std::string::npos) << reason;
     EXPECT_EQ(fileType(dir / "out.txt"), static_cast<mode_t>(S_IFLNK));
     EXPECT_EQ(test::readFile(elsewhere / "victim.txt"), "untouched");
@@ -112,10 +112,10 @@ TEST(AtomicFile, NeitherFollowsNorReplacesASymbolicLink) {
 TEST(AtomicFile, MovingIntoPlaceOverAFifoRemovesTheTemporaryFile) {
     test::TempDir dir;
     ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0644), 0);
-    const auto temporary = marqen_temporaryPathBeside(dir / "pipe");
+    const auto temporary = temporaryPathBeside(dir / "pipe");
     test::writeFile(temporary, "written elsewhere");
     std::string reason;
-    EXPECT_FALSE(marqen_moveIntoPlace(temporary, dir / "pipe", &reason));
+    EXPECT_FALSE(moveIntoPlace(temporary, dir / "pipe", &reason));
     EXPECT_FALSE(std::filesystem::exists(temporary));
     EXPECT_EQ(fileType(dir / "pipe"), static_cast<mode_t>(S_IFIFO));
 }
@@ -131,7 +131,7 @@ TEST(AtomicFile, AFailedWriteLeavesTheOldFileAndNoTemporaryFile) {
         struct rlimit limit {16, 16};
         ::setrlimit(RLIMIT_FSIZE, &limit);
         std::string reason;
-        bool written = marqen_writeFileAtomically(dir / "keep.json", std::string(4096, 'x'), &reason);
+        bool written = writeFileAtomically(dir / "keep.json", std::string(4096, 'x'), &reason);
         ::_exit(written ? 1 : (reason == std::strerror(EFBIG) ? 0 : 2));
     }
     int status = 0;

@@ -61,14 +61,14 @@ TEST(JSONParse, RefusesMalformedTextDeepNestingAndValuesBeyondTheBudget) {
 }
 
 TEST(JSONParse, TheBudgetInForceAppliesWhenNoLimitsAreGiven) {
-    const MarqenResourceBudget saved = marqen_resourceBudget();
+    const MarqenResourceBudget saved = MarqenCurrentResourceBudget();
     MarqenResourceBudget budget;
     budget.jsonValuesPerFile = 4;
-    marqen_setResourceBudget(budget);
+    MarqenSetResourceBudget(budget);
     std::string message;
     EXPECT_TRUE(marqen_parseJSON("[1,2,3]"));
     EXPECT_FALSE(marqen_parseJSON("[1,2,3,4]", &message));
-    marqen_setResourceBudget(saved);
+    MarqenSetResourceBudget(saved);
     EXPECT_EQ(message, "the JSON file's value count exceeds the JSON values per file budget (4)");
 }
 

@@ -104,11 +104,11 @@ TEST(LongPathStroke, RunsLookLikeOneStrokeOpaqueOrTranslucent) {
 }
 
 TEST(LongPathStroke, PathsBeyondTheBudgetsAreLeftOutWithOneCountedLine) {
-    const MarqenResourceBudget saved = marqen_resourceBudget();
+    const MarqenResourceBudget saved = MarqenCurrentResourceBudget();
     MarqenResourceBudget budget;
     budget.pathPointsPerElement = 3000;
     budget.pathPointsPerDocument = 5000;
-    marqen_setResourceBudget(budget);
+    MarqenSetResourceBudget(budget);
     test::LogCapture log;
     cairo_surface_t *surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 200, 200);
     cairo_t *cr = cairo_create(surface);
@@ -128,7 +128,7 @@ TEST(LongPathStroke, PathsBeyondTheBudgetsAreLeftOutWithOneCountedLine) {
     }
     cairo_destroy(cr);
     cairo_surface_destroy(surface);
-    marqen_setResourceBudget(saved);
+    MarqenSetResourceBudget(saved);
     EXPECT_EQ(inkedAfterEach[0], 0);
     EXPECT_GT(inkedAfterEach[1], 0);
     EXPECT_EQ(inkedAfterEach[2], inkedAfterEach[1]);

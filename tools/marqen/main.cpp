@@ -33,7 +33,7 @@ int main(int argc, char **argv) {
     StderrLog log;
     marqen::CoreMarqenLog::sharedCoreMarqenLog().setDelegate(&log);
     // Files named on a command line may come from anyone: every operation works within a budget.
-    marqen::marqen_setResourceBudget(marqen::MarqenResourceBudget::commandLineDefaults());
+    marqen::MarqenSetResourceBudget(marqen::MarqenResourceBudget::commandLineDefaults());
     std::vector<std::string> args(argv + 1, argv + argc);
     int status = kExitSuccess;
     try {

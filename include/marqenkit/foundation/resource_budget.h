@@ -26,11 +26,11 @@ struct MARQEN_EXPORT MarqenResourceBudget {
 };
 
 // The budget in force, and setting it (see the thread note above).
-MARQEN_EXPORT const MarqenResourceBudget &marqen_resourceBudget();
-MARQEN_EXPORT void marqen_setResourceBudget(const MarqenResourceBudget &budget);
+MARQEN_EXPORT const MarqenResourceBudget &MarqenCurrentResourceBudget();
+MARQEN_EXPORT void MarqenSetResourceBudget(const MarqenResourceBudget &budget);
 
 // The error text for a budget that ran out: "<what> exceeds the <name> budget (<limit>)".
-MARQEN_EXPORT std::string marqen_budgetExceededText(const std::string &what, const std::string &budgetName,
-                                                    uint64_t limit);
+MARQEN_EXPORT std::string MarqenBudgetExceededText(const std::string &what, const std::string &budgetName,
+                                                   uint64_t limit);
 
 }  // namespace marqen

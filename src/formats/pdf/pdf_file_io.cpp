@@ -146,7 +146,7 @@ std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path,
 bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<MarqenPDFFilePart> &parts,
                                   MarqenError *error, bool *shortWrite) {
     std::filesystem::path target(path);
-    std::filesystem::path temporary = marqen_temporaryPathBeside(target);
+    std::filesystem::path temporary = temporaryPathBeside(target);
     int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) return posixFail(error, errno, "Could not create " + temporary.string());
     bool complete = true;
@@ -167,7 +167,7 @@ bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<Mar
         return posixFail(error, code, "Could not write " + path);
     }
     std::string reason;
-    if (!marqen_moveIntoPlace(temporary, target, &reason))
+    if (!moveIntoPlace(temporary, target, &reason))
         return marqenFail(error, "NSPOSIXErrorDomain", EIO, "Could not write " + path + ": " + reason);
     return true;
 }

@@ -100,21 +100,21 @@ bool MarqenCompositionPNGCodec::encodeBundle(std::shared_ptr<MarqenCompositionBu
     if (!isRegularFileInBundle(source)) return codecFailure(error, kMarqenRichImageCannotOpen);
     // A destination that may not be replaced (a link, a folder, a device) is refused before any work.
     std::string reason;
-    if (!marqen_checkReplaceableTarget(destination, &reason)) return codecFailure(error, kMarqenRichImageCannotOpen);
+    if (!checkReplaceableTarget(destination, &reason)) return codecFailure(error, kMarqenRichImageCannotOpen);
     auto writer = MarqenPNGWriteChunks;
     if (passes(source, MarqenJPGImageIsJPGFile))
         writer = MarqenJPGWriteChunks;
     else if (passes(source, MarqenHEICImageIsHEICFile))
         writer = MarqenHEICWriteChunks;
     // The image is completed beside the destination, so a failure never leaves half of it in its place.
-    const fs::path temporary = marqen_temporaryPathBeside(destination);
+    const fs::path temporary = temporaryPathBeside(destination);
     const int result = writer(this, source.c_str(), temporary.c_str(), MarqenCompositionPNGCodecWriteChunkCallback);
     if (result != kMarqenRichImageSuccess) {
         std::error_code ec;
         fs::remove(temporary, ec);
         return codecFailure(error, result);
     }
-    if (!marqen_moveIntoPlace(temporary, destination, &reason)) return codecFailure(error, kMarqenRichImageCannotOpen);
+    if (!moveIntoPlace(temporary, destination, &reason)) return codecFailure(error, kMarqenRichImageCannotOpen);
     return true;
 }
 

@@ -55,7 +55,7 @@ bool MarqenRichImageWritePlainImage(const fs::path &image, const fs::path &desti
         if (reason) *reason = "cannot read " + image.string() + ": " + std::strerror(errno);
         return false;
     }
-    const fs::path temporary = marqen_temporaryPathBeside(destination);
+    const fs::path temporary = temporaryPathBeside(destination);
     FILE *output = MarqenRichImageOpen(temporary.c_str(), "wbx");
     if (!output) {
         std::fclose(input);
@@ -79,7 +79,7 @@ bool MarqenRichImageWritePlainImage(const fs::path &image, const fs::path &desti
         if (reason) *reason = "cannot write " + destination.string();
         return false;
     }
-    return marqen_moveIntoPlace(temporary, destination, reason);
+    return moveIntoPlace(temporary, destination, reason);
 }
 
 }  // namespace marqen
