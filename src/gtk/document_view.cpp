@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <memory>
 #include <string>
 
@@ -69,6 +70,11 @@ struct ViewState {
     PointerShape shownShape = PointerShape::Default;
     guint changedIdle = 0;
     std::vector<GtkEventController *> gestures;  // owned by the widget
+    // The text caret: shown or hidden in its blink, where it was last drawn, and the blink's timer.
+    bool caretOn = true;
+    std::optional<marqen::CGRect> caretRect;
+    guint caretBlink = 0;
+    gint64 caretMovedAt = 0;
 };
 
 }  // namespace
@@ -111,6 +117,73 @@ void emitChangedSoon(MarqenGtkDocumentView *view) {
             return G_SOURCE_REMOVE;
         },
         view);
+}
+
+// ---- text caret ----
+
+// The caret blinks as GTK's own text fields do (gtk-cursor-blink, -blink-time, -blink-timeout): shown for
+// two thirds of a period and hidden for one, steady again after the timeout without typing.
+void stopCaretBlink(MarqenGtkDocumentView *view) {
+    if (view->state->caretBlink) g_source_remove(view->state->caretBlink);
+    view->state->caretBlink = 0;
+}
+
+gboolean caretBlinkTick(gpointer data);
+
+void scheduleCaretBlink(MarqenGtkDocumentView *view) {
+    gboolean blink = TRUE;
+    int period = 1200;
+    g_object_get(gtk_widget_get_settings(GTK_WIDGET(view)), "gtk-cursor-blink", &blink, "gtk-cursor-blink-time", &period, nullptr);
+    if (!blink || period <= 0) return;
+    const guint interval = guint(std::max(period, 100) * (view->state->caretOn ? 2 : 1) / 3);
+    view->state->caretBlink = g_timeout_add(interval, caretBlinkTick, view);
+}
+
+gboolean caretBlinkTick(gpointer data) {
+    auto *view = MARQEN_GTK_DOCUMENT_VIEW(data);
+    ViewState &state = *view->state;
+    state.caretBlink = 0;
+    int timeout = 10;
+    g_object_get(gtk_widget_get_settings(GTK_WIDGET(view)), "gtk-cursor-blink-timeout", &timeout, nullptr);
+    if (g_get_monotonic_time() - state.caretMovedAt > gint64(timeout) * G_USEC_PER_SEC) {
+        state.caretOn = true;  // resting: steady
+    } else {
+        state.caretOn = !state.caretOn;
+        scheduleCaretBlink(view);
+    }
+    if (state.caretRect) gtk_widget_queue_draw(GTK_WIDGET(view));
+    return G_SOURCE_REMOVE;
+}
+
+// Called whenever the controller may have moved the caret: it shows at once (a blink starts over) and the
+// input method hears where it is, so that its candidates appear beside it.
+void caretMayHaveMoved(MarqenGtkDocumentView *view) {
+    ViewState &state = *view->state;
+    auto *controller = state.controller.get();
+    std::optional<marqen::MarqenTextCaret> caret = controller ? controller->textCaretInView() : std::nullopt;
+    const bool shown = caret && gtk_widget_has_focus(GTK_WIDGET(view));
+    if (!shown) {
+        stopCaretBlink(view);
+        state.caretOn = true;
+        if (state.caretRect) gtk_widget_queue_draw(GTK_WIDGET(view));
+        state.caretRect.reset();
+        return;
+    }
+    const bool moved = !state.caretRect || !marqen::CGRectEqualToRect(*state.caretRect, caret->viewRect);
+    // A redraw that left the caret where it was keeps its blink going.
+    if (!moved && (state.caretBlink || state.caretOn)) {
+        if (!state.caretBlink) scheduleCaretBlink(view);
+        return;
+    }
+    stopCaretBlink(view);
+    state.caretOn = true;
+    state.caretRect = caret->viewRect;
+    state.caretMovedAt = g_get_monotonic_time();
+    const marqen::CGRect area = caret->viewRect;
+    const GdkRectangle location{int(std::floor(area.origin.x)), int(std::floor(area.origin.y)),
+                                std::max(1, int(std::ceil(area.size.width))), std::max(1, int(std::ceil(area.size.height)))};
+    gtk_im_context_set_cursor_location(state.im, &location);
+    scheduleCaretBlink(view);
 }
 
 // ---- cursors ----
@@ -262,7 +335,10 @@ void makeController(MarqenGtkDocumentView *view) {
     if (!state.document) return;
     state.controller = std::make_unique<marqen::MarqenDocumentView>(state.document, state.tools, &marqen::MarqenPreferences::shared());
     marqen::MarqenDocumentView::Delegate delegate;
-    delegate.needsRedraw = [view](CGRect) { gtk_widget_queue_draw(GTK_WIDGET(view)); };
+    delegate.needsRedraw = [view](CGRect) {
+        gtk_widget_queue_draw(GTK_WIDGET(view));
+        caretMayHaveMoved(view);
+    };
     delegate.cursorDidChange = [view](const std::string &cursor) {
         view->state->controllerCursor = cursor;
         updateCursor(view);
@@ -471,6 +547,32 @@ void appendRectOutline(GtkSnapshot *snapshot, CGRect rect, float width, const Gd
     gtk_snapshot_append_border(snapshot, &outline, widths, colors);
 }
 
+// The caret: a bar as thick as GTK's own (gtk-cursor-aspect-ratio of its height, at least a pixel), dark
+// with a light edge on each side so that it shows on any picture, turned with the text.
+void appendCaret(GtkSnapshot *snapshot, GtkWidget *widget, const marqen::MarqenTextCaret &caret) {
+    const double dx = caret.bottom.x - caret.top.x, dy = caret.bottom.y - caret.top.y;
+    const double length = std::hypot(dx, dy);
+    if (!(length > 0) || !std::isfinite(length)) return;
+    double aspect = 0.04;
+    g_object_get(gtk_widget_get_settings(widget), "gtk-cursor-aspect-ratio", &aspect, nullptr);
+    const float thickness = float(std::clamp(length * aspect, 1.0, 6.0));
+    gtk_snapshot_save(snapshot);
+    // An upright caret stands on whole device pixels, sharp rather than smeared over two columns.
+    const double scale = gtk_widget_get_scale_factor(widget);
+    const double x = std::fabs(dx) < 1e-6 ? (std::round(caret.top.x * scale - thickness * scale / 2) + thickness * scale / 2) / scale
+                                          : caret.top.x;
+    const graphene_point_t top = GRAPHENE_POINT_INIT(float(x), float(caret.top.y));
+    gtk_snapshot_translate(snapshot, &top);
+    // Upright the bar runs down the y axis; a turned text turns it.
+    gtk_snapshot_rotate(snapshot, float(std::atan2(dy, dx) * 180 / G_PI - 90));
+    const GdkRGBA edge{1, 1, 1, 0.85f}, ink{0.12f, 0.12f, 0.14f, 1};
+    const graphene_rect_t halo = GRAPHENE_RECT_INIT(-thickness / 2 - 1, 0, thickness + 2, float(length));
+    const graphene_rect_t bar = GRAPHENE_RECT_INIT(-thickness / 2, 0, thickness, float(length));
+    gtk_snapshot_append_color(snapshot, &edge, &halo);
+    gtk_snapshot_append_color(snapshot, &ink, &bar);
+    gtk_snapshot_restore(snapshot);
+}
+
 void snapshot(GtkWidget *widget, GtkSnapshot *snapshot) {
     auto *view = MARQEN_GTK_DOCUMENT_VIEW(widget);
     ViewState &state = *view->state;
@@ -515,15 +617,13 @@ void snapshot(GtkWidget *widget, GtkSnapshot *snapshot) {
         CGRect bounds = marqen::CGRectStandardize(
             marqen::CGRectApplyAffineTransform(controller->editingText()->contentBounds(), toView));
         if (std::isfinite(bounds.size.width)) {
-            // Input methods show their candidates by the text being typed.
-            const GdkRectangle area{int(bounds.origin.x), int(bounds.origin.y), std::max(1, int(bounds.size.width)),
-                                    std::max(1, int(bounds.size.height))};
-            gtk_im_context_set_cursor_location(state.im, &area);
             bounds = marqen::CGRectIntegral(marqen::CGRectInset(bounds, -4, -4));
             GdkRGBA soft = kAccent;
             soft.alpha = 0.6f;
             appendRectOutline(snapshot, bounds, 2, soft, 3);
         }
+        if (state.caretOn && gtk_widget_has_focus(widget))
+            if (auto caret = controller->textCaretInView()) appendCaret(snapshot, widget, *caret);
     }
     if (const auto &pending = controller->pendingRect()) {
         const CGRect chosen = marqen::CGRectIntegral(marqen::CGRectStandardize(marqen::CGRectApplyAffineTransform(*pending, toView)));
@@ -651,8 +751,15 @@ gboolean onDrop(GtkDropTarget *, const GValue *value, double x, double y, Marqen
     return taken;
 }
 
-void onFocusIn(GtkEventControllerFocus *, MarqenGtkDocumentView *view) { gtk_im_context_focus_in(view->state->im); }
-void onFocusOut(GtkEventControllerFocus *, MarqenGtkDocumentView *view) { gtk_im_context_focus_out(view->state->im); }
+void onFocusIn(GtkEventControllerFocus *, MarqenGtkDocumentView *view) {
+    gtk_im_context_focus_in(view->state->im);
+    caretMayHaveMoved(view);
+}
+
+void onFocusOut(GtkEventControllerFocus *, MarqenGtkDocumentView *view) {
+    gtk_im_context_focus_out(view->state->im);
+    caretMayHaveMoved(view);
+}
 
 // ---- actions ----
 
@@ -694,11 +801,13 @@ void dispose(GObject *object) {
         g_source_remove(state.changedIdle);
         state.changedIdle = 0;
     }
+    stopCaretBlink(view);
     // Closing in the middle of a drag: the gesture ends before the page goes.
     endRunningGesture(MARQEN_GTK_DOCUMENT_VIEW(object));
     state.documentObservers.clear();
     state.toolObserver.reset();
     state.controller.reset();
+    stopCaretBlink(view);  // ending a text edit on the way asked for a redraw
     state.cache.setDocument(nullptr);
     if (state.toolBar) {
         g_object_unref(state.toolBar);

@@ -862,17 +862,60 @@ std::pair<size_t, size_t> MarqenDocumentView::textSelectionRange() const {
     return {std::min(textSession_->caret(), textSession_->anchor()), std::max(textSession_->caret(), textSession_->anchor())};
 }
 
+std::unique_ptr<MarqenTextLayout> MarqenDocumentView::editedTextLayout(CGRect *frame) const {
+    if (!editingText_ || !textSession_) return nullptr;
+    // The renderer's layout of the text (see MarqenDOMTextRenderer::drawText): the same attributes and wrap
+    // width, so that lines break where they are drawn.
+    MarqenTextAttributes attributes;
+    if (auto string = editingText_->stringAttributes()) {
+        attributes.fontName = string->fontName;
+        attributes.fontSize = string->fontSize;
+        attributes.lineHeightMultiple = string->lineHeightMultiple;
+    } else {
+        attributes.fontName = editingText_->displayFontName();
+        attributes.fontSize = editingText_->displayFontSize();
+    }
+    switch (editingText_->alignment()) {
+        case MarqenDOMTextAlignmentCenter: attributes.alignment = MarqenTextAlignment::Center; break;
+        case MarqenDOMTextAlignmentRight: attributes.alignment = MarqenTextAlignment::Right; break;
+        default: attributes.alignment = MarqenTextAlignment::Left; break;
+    }
+    const CGFloat wrapWidth = editingText_->wrapWidth() > 0 && !editingText_->isLabel() ? editingText_->wrapWidth() : 0;
+    *frame = editingText_->textBounds();
+    if (wrapWidth > 0) frame->size.width = std::max(frame->size.width, wrapWidth);
+    return std::make_unique<MarqenTextLayout>(textSession_->displayText(), attributes, wrapWidth);
+}
+
 void MarqenDocumentView::placeTextCaret(CGPoint modelPoint, bool extend) {
     if (!editingText_) return;
-    MarqenTextAttributes attributes;
-    attributes.fontName = editingText_->displayFontName();
-    attributes.fontSize = editingText_->displayFontSize();
-    CGFloat width = editingText_->textBlockStyle() == MarqenDOMTextBlockStyleParagraph ? editingText_->wrapWidth() : 0;
-    MarqenTextLayout layout(textSession_->text(), attributes, width);
-    CGRect bounds = editingText_->textBounds();
-    textSession_->setPreedit("");
-    textSession_->placeCaret(layout.byteOffsetAtPoint({modelPoint.x - bounds.origin.x, modelPoint.y - bounds.origin.y}), extend);
+    if (!textSession_->preedit().empty()) {
+        // The text is measured as it stands without what was being composed.
+        textSession_->setPreedit("");
+        showEditedText();
+    }
+    CGRect frame;
+    auto layout = editedTextLayout(&frame);
+    // Into the text's own space (a singular transform inverts to itself and is left alone).
+    const CGPoint point = CGPointApplyAffineTransform(modelPoint, CGAffineTransformInvert(editingText_->transform()));
+    textSession_->placeCaret(layout->byteOffsetAtPoint({point.x - frame.origin.x, point.y - frame.origin.y}), extend);
     showEditedText();
+}
+
+std::optional<MarqenTextCaret> MarqenDocumentView::textCaretInView() const {
+    if (!editingText_ || !textSession_ || textSession_->hasSelection()) return std::nullopt;
+    CGRect frame;
+    auto layout = editedTextLayout(&frame);
+    const CGRect caret = layout->caretRectAtByteOffset(textSession_->caret() + textSession_->preedit().size(), frame);
+    if (CGRectIsNull(caret)) return std::nullopt;
+    // The text is drawn in its own space (its transform), then the page in the view.
+    const CGAffineTransform toView = CGAffineTransformConcat(editingText_->transform(), modelToViewTransform());
+    MarqenTextCaret shown;
+    shown.top = CGPointApplyAffineTransform(CGPointMake(caret.origin.x, caret.origin.y), toView);
+    shown.bottom = CGPointApplyAffineTransform(CGPointMake(caret.origin.x, CGRectGetMaxY(caret)), toView);
+    if (!isFinitePoint(shown.top) || !isFinitePoint(shown.bottom)) return std::nullopt;
+    shown.viewRect = CGRectStandardize(
+        CGRectMake(shown.top.x, shown.top.y, shown.bottom.x - shown.top.x, shown.bottom.y - shown.top.y));
+    return shown;
 }
 
 bool MarqenDocumentView::insertText(const std::string &text) {

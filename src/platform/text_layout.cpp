@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "foundation/log.h"
 #include "foundation/resource_budget.h"
@@ -162,6 +163,39 @@ size_t MarqenTextLayout::byteOffsetAtPoint(CGPoint point) const {
     // A hit on the trailing half of a character puts the caret after it.
     for (; trailing > 0 && *at; --trailing) at = g_utf8_next_char(at);
     return static_cast<size_t>(at - text);
+}
+
+CGRect MarqenTextLayout::caretRectAtByteOffset(size_t offset, CGRect frame) const {
+    frame = CGRectStandardize(frame);
+    if (!std::isfinite(frame.origin.x) || !std::isfinite(frame.origin.y)) return CGRectNull;
+    PangoLayout *layout = impl_->layout;
+    if (impl_->empty) {
+        // Nothing laid out: the caret stands where the first character will, as tall as a line of the font.
+        const CGFloat height = MarqenTextLayout(" ", attributes_).suggestedSize().height;
+        CGFloat x = frame.origin.x;
+        const CGFloat width = std::isfinite(frame.size.width) ? frame.size.width : 0;
+        if (attributes_.alignment == MarqenTextAlignment::Center) x += width / 2;
+        else if (attributes_.alignment == MarqenTextAlignment::Right) x += width;
+        return CGRectMake(x, frame.origin.y, 0, height);
+    }
+    const char *text = pango_layout_get_text(layout);
+    const size_t length = strlen(text);
+    offset = std::min(offset, length);
+    while (offset > 0 && offset < length && (static_cast<unsigned char>(text[offset]) & 0xC0) == 0x80) --offset;
+    // The same width as draw() lays the text out at, so that alignment puts the caret among the glyphs.
+    const int savedWidth = pango_layout_get_width(layout);
+    const CGSize needed = suggestedSize();
+    if (frame.size.width > 0 && std::isfinite(frame.size.width) && frame.size.width >= needed.width - 1e-6) {
+        pango_layout_set_width(layout, static_cast<int>(std::ceil(std::min(frame.size.width * PANGO_SCALE, 1e9))));
+    }
+    PangoRectangle logical, strong;
+    pango_layout_get_extents(layout, nullptr, &logical);
+    const CGFloat shift = pango_layout_get_width(layout) < 0 ? -static_cast<CGFloat>(logical.x) / PANGO_SCALE : 0;
+    pango_layout_get_cursor_pos(layout, static_cast<int>(offset), &strong, nullptr);
+    pango_layout_set_width(layout, savedWidth);
+    return CGRectMake(frame.origin.x + shift + static_cast<CGFloat>(strong.x) / PANGO_SCALE,
+                      frame.origin.y + static_cast<CGFloat>(strong.y) / PANGO_SCALE, 0,
+                      static_cast<CGFloat>(strong.height) / PANGO_SCALE);
 }
 
 int MarqenTextLayout::lineCount() const { return impl_->empty ? 0 : pango_layout_get_line_count(impl_->layout); }

@@ -50,6 +50,11 @@ public:
     // The byte offset of the character boundary nearest to `point` (layout space: the top-left of the
     // text at (0, 0), y down), for placing a caret. 0 for an empty text.
     size_t byteOffsetAtPoint(CGPoint point) const;
+    // The caret before the character at byte `offset` (held within the text, moved back onto a character
+    // boundary) as draw(context, frame, true, ...) places the text: a zero-width rectangle as tall as its
+    // line, in the frame's space with y down. An empty text has its caret at the frame's top-left (right
+    // or middle for other alignments), one line of the font tall.
+    CGRect caretRectAtByteOffset(size_t offset, CGRect frame) const;
 
     // Draws the text inside `frame`, its first line at the top of the frame; alignment is relative
     // to the frame's width. flipped = false is the platform's convention (y up: the top is the

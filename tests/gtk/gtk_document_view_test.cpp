@@ -171,6 +171,76 @@ TEST_F(ViewFixture, TypingWithTheTextToolMakesATextAndEscapeEndsIt) {
     EXPECT_STREQ(name, "Add Text");
 }
 
+TEST_F(ViewFixture, TheTextCaretIsDrawnWhereTheControllerPutsItAndBlinksAsTheSettingsSay) {
+    if (!xinput::available()) GTEST_SKIP() << "no XTest";
+    GtkSettings *settings = gtk_widget_get_settings(widget);
+    g_object_set(settings, "gtk-cursor-blink", FALSE, nullptr);
+    xinput::moveTo(widget, 10, 10);
+    xinput::key(GDK_KEY_t);
+    ASSERT_TRUE(iterateUntil([&] { return marqen_gtk_document_view_get_tool(view) == marqen::MarqenToolIDText; }));
+    // In the green ground, so that the dark caret stands out.
+    const marqen::CGPoint at = viewPoint(view, {200, 320});
+    xinput::click(widget, at.x, at.y);
+    xinput::type("Hi");
+    auto *controller = marqen_gtk_document_view_get_controller(view);
+    ASSERT_TRUE(controller->isEditingText());
+    const auto caret = controller->textCaretInView();
+    ASSERT_TRUE(caret);
+    const int scale = gtk_widget_get_scale_factor(widget);
+    // The darkest brightness of the screen within a logical pixel of a view point (the caret's bar lies
+    // on whole device pixels).
+    auto brightnessAt = [&](const std::vector<guchar> &pixels, int width, marqen::CGPoint point) {
+        int darkest = 255;
+        for (int x = int(std::floor((point.x - 1) * scale)); x <= int(std::floor((point.x + 1) * scale)); ++x) {
+            const size_t offset = (size_t(point.y * scale) * size_t(width) + size_t(x)) * 4;
+            darkest = std::min(darkest, (int(pixels[offset]) + pixels[offset + 1] + pixels[offset + 2]) / 3);
+        }
+        return darkest;
+    };
+    const marqen::CGPoint middle{caret->top.x, (caret->top.y + caret->bottom.y) / 2};
+    const marqen::CGPoint beside{caret->top.x + 6, middle.y};  // between the letters and the edit outline
+    int width = 0, height = 0;
+    auto steady = renderWidget(widget, &width, &height, screenshotPath("document-view-caret.png").empty()
+                                                            ? nullptr
+                                                            : screenshotPath("document-view-caret.png").c_str());
+    EXPECT_LT(brightnessAt(steady, width, middle), 60);
+    EXPECT_GT(brightnessAt(steady, width, beside), 60);
+
+    // Typing moves it by the advance of the letter; Left brings it back.
+    xinput::type("W");
+    const auto moved = controller->textCaretInView();
+    ASSERT_TRUE(moved);
+    EXPECT_GT(moved->top.x, caret->top.x + 5);
+    iterateFor(0.05);
+    auto after = renderWidget(widget, &width, &height);
+    ASSERT_FALSE(after.empty());
+    EXPECT_LT(brightnessAt(after, width, {moved->top.x, middle.y}), 60);
+    xinput::key(GDK_KEY_Left);
+    ASSERT_TRUE(controller->textCaretInView());
+    EXPECT_NEAR(controller->textCaretInView()->top.x, caret->top.x, 2);
+
+    // Blinking: hidden for a third of a period now and then; steady again once the view loses focus.
+    g_object_set(settings, "gtk-cursor-blink", TRUE, "gtk-cursor-blink-time", 300, nullptr);
+    xinput::key(GDK_KEY_Right);
+    const marqen::CGPoint shown{moved->top.x, middle.y};
+    bool sawHidden = false, sawShown = false;
+    iterateUntil([&] {
+        auto frame = renderWidget(widget, &width, &height);
+        if (frame.empty()) return false;  // between frames
+        (brightnessAt(frame, width, shown) < 60 ? sawShown : sawHidden) = true;
+        return sawShown && sawHidden;
+    }, 3);
+    EXPECT_TRUE(sawShown);
+    EXPECT_TRUE(sawHidden);
+    g_object_set(settings, "gtk-cursor-blink", FALSE, nullptr);
+    xinput::key(GDK_KEY_Escape);
+    EXPECT_FALSE(controller->textCaretInView());
+    iterateFor(0.05);
+    auto ended = renderWidget(widget, &width, &height);
+    ASSERT_FALSE(ended.empty());
+    EXPECT_GT(brightnessAt(ended, width, shown), 60);
+}
+
 TEST_F(ViewFixture, TabWalksTheSelectionThroughTheElementsAndToolKeysFollowThePreference) {
     if (!xinput::available()) GTEST_SKIP() << "no XTest";
     auto document = marqen_gtk_document_view_get_document(view);

@@ -9,6 +9,7 @@
 #include "interaction/document_view.h"
 #include "interaction/preferences.h"
 #include "interaction/text_editing_session.h"
+#include "platform/text_layout.h"
 
 using namespace marqen;
 
@@ -171,4 +172,77 @@ TEST_F(TextEditingTest, DoubleClickEditsAgainWithTheCaretWherePressed) {
     EXPECT_EQ(json(), added);
     view.keyPressed({"z", MarqenModifierControl | MarqenModifierShift});
     EXPECT_EQ(json(), edited);
+}
+
+namespace {
+// The size a layout gives a string in the text's own font and line height: an independent measure of
+// how far the caret should move.
+CGSize measured(const std::string &string, const MarqenDOMText &text) {
+    MarqenTextAttributes attributes;
+    attributes.fontName = text.stringAttributes()->fontName;
+    attributes.fontSize = text.stringAttributes()->fontSize;
+    attributes.lineHeightMultiple = text.stringAttributes()->lineHeightMultiple;
+    return MarqenTextLayout(string, attributes).suggestedSize();
+}
+CGFloat advanceOf(const std::string &string, const MarqenDOMText &text) { return measured(string, text).width; }
+}  // namespace
+
+TEST_F(TextEditingTest, TheCaretStandsAfterTheLastTypedGlyphInViewPixels) {
+    view.setZoom(2);
+    view.setPan({30, 40});
+    int redraws = 0;
+    view.setDelegate({[&](CGRect) { ++redraws; }, nullptr, nullptr});
+    EXPECT_FALSE(view.textCaretInView());  // nothing is being edited
+    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    click(300, 200);
+    ASSERT_TRUE(view.isEditingText());
+    auto text = view.editingText();
+    const CGAffineTransform toView = view.modelToViewTransform();
+
+    // An empty text: the caret at the start of its line, a line of the font tall at zoom 2.
+    auto empty = view.textCaretInView();
+    ASSERT_TRUE(empty);
+    const CGRect bounds = CGRectApplyAffineTransform(text->textBounds(), toView);
+    EXPECT_NEAR(empty->top.x, CGRectGetMinX(bounds), 0.01);
+    EXPECT_NEAR(empty->top.y, CGRectGetMinY(bounds), 0.01);
+    EXPECT_NEAR(empty->bottom.x, empty->top.x, 1e-9);
+    EXPECT_GT(empty->bottom.y - empty->top.y, text->stringAttributes()->fontSize * 2 * 0.9);
+    EXPECT_EQ(empty->viewRect.size.width, 0);
+
+    view.insertText("A");
+    const auto afterA = view.textCaretInView();
+    ASSERT_TRUE(afterA);
+    EXPECT_NEAR(afterA->top.x - empty->top.x, advanceOf("A", *text) * 2, 0.02);
+    redraws = 0;
+    view.insertText("W");
+    const auto afterW = view.textCaretInView();
+    ASSERT_TRUE(afterW);
+    EXPECT_GT(redraws, 0);
+    // Moved right by the advance of the W (kerning of "AW" apart: measured on the pair), on the same line.
+    EXPECT_NEAR(afterW->top.x - empty->top.x, advanceOf("AW", *text) * 2, 0.02);
+    EXPECT_GT(afterW->top.x - afterA->top.x, advanceOf("W", *text) * 2 * 0.8);
+    EXPECT_NEAR(afterW->top.y, afterA->top.y, 1e-6);
+
+    // The arrow keys and the pre-edit text move it; composing puts it after what is being composed. The
+    // A is kerned against the W that follows it now: the caret after it stands where the W begins.
+    view.keyPressed({"Left"});
+    EXPECT_NEAR(view.textCaretInView()->top.x - empty->top.x, (advanceOf("AW", *text) - advanceOf("W", *text)) * 2, 0.02);
+    view.setPreeditText("W");
+    EXPECT_NEAR(view.textCaretInView()->top.x - empty->top.x, (advanceOf("AWW", *text) - advanceOf("W", *text)) * 2, 0.02);
+    view.setPreeditText("");
+    view.keyPressed({"End"});
+    view.keyPressed({"Return"});
+    const auto secondLine = view.textCaretInView();
+    EXPECT_NEAR(secondLine->top.x, empty->top.x, 0.01);
+    const CGFloat linePitch = measured("A\nA", *text).height - measured("A", *text).height;
+    EXPECT_NEAR(secondLine->top.y - afterW->top.y, linePitch * 2, 0.02);
+
+    // A selection shows as a selection, not as a caret; panning moves the caret with the page.
+    view.keyPressed({"Left", MarqenModifierShift});
+    EXPECT_FALSE(view.textCaretInView());
+    view.keyPressed({"End"});
+    view.setPan({130, 40});
+    EXPECT_NEAR(view.textCaretInView()->top.x, secondLine->top.x + 100, 0.01);
+    view.endTextEditing();
+    EXPECT_FALSE(view.textCaretInView());
 }

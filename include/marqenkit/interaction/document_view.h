@@ -29,6 +29,7 @@ class MarqenPreferences;
 class MarqenDOMText;
 class MarqenDOMBitmap;
 class MarqenTextEditingSession;
+class MarqenTextLayout;
 
 // The handles a single selected element shows. End points belong to lines and arrows; the eight resize
 // handles (Top/Bottom/Left/Right name the side they move, as seen) and the rotation handle above the top
@@ -48,6 +49,13 @@ enum class MarqenHandleKind {
     Rotation,
     StampTail,
     WrapWidth,
+};
+
+// The text caret as shown: the line from the top to the bottom of the caret, in view pixels (it leans
+// with a turned text), and the view rectangle that holds it.
+struct MarqenTextCaret {
+    CGPoint top, bottom;
+    CGRect viewRect;
 };
 
 struct MarqenHandle {
@@ -182,6 +190,11 @@ public:
     // Byte offsets into the edited text (without the pre-edit text).
     size_t textCaret() const;
     std::pair<size_t, size_t> textSelectionRange() const;
+    // Where the caret is drawn while a text is edited: laid out as the renderer lays out the text, after
+    // the pre-edit text while composing. Nothing when no text is edited or with a selection in it. It
+    // moves with typing, the arrow keys, presses in the text, pre-edit text and the view transform, each
+    // of which asks the host to redraw.
+    std::optional<MarqenTextCaret> textCaretInView() const;
     void endTextEditing();
 
     // Clipboard, as "com.brondale.marqen.json" payloads. Copy gives the selection's payload (empty with
@@ -223,6 +236,9 @@ private:
     void showEditedText();
     bool editingKeyPressed(const MarqenKeyEvent &event);
     void placeTextCaret(CGPoint modelPoint, bool extend);
+    // The edited text laid out as the renderer lays it out (font, alignment, line height, wrap width),
+    // and the frame it is drawn into, in the text's own space.
+    std::unique_ptr<MarqenTextLayout> editedTextLayout(CGRect *frame) const;
     void dragHandle(CGPoint modelPoint, bool shift);
     void finishHandleDrag();
     void beginDrawing(CGPoint modelPoint, const MarqenPointerEvent &event);
