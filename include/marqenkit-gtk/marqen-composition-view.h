@@ -1,6 +1,7 @@
 #pragma once
 // The composition view: the document view of the page on show and, for documents of more than one page
-// (PDFs), a sidebar of page thumbnails to switch pages with (Page Up and Page Down do too). Thumbnails are
+// (PDFs), a sidebar of page thumbnails to switch pages with (Page Up and Page Down do too). One undo
+// history spans the pages: undoing a step made on another page shows that page. Thumbnails are
 // drawn one per main-loop turn when the loop is idle, so opening a long PDF never holds up a frame; the
 // thumbnail of the page on show follows its edits. Main thread only.
 #include <gtk/gtk.h>
@@ -30,9 +31,14 @@ G_END_DECLS
 #include <memory>
 #include <vector>
 namespace marqen {
+class MarqenComposition;
 class MarqenDOMDocument;
 }
-// Shows these pages (the first of them); none shows nothing.
+// Shows these pages of no composition (the first of them; none shows nothing); they share the first
+// page's undo manager from now on (see marqen_gtk_document_view_set_pages).
 MARQEN_GTK_EXPORT void marqen_gtk_composition_view_set_pages(MarqenGtkCompositionView *view,
                                                              std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages);
+// Shows the pages of a composition, following its changes of pages.
+MARQEN_GTK_EXPORT void marqen_gtk_composition_view_set_composition(MarqenGtkCompositionView *view,
+                                                                   std::shared_ptr<marqen::MarqenComposition> composition);
 #endif

@@ -60,24 +60,46 @@ MARQEN_GTK_EXPORT gboolean marqen_gtk_document_view_has_selection(MarqenGtkDocum
 MARQEN_GTK_EXPORT gboolean marqen_gtk_document_view_get_modified(MarqenGtkDocumentView *view);
 MARQEN_GTK_EXPORT void marqen_gtk_document_view_mark_saved(MarqenGtkDocumentView *view);
 
+// Pages: the view shows one page at a time of the pages it was given, with one undo history over all of
+// them; undoing or redoing a step made on another page shows that page first. Page Up and Page Down
+// show the previous and next page. A single document is a view of one page.
+MARQEN_GTK_EXPORT guint marqen_gtk_document_view_get_page_count(MarqenGtkDocumentView *view);
+MARQEN_GTK_EXPORT guint marqen_gtk_document_view_get_current_page(MarqenGtkDocumentView *view);
+// Shows page `index` (from 0); FALSE for a page that does not exist.
+MARQEN_GTK_EXPORT gboolean marqen_gtk_document_view_set_current_page(MarqenGtkDocumentView *view, guint index);
+
 // Signals: "selection-changed" (no arguments), "changed" (the page or its undo state changed; emitted once
-// per main-loop turn at most) and "file-dropped" (gboolean (*)(view, const char *path)): a dropped file
-// that is not a picture, for the host to open; return TRUE when taken.
+// per main-loop turn at most), "page-changed" (void (*)(view, guint index): another page is on show, or
+// new pages) and "file-dropped" (gboolean (*)(view, const char *path)): a dropped file that is not a
+// picture, for the host to open; return TRUE when taken.
 
 G_END_DECLS
 
 #ifdef __cplusplus
 #include <memory>
+#include <vector>
 namespace marqen {
+class MarqenComposition;
+class MarqenCompositionView;
 class MarqenDOMDocument;
 class MarqenDocumentView;
 class MarqenToolsModel;
 }
-// Shows `document` (or nothing). The view's controller is made anew for it.
+// Shows `document` (or nothing) as the one page; it keeps its undo manager.
 MARQEN_GTK_EXPORT void marqen_gtk_document_view_set_document(MarqenGtkDocumentView *view,
                                                              std::shared_ptr<marqen::MarqenDOMDocument> document);
+// Shows pages of no composition (a document JSON file) from the first; from now on they share the first
+// page's undo manager.
+MARQEN_GTK_EXPORT void marqen_gtk_document_view_set_pages(MarqenGtkDocumentView *view,
+                                                          std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages);
+// Shows the pages of a composition (following its changes of pages), with the composition's undo manager.
+MARQEN_GTK_EXPORT void marqen_gtk_document_view_set_composition(MarqenGtkDocumentView *view,
+                                                                std::shared_ptr<marqen::MarqenComposition> composition);
+// The controller of the pages, the same object for the view's whole life (also what a properties model
+// edits through); owned by the view.
+MARQEN_GTK_EXPORT marqen::MarqenCompositionView *marqen_gtk_document_view_get_composition_controller(MarqenGtkDocumentView *view);
 MARQEN_GTK_EXPORT std::shared_ptr<marqen::MarqenDOMDocument> marqen_gtk_document_view_get_document(MarqenGtkDocumentView *view);
-// The controller of the page on show (null without one); owned by the view.
+// The controller of the page on show (null without one; another one after a change of page); owned by the view.
 MARQEN_GTK_EXPORT marqen::MarqenDocumentView *marqen_gtk_document_view_get_controller(MarqenGtkDocumentView *view);
 MARQEN_GTK_EXPORT marqen::MarqenToolsModel *marqen_gtk_document_view_get_tools_model(MarqenGtkDocumentView *view);
 // How many device pixels of the page the last frame drew again (0 when nothing on it had changed): the

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <marqenkit/dom/document.h>
+#include <marqenkit/interaction/composition_view.h>
 #include <marqenkit/render/document_images.h>
 
 #include "image_texture.h"
@@ -17,10 +18,10 @@ namespace {
 constexpr int kThumbnailWidth = 120;
 
 struct CompositionState {
+    // The pages the sidebar shows, as the document view's controller had them when the rows were made.
     std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages;
     std::vector<GtkWidget *> pictures;  // one GtkPicture per page, owned by the list
     std::vector<bool> drawn;
-    size_t current = 0;
     guint thumbnailIdle = 0;
     bool selectingRow = false;
 };
@@ -78,10 +79,48 @@ void scheduleThumbnails(MarqenGtkCompositionView *view) {
     view->state->thumbnailIdle = g_idle_add_full(G_PRIORITY_LOW, drawNextThumbnail, view, nullptr);
 }
 
-void showPage(MarqenGtkCompositionView *view, size_t index) {
+MarqenGtkDocumentView *documentViewOf(MarqenGtkCompositionView *view) { return MARQEN_GTK_DOCUMENT_VIEW(view->documentView); }
+
+size_t currentPage(MarqenGtkCompositionView *view) { return marqen_gtk_document_view_get_current_page(documentViewOf(view)); }
+
+// One row per page of the document view's controller, each with a thumbnail to be drawn.
+void rebuildRows(MarqenGtkCompositionView *view) {
     CompositionState &state = *view->state;
-    state.current = index;
-    marqen_gtk_document_view_set_document(MARQEN_GTK_DOCUMENT_VIEW(view->documentView), state.pages[index]);
+    if (state.thumbnailIdle) {
+        g_source_remove(state.thumbnailIdle);
+        state.thumbnailIdle = 0;
+    }
+    state.selectingRow = true;
+    while (GtkWidget *row = gtk_widget_get_first_child(view->list)) gtk_list_box_remove(GTK_LIST_BOX(view->list), row);
+    state.selectingRow = false;
+    state.pages = marqen_gtk_document_view_get_composition_controller(documentViewOf(view))->pages();
+    state.pictures.clear();
+    state.drawn.assign(state.pages.size(), false);
+    for (size_t index = 0; index < state.pages.size(); ++index) {
+        GtkWidget *box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 4);
+        gtk_widget_set_margin_top(box, 6);
+        gtk_widget_set_margin_bottom(box, 6);
+        GtkWidget *picture = gtk_picture_new();
+        gtk_widget_set_size_request(picture, kThumbnailWidth, kThumbnailWidth * 4 / 3);
+        gtk_picture_set_can_shrink(GTK_PICTURE(picture), TRUE);
+        GtkWidget *label = gtk_label_new(std::to_string(index + 1).c_str());
+        gtk_widget_add_css_class(label, "dim-label");
+        gtk_box_append(GTK_BOX(box), picture);
+        gtk_box_append(GTK_BOX(box), label);
+        gtk_list_box_append(GTK_LIST_BOX(view->list), box);
+        state.pictures.push_back(picture);
+    }
+    const bool several = state.pages.size() > 1;
+    gtk_widget_set_visible(view->sidebar, several);
+    gtk_widget_set_visible(view->separator, several);
+    scheduleThumbnails(view);
+}
+
+// The document view shows another page (after a click in the sidebar, Page Up or Down, or an undo of a step
+// made on another page): the sidebar follows.
+void onPageChanged(MarqenGtkDocumentView *documentView, guint index, MarqenGtkCompositionView *view) {
+    CompositionState &state = *view->state;
+    if (marqen_gtk_document_view_get_composition_controller(documentView)->pages() != state.pages) rebuildRows(view);
     state.selectingRow = true;
     gtk_list_box_select_row(GTK_LIST_BOX(view->list), gtk_list_box_get_row_at_index(GTK_LIST_BOX(view->list), int(index)));
     state.selectingRow = false;
@@ -91,22 +130,15 @@ void showPage(MarqenGtkCompositionView *view, size_t index) {
 void onRowSelected(GtkListBox *, GtkListBoxRow *row, MarqenGtkCompositionView *view) {
     if (!row || view->state->selectingRow) return;
     const int index = gtk_list_box_row_get_index(row);
-    if (index >= 0 && size_t(index) != view->state->current) showPage(view, size_t(index));
+    if (index >= 0 && size_t(index) != currentPage(view)) marqen_gtk_document_view_set_current_page(documentViewOf(view), guint(index));
 }
 
 void onDocumentChanged(MarqenGtkCompositionView *view) {
     // The page on show was edited: its thumbnail is drawn again when the loop is idle.
     CompositionState &state = *view->state;
-    if (state.current < state.drawn.size()) state.drawn[state.current] = false;
+    const size_t current = currentPage(view);
+    if (current < state.drawn.size()) state.drawn[current] = false;
     scheduleThumbnails(view);
-}
-
-gboolean onKeyPressed(GtkEventControllerKey *, guint keyval, guint, GdkModifierType state, MarqenGtkCompositionView *view) {
-    if (state & (GDK_CONTROL_MASK | GDK_ALT_MASK)) return FALSE;
-    const size_t count = view->state->pages.size();
-    if (keyval == GDK_KEY_Page_Down && view->state->current + 1 < count) return showPage(view, view->state->current + 1), TRUE;
-    if (keyval == GDK_KEY_Page_Up && view->state->current > 0) return showPage(view, view->state->current - 1), TRUE;
-    return FALSE;
 }
 
 void dispose(GObject *object) {
@@ -125,7 +157,7 @@ void finalize(GObject *object) {
 }
 
 void getProperty(GObject *object, guint id, GValue *value, GParamSpec *spec) {
-    if (id == PROP_CURRENT_PAGE) g_value_set_uint(value, guint(MARQEN_GTK_COMPOSITION_VIEW(object)->state->current));
+    if (id == PROP_CURRENT_PAGE) g_value_set_uint(value, guint(currentPage(MARQEN_GTK_COMPOSITION_VIEW(object))));
     else G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
 }
 
@@ -158,10 +190,7 @@ static void marqen_gtk_composition_view_init(MarqenGtkCompositionView *view) {
     gtk_widget_set_visible(view->sidebar, FALSE);
     gtk_widget_set_visible(view->separator, FALSE);
     g_signal_connect_swapped(view->documentView, "changed", G_CALLBACK(onDocumentChanged), view);
-    GtkEventController *keys = gtk_event_controller_key_new();
-    gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
-    g_signal_connect(keys, "key-pressed", G_CALLBACK(onKeyPressed), view);
-    gtk_widget_add_controller(GTK_WIDGET(view), keys);
+    g_signal_connect(view->documentView, "page-changed", G_CALLBACK(onPageChanged), view);
 }
 
 GtkWidget *marqen_gtk_composition_view_new(void) {
@@ -171,40 +200,13 @@ GtkWidget *marqen_gtk_composition_view_new(void) {
 void marqen_gtk_composition_view_set_pages(MarqenGtkCompositionView *view,
                                            std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages) {
     g_return_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view));
-    CompositionState &state = *view->state;
-    pages.erase(std::remove(pages.begin(), pages.end(), nullptr), pages.end());
-    if (state.thumbnailIdle) {
-        g_source_remove(state.thumbnailIdle);
-        state.thumbnailIdle = 0;
-    }
-    while (GtkWidget *row = gtk_widget_get_first_child(view->list)) gtk_list_box_remove(GTK_LIST_BOX(view->list), row);
-    state.pages = std::move(pages);
-    state.pictures.clear();
-    state.drawn.assign(state.pages.size(), false);
-    state.current = 0;
-    for (size_t index = 0; index < state.pages.size(); ++index) {
-        GtkWidget *box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 4);
-        gtk_widget_set_margin_top(box, 6);
-        gtk_widget_set_margin_bottom(box, 6);
-        GtkWidget *picture = gtk_picture_new();
-        gtk_widget_set_size_request(picture, kThumbnailWidth, kThumbnailWidth * 4 / 3);
-        gtk_picture_set_can_shrink(GTK_PICTURE(picture), TRUE);
-        GtkWidget *label = gtk_label_new(std::to_string(index + 1).c_str());
-        gtk_widget_add_css_class(label, "dim-label");
-        gtk_box_append(GTK_BOX(box), picture);
-        gtk_box_append(GTK_BOX(box), label);
-        gtk_list_box_append(GTK_LIST_BOX(view->list), box);
-        state.pictures.push_back(picture);
-    }
-    const bool several = state.pages.size() > 1;
-    gtk_widget_set_visible(view->sidebar, several);
-    gtk_widget_set_visible(view->separator, several);
-    if (state.pages.empty()) {
-        marqen_gtk_document_view_set_document(MARQEN_GTK_DOCUMENT_VIEW(view->documentView), nullptr);
-        return;
-    }
-    showPage(view, 0);
-    scheduleThumbnails(view);
+    marqen_gtk_document_view_set_pages(documentViewOf(view), std::move(pages));
+}
+
+void marqen_gtk_composition_view_set_composition(MarqenGtkCompositionView *view,
+                                                 std::shared_ptr<marqen::MarqenComposition> composition) {
+    g_return_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view));
+    marqen_gtk_document_view_set_composition(documentViewOf(view), std::move(composition));
 }
 
 MarqenGtkDocumentView *marqen_gtk_composition_view_get_document_view(MarqenGtkCompositionView *view) {
@@ -214,19 +216,17 @@ MarqenGtkDocumentView *marqen_gtk_composition_view_get_document_view(MarqenGtkCo
 
 guint marqen_gtk_composition_view_get_page_count(MarqenGtkCompositionView *view) {
     g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), 0);
-    return guint(view->state->pages.size());
+    return marqen_gtk_document_view_get_page_count(documentViewOf(view));
 }
 
 guint marqen_gtk_composition_view_get_current_page(MarqenGtkCompositionView *view) {
     g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), 0);
-    return guint(view->state->current);
+    return guint(currentPage(view));
 }
 
 gboolean marqen_gtk_composition_view_set_current_page(MarqenGtkCompositionView *view, guint index) {
     g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), FALSE);
-    if (index >= view->state->pages.size()) return FALSE;
-    if (index != view->state->current) showPage(view, index);
-    return TRUE;
+    return marqen_gtk_document_view_set_current_page(documentViewOf(view), index);
 }
 
 gboolean marqen_gtk_composition_view_thumbnails_done(MarqenGtkCompositionView *view) {

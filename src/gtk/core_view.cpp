@@ -135,7 +135,7 @@ gboolean core_marqen_view_open(CoreMarqenView *view, const char *path, GError **
         return FALSE;
     }
     document->documentComposition()->markCompositionAsClean();
-    marqen_gtk_composition_view_set_pages(MARQEN_GTK_COMPOSITION_VIEW(view->composition), document->documentComposition()->documents());
+    marqen_gtk_composition_view_set_composition(MARQEN_GTK_COMPOSITION_VIEW(view->composition), document->documentComposition());
     view->state->document = std::move(document);
     view->state->format = format;
     view->state->path = path;

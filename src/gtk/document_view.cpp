@@ -18,6 +18,7 @@
 #include <marqenkit/formats/dom_json_file.h>
 #include <marqenkit/foundation/geometry_functions.h>
 #include <marqenkit/foundation/undo_manager.h>
+#include <marqenkit/interaction/composition_view.h>
 #include <marqenkit/interaction/document_view.h>
 #include <marqenkit/interaction/preferences.h>
 #include <marqenkit/platform/image_io.h>
@@ -50,7 +51,8 @@ struct ViewState {
     std::unique_ptr<marqen::MarqenToolsModel> ownTools;
     marqen::MarqenToolsModel *tools = nullptr;
     MarqenToolBar *toolBar = nullptr;  // a reference is held while set
-    std::unique_ptr<marqen::MarqenDocumentView> controller;
+    // The pages on show (one for a single document) and the controller of the page on show inside.
+    std::unique_ptr<marqen::MarqenCompositionView> pages;
     marqen::gtk::CanvasCache cache;
     std::vector<marqen::NotificationToken> documentObservers;
     marqen::NotificationToken toolObserver;
@@ -88,12 +90,14 @@ G_DEFINE_FINAL_TYPE(MarqenGtkDocumentView, marqen_gtk_document_view, GTK_TYPE_WI
 
 enum { PROP_0, PROP_ZOOM, PROP_TOOL, PROP_HAS_SELECTION, N_PROPS };
 static GParamSpec *properties[N_PROPS];
-enum { SIGNAL_SELECTION_CHANGED, SIGNAL_CHANGED, SIGNAL_FILE_DROPPED, N_SIGNALS };
+enum { SIGNAL_SELECTION_CHANGED, SIGNAL_CHANGED, SIGNAL_FILE_DROPPED, SIGNAL_PAGE_CHANGED, N_SIGNALS };
 static guint signals[N_SIGNALS];
 
 namespace {
 
-marqen::MarqenDocumentView *controllerOf(MarqenGtkDocumentView *view) { return view->state->controller.get(); }
+marqen::MarqenDocumentView *controllerOf(MarqenGtkDocumentView *view) {
+    return view->state->pages ? view->state->pages->marqenDocumentView() : nullptr;
+}
 
 CGAffineTransform modelToView(MarqenGtkDocumentView *view) {
     auto *controller = controllerOf(view);
@@ -159,7 +163,7 @@ gboolean caretBlinkTick(gpointer data) {
 // input method hears where it is, so that its candidates appear beside it.
 void caretMayHaveMoved(MarqenGtkDocumentView *view) {
     ViewState &state = *view->state;
-    auto *controller = state.controller.get();
+    auto *controller = controllerOf(view);
     std::optional<marqen::MarqenTextCaret> caret = controller ? controller->textCaretInView() : std::nullopt;
     const bool shown = caret && gtk_widget_has_focus(GTK_WIDGET(view));
     if (!shown) {
@@ -200,8 +204,8 @@ GdkCursor *cursorFor(MarqenGtkDocumentView *view, PointerShape shape) {
     auto found = state.cursors.find(int(shape));
     if (found != state.cursors.end()) return found->second;
     marqen::MarqenRGBAColor ink{0, 0, 0, 1};
-    if (state.controller) {
-        const auto &color = state.controller->toolColor();
+    if (auto *controller = controllerOf(view)) {
+        const auto &color = controller->toolColor();
         ink = {color.red() / 255.0, color.green() / 255.0, color.blue() / 255.0, 1};
     }
     GdkCursor *cursor = marqen::gtk::cursorForPointerShape(shape, scale, ink);
@@ -216,7 +220,7 @@ unsigned long currentTool(MarqenGtkDocumentView *view) {
 void updateCursor(MarqenGtkDocumentView *view) {
     ViewState &state = *view->state;
     PointerShape shape = PointerShape::Default;
-    auto *controller = state.controller.get();
+    auto *controller = controllerOf(view);
     if (controller && controller->isGestureRunning()) {
         shape = marqen::gtk::pointerShapeForControllerCursor(state.controllerCursor);
     } else if (controller && state.pointerInside) {
@@ -327,14 +331,29 @@ void observeDocument(MarqenGtkDocumentView *view) {
                                                              [view](const marqen::Notification &) { emitChangedSoon(view); }));
 }
 
-void makeController(MarqenGtkDocumentView *view) {
+// The page on show is another one (or the first of new pages): the picture, the observers and the zoom follow.
+void pageShown(MarqenGtkDocumentView *view) {
     ViewState &state = *view->state;
-    // The old controller ends its text editing while the page it edits is still here.
-    state.controller.reset();
+    auto *controller = controllerOf(view);
+    state.document = controller ? controller->document() : nullptr;
     state.controllerCursor = "default";
-    if (!state.document) return;
-    state.controller = std::make_unique<marqen::MarqenDocumentView>(state.document, state.tools, &marqen::MarqenPreferences::shared());
-    marqen::MarqenDocumentView::Delegate delegate;
+    state.cache.setDocument(state.document);
+    observeDocument(view);
+    if (controller) controller->setScaleFactor(gtk_widget_get_scale_factor(GTK_WIDGET(view)));
+    if (state.fitMode) fitPage(view);
+    updateCursor(view);
+    caretMayHaveMoved(view);
+    g_object_notify_by_pspec(G_OBJECT(view), properties[PROP_HAS_SELECTION]);
+    g_signal_emit(view, signals[SIGNAL_PAGE_CHANGED], 0, guint(state.pages->currentPageIndex()));
+    emitChangedSoon(view);
+    gtk_widget_queue_draw(GTK_WIDGET(view));
+}
+
+void makePagesController(MarqenGtkDocumentView *view) {
+    ViewState &state = *view->state;
+    state.pages = std::make_unique<marqen::MarqenCompositionView>(std::shared_ptr<marqen::MarqenComposition>(), state.tools,
+                                                                  &marqen::MarqenPreferences::shared());
+    marqen::MarqenCompositionView::Delegate delegate;
     delegate.needsRedraw = [view](CGRect) {
         gtk_widget_queue_draw(GTK_WIDGET(view));
         caretMayHaveMoved(view);
@@ -348,9 +367,8 @@ void makeController(MarqenGtkDocumentView *view) {
         g_object_notify_by_pspec(G_OBJECT(view), properties[PROP_HAS_SELECTION]);
         emitChangedSoon(view);
     };
-    state.controller->setDelegate(std::move(delegate));
-    state.controller->setScaleFactor(gtk_widget_get_scale_factor(GTK_WIDGET(view)));
-    emitChangedSoon(view);
+    delegate.pageDidChange = [view](size_t) { pageShown(view); };
+    state.pages->setDelegate(std::move(delegate));
 }
 
 void setTools(MarqenGtkDocumentView *view, marqen::MarqenToolsModel *tools) {
@@ -365,16 +383,9 @@ void setTools(MarqenGtkDocumentView *view, marqen::MarqenToolsModel *tools) {
             updateCursor(view);
             g_object_notify_by_pspec(G_OBJECT(view), properties[PROP_TOOL]);
         });
-    if (state.document) {
-        // The controller reads the tools model it was made with; a new model needs a new controller.
-        auto selection = state.controller ? state.controller->selectedElements() : decltype(state.controller->selectedElements()){};
-        const double zoom = state.controller ? state.controller->zoom() : 1;
-        const CGPoint pan = state.controller ? state.controller->pan() : CGPoint{0, 0};
-        makeController(view);
-        state.controller->setZoom(zoom, {0, 0});
-        state.controller->setPan(pan);
-        state.controller->selectElements(selection);
-    }
+    // The page's controller reads the tools model it was made with: a new model gives it a new one.
+    if (state.pages) state.pages->setToolsModel(tools);
+    else makePagesController(view);
 }
 
 // ---- input ----
@@ -416,7 +427,7 @@ void onDragBegin(GtkGestureDrag *gesture, double x, double y, MarqenGtkDocumentV
     auto event = pointerEvent(GTK_EVENT_CONTROLLER(gesture), CGPoint{x, y});
     GdkEvent *current = gtk_event_controller_get_current_event(GTK_EVENT_CONTROLLER(gesture));
     event.clickCount = countClick(view, CGPoint{x, y}, current ? gdk_event_get_time(current) : 0);
-    controller->pointerPressed(event);
+    view->state->pages->pointerPressed(event);
     updateCursor(view);
     gtk_widget_queue_draw(GTK_WIDGET(view));
 }
@@ -426,14 +437,14 @@ void onDragUpdate(GtkGestureDrag *gesture, double dx, double dy, MarqenGtkDocume
     if (!controller) return;
     const CGPoint location{view->state->dragStart.x + dx, view->state->dragStart.y + dy};
     view->state->pointer = location;
-    controller->pointerMoved(pointerEvent(GTK_EVENT_CONTROLLER(gesture), location));
+    view->state->pages->pointerMoved(pointerEvent(GTK_EVENT_CONTROLLER(gesture), location));
 }
 
 void onDragEnd(GtkGestureDrag *gesture, double dx, double dy, MarqenGtkDocumentView *view) {
     auto *controller = controllerOf(view);
     if (!controller) return;
     const CGPoint location{view->state->dragStart.x + dx, view->state->dragStart.y + dy};
-    controller->pointerReleased(pointerEvent(GTK_EVENT_CONTROLLER(gesture), location));
+    view->state->pages->pointerReleased(pointerEvent(GTK_EVENT_CONTROLLER(gesture), location));
     updateCursor(view);
     gtk_widget_queue_draw(GTK_WIDGET(view));
 }
@@ -499,7 +510,7 @@ gboolean onKeyPressed(GtkEventControllerKey *keys, guint keyval, guint, GdkModif
     if (controller->isEditingText()) {
         if (event && gtk_im_context_filter_keypress(view->state->im, event)) return TRUE;
         const std::string name = marqen::gtk::keyNameForKeyval(keyval);
-        return !name.empty() && controller->keyPressed({name, modifiers});
+        return !name.empty() && view->state->pages->keyPressed({name, modifiers});
     }
     const bool typingCreatesText = marqen::MarqenPreferences::shared().typingCreatesTextAnnotation();
     int tool = -1;
@@ -516,12 +527,13 @@ gboolean onKeyPressed(GtkEventControllerKey *keys, guint keyval, guint, GdkModif
         gtk_im_context_filter_keypress(view->state->im, event))
         return TRUE;
     const std::string name = marqen::gtk::keyNameForKeyval(keyval);
-    return !name.empty() && controller->keyPressed({name, modifiers});
+    // Through the pages' controller: Page Up and Page Down show other pages, undo follows its steps' pages.
+    return !name.empty() && view->state->pages->keyPressed({name, modifiers});
 }
 
 void onCommit(GtkIMContext *, const char *text, MarqenGtkDocumentView *view) {
-    if (auto *controller = controllerOf(view); controller && text) {
-        controller->insertText(text);
+    if (controllerOf(view) && text) {
+        view->state->pages->insertText(text);
         updateCursor(view);
     }
 }
@@ -531,7 +543,7 @@ void onPreeditChanged(GtkIMContext *im, MarqenGtkDocumentView *view) {
     if (!controller || !controller->isEditingText()) return;
     char *text = nullptr;
     gtk_im_context_get_preedit_string(im, &text, nullptr, nullptr);
-    controller->setPreeditText(text ? text : "");
+    view->state->pages->setPreeditText(text ? text : "");
     g_free(text);
 }
 
@@ -576,7 +588,7 @@ void appendCaret(GtkSnapshot *snapshot, GtkWidget *widget, const marqen::MarqenT
 void snapshot(GtkWidget *widget, GtkSnapshot *snapshot) {
     auto *view = MARQEN_GTK_DOCUMENT_VIEW(widget);
     ViewState &state = *view->state;
-    auto *controller = state.controller.get();
+    auto *controller = controllerOf(view);
     const int width = gtk_widget_get_width(widget), height = gtk_widget_get_height(widget);
     if (!controller || width <= 0 || height <= 0) return;
     const int scale = gtk_widget_get_scale_factor(widget);
@@ -806,7 +818,7 @@ void dispose(GObject *object) {
     endRunningGesture(MARQEN_GTK_DOCUMENT_VIEW(object));
     state.documentObservers.clear();
     state.toolObserver.reset();
-    state.controller.reset();
+    state.pages.reset();
     stopCaretBlink(view);  // ending a text edit on the way asked for a redraw
     state.cache.setDocument(nullptr);
     if (state.toolBar) {
@@ -877,6 +889,8 @@ static void marqen_gtk_document_view_class_init(MarqenGtkDocumentViewClass *klas
     signals[SIGNAL_FILE_DROPPED] = g_signal_new("file-dropped", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST, 0,
                                                 g_signal_accumulator_true_handled, nullptr, nullptr, G_TYPE_BOOLEAN, 1,
                                                 G_TYPE_STRING);
+    signals[SIGNAL_PAGE_CHANGED] = g_signal_new("page-changed", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST, 0, nullptr,
+                                                nullptr, nullptr, G_TYPE_NONE, 1, G_TYPE_UINT);
 
     for (const char *name : {"document-view.undo", "document-view.redo", "document-view.copy", "document-view.cut",
                              "document-view.paste", "document-view.delete", "document-view.select-all",
@@ -967,18 +981,42 @@ GtkWidget *marqen_gtk_document_view_new(void) { return GTK_WIDGET(g_object_new(M
 
 void marqen_gtk_document_view_set_document(MarqenGtkDocumentView *view, std::shared_ptr<marqen::MarqenDOMDocument> document) {
     g_return_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view));
-    ViewState &state = *view->state;
-    state.controller.reset();
-    state.document = std::move(document);
-    state.cache.setDocument(state.document);
-    makeController(view);
-    observeDocument(view);
-    state.fitMode = true;
-    fitPage(view);
-    updateCursor(view);
-    g_object_notify_by_pspec(G_OBJECT(view), properties[PROP_HAS_SELECTION]);
-    emitChangedSoon(view);
-    gtk_widget_queue_draw(GTK_WIDGET(view));
+    std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages;
+    if (document) pages.push_back(std::move(document));
+    marqen_gtk_document_view_set_pages(view, std::move(pages));
+}
+
+void marqen_gtk_document_view_set_pages(MarqenGtkDocumentView *view, std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages) {
+    g_return_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view));
+    view->state->fitMode = true;
+    // The pages' controller reports the first page through pageShown.
+    view->state->pages->setPages(std::move(pages));
+}
+
+void marqen_gtk_document_view_set_composition(MarqenGtkDocumentView *view, std::shared_ptr<marqen::MarqenComposition> composition) {
+    g_return_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view));
+    view->state->fitMode = true;
+    view->state->pages->setComposition(std::move(composition));
+}
+
+marqen::MarqenCompositionView *marqen_gtk_document_view_get_composition_controller(MarqenGtkDocumentView *view) {
+    g_return_val_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view), nullptr);
+    return view->state->pages.get();
+}
+
+guint marqen_gtk_document_view_get_page_count(MarqenGtkDocumentView *view) {
+    g_return_val_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view), 0);
+    return guint(view->state->pages->pageCount());
+}
+
+guint marqen_gtk_document_view_get_current_page(MarqenGtkDocumentView *view) {
+    g_return_val_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view), 0);
+    return guint(view->state->pages->currentPageIndex());
+}
+
+gboolean marqen_gtk_document_view_set_current_page(MarqenGtkDocumentView *view, guint index) {
+    g_return_val_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view), FALSE);
+    return view->state->pages->setCurrentPageIndex(index);
 }
 
 std::shared_ptr<marqen::MarqenDOMDocument> marqen_gtk_document_view_get_document(MarqenGtkDocumentView *view) {
@@ -988,7 +1026,7 @@ std::shared_ptr<marqen::MarqenDOMDocument> marqen_gtk_document_view_get_document
 
 marqen::MarqenDocumentView *marqen_gtk_document_view_get_controller(MarqenGtkDocumentView *view) {
     g_return_val_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view), nullptr);
-    return view->state->controller.get();
+    return controllerOf(view);
 }
 
 marqen::MarqenToolsModel *marqen_gtk_document_view_get_tools_model(MarqenGtkDocumentView *view) {
@@ -1101,16 +1139,16 @@ char *marqen_gtk_document_view_dup_redo_name(MarqenGtkDocumentView *view) {
 
 void marqen_gtk_document_view_undo(MarqenGtkDocumentView *view) {
     g_return_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view));
-    if (auto *controller = controllerOf(view)) {
-        controller->undo();
+    if (controllerOf(view)) {
+        view->state->pages->undo();
         emitChangedSoon(view);
     }
 }
 
 void marqen_gtk_document_view_redo(MarqenGtkDocumentView *view) {
     g_return_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view));
-    if (auto *controller = controllerOf(view)) {
-        controller->redo();
+    if (controllerOf(view)) {
+        view->state->pages->redo();
         emitChangedSoon(view);
     }
 }
@@ -1123,12 +1161,13 @@ gboolean marqen_gtk_document_view_has_selection(MarqenGtkDocumentView *view) {
 
 gboolean marqen_gtk_document_view_get_modified(MarqenGtkDocumentView *view) {
     g_return_val_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view), FALSE);
-    return view->state->document && view->state->document->needsSave();
+    const auto &pages = view->state->pages->pages();
+    return std::any_of(pages.begin(), pages.end(), [](const auto &page) { return page->needsSave(); });
 }
 
 void marqen_gtk_document_view_mark_saved(MarqenGtkDocumentView *view) {
     g_return_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view));
-    if (view->state->document) view->state->document->setNeedsSave(false);
+    for (const auto &page : view->state->pages->pages()) page->setNeedsSave(false);
     emitChangedSoon(view);
 }
 

@@ -13,6 +13,8 @@ std::string keyNameForKeyval(guint keyval) {
         case GDK_KEY_Escape: return "Escape";
         case GDK_KEY_Return: case GDK_KEY_KP_Enter: case GDK_KEY_ISO_Enter: return "Return";
         case GDK_KEY_Tab: case GDK_KEY_ISO_Left_Tab: case GDK_KEY_KP_Tab: return "Tab";
+        case GDK_KEY_Page_Up: case GDK_KEY_KP_Page_Up: return "Page_Up";
+        case GDK_KEY_Page_Down: case GDK_KEY_KP_Page_Down: return "Page_Down";
         default: break;
     }
     const gunichar character = gdk_keyval_to_unicode(gdk_keyval_to_lower(keyval));

@@ -10,9 +10,9 @@
 #include <marqenkit/editing/properties_model.h>
 #include <marqenkit/foundation/notification_center.h>
 
+#include <marqenkit/interaction/composition_view.h>
 #include <marqenkit/interaction/document_view.h>
 
-#include "view_properties_adapter.h"
 
 namespace {
 
@@ -24,7 +24,6 @@ constexpr const char *kSizeNames[kSizeCount] = {"Small", "Medium", "Large", "Ext
 constexpr const char *kTextStyleNames[kTextStyleCount] = {"Bubble", "Plain", "Label"};
 
 struct BarState {
-    std::unique_ptr<marqen::gtk::ViewPropertiesAdapter> adapter;
     std::unique_ptr<marqen::MarqenPropertiesModel> model;
     std::vector<marqen::NotificationToken> observers;
     std::array<GtkWidget *, kColorCount> colorButtons{};
@@ -35,7 +34,7 @@ struct BarState {
     GtkWidget *cropPanel = nullptr, *cropButton = nullptr;
     // The resize panel: the scale in percent, the size it gives and the button that resizes.
     GtkWidget *resizePanel = nullptr, *resizeSpin = nullptr, *resizeSize = nullptr;
-    MarqenGtkDocumentView *view = nullptr;
+    MarqenGtkDocumentView *view = nullptr;  // a reference is held
     bool showingModel = false;
 };
 
@@ -155,7 +154,8 @@ void dispose(GObject *object) {
         bar->state->observers.clear();
         if (bar->state->model) bar->state->model->prepareForDealloc();
         bar->state->model.reset();
-        bar->state->adapter.reset();
+        // The view owns the controller the model edited through; it was kept alive until now.
+        g_clear_object(&bar->state->view);
     }
     while (GtkWidget *child = gtk_widget_get_first_child(GTK_WIDGET(bar))) gtk_widget_unparent(child);
     G_OBJECT_CLASS(marqen_property_bar_parent_class)->dispose(object);
@@ -185,8 +185,10 @@ GtkWidget *marqen_property_bar_new(MarqenGtkDocumentView *view) {
     g_return_val_if_fail(MARQEN_IS_GTK_DOCUMENT_VIEW(view), nullptr);
     auto *bar = MARQEN_PROPERTY_BAR(g_object_new(MARQEN_TYPE_PROPERTY_BAR, nullptr));
     BarState &state = *bar->state;
-    state.adapter = std::make_unique<marqen::gtk::ViewPropertiesAdapter>(view);
-    state.model = std::make_unique<marqen::MarqenPropertiesModel>(state.adapter.get());
+    // The pages' controller is the properties model's view: the selection and values for new elements of the
+    // page on show, carried over to other pages. The view lives as long as the bar.
+    g_object_ref(view);
+    state.model = std::make_unique<marqen::MarqenPropertiesModel>(marqen_gtk_document_view_get_composition_controller(view));
 
     state.colorGroup = linkedRow();
     for (guint index = 0; index < kColorCount; ++index) {

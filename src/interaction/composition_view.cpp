@@ -13,22 +13,79 @@ namespace marqen {
 MarqenCompositionView::MarqenCompositionView(std::shared_ptr<MarqenComposition> composition, MarqenToolsModel *tools,
                                              MarqenPreferences *preferences)
     : composition_(std::move(composition)), tools_(tools), preferences_(preferences) {
-    showPage(0);
-    recordHistory();
+    restart();
     // Each change of tool is a usage event of this view.
+    setToolsModel(tools);
+}
+
+MarqenCompositionView::MarqenCompositionView(std::vector<std::shared_ptr<MarqenDOMDocument>> pages,
+                                             MarqenToolsModel *tools, MarqenPreferences *preferences)
+    : MarqenCompositionView(std::shared_ptr<MarqenComposition>(), tools, preferences) {
+    setPages(std::move(pages));
+}
+
+void MarqenCompositionView::setComposition(std::shared_ptr<MarqenComposition> composition) {
+    pages_.clear();
+    composition_ = std::move(composition);
+    restart();
+}
+
+void MarqenCompositionView::setPages(std::vector<std::shared_ptr<MarqenDOMDocument>> pages) {
+    std::erase(pages, nullptr);
+    if (!pages.empty()) {
+        std::shared_ptr<UndoManager> history = pages.front()->undoManagerShared();
+        if (!history) {
+            history = std::make_shared<UndoManager>();
+            pages.front()->setUndoManager(history);
+        }
+        for (const auto &page : pages)
+            if (page->undoManagerShared() != history) page->setUndoManager(history);
+    }
+    composition_.reset();
+    pages_ = std::move(pages);
+    restart();
+}
+
+void MarqenCompositionView::restart() {
+    documentsObservation_.reset();
+    if (composition_)
+        documentsObservation_ = NotificationCenter::defaultCenter().addObserver(
+            kMarqenCompositionDocumentsDidChangeNotification, composition_.get(),
+            [this](const Notification &) { documentsDidChange(); });
+    undoPages_.clear();
+    redoPages_.clear();
+    lastUndoCount_ = 0;
+    currentPage_ = 0;
+    showPage(0);
+    // Steps made before these pages were shown belong to no page known here.
+    if (UndoManager *manager = undoManager()) lastUndoCount_ = manager->undoCount();
+    undoPages_.assign(lastUndoCount_, 0);
+    NotificationCenter::defaultCenter().post(kMarqenCompositionViewCompositionDidChangeNotification, notificationSender());
+    if (delegate_.pageDidChange) delegate_.pageDidChange(currentPage_);
+}
+
+void MarqenCompositionView::setToolsModel(MarqenToolsModel *tools) {
+    const bool changed = tools != tools_;
+    tools_ = tools;
+    toolObservation_.reset();
     if (tools_)
         toolObservation_ = NotificationCenter::defaultCenter().addObserver(
             kMarqenToolsModelCurrentToolDidChangeNotification, tools_, [this](const Notification &) {
                 tools_->postToolDidChangeAnalyticsEventForCompositionView(notificationSender());
             });
-    if (composition_)
-        documentsObservation_ = NotificationCenter::defaultCenter().addObserver(
-            kMarqenCompositionDocumentsDidChangeNotification, composition_.get(),
-            [this](const Notification &) { documentsDidChange(); });
+    if (!changed || !page_) return;
+    // A page controller reads the tools model it was made with: the page is shown anew, keeping its selection.
+    auto selection = page_->selectedElements();
+    showPage(currentPage_);
+    if (page_) page_->selectElements(std::move(selection));
+}
+
+const std::vector<std::shared_ptr<MarqenDOMDocument>> &MarqenCompositionView::pages() const {
+    return composition_ ? composition_->documents() : pages_;
 }
 
 void MarqenCompositionView::documentsDidChange() {
-    const auto &pages = composition_->documents();
+    const auto &pages = this->pages();
     if (page_) {
         auto found = std::find(pages.begin(), pages.end(), page_->document());
         if (found != pages.end()) {
@@ -45,7 +102,7 @@ MarqenCompositionView::~MarqenCompositionView() {
     if (page_ && page_->isEditingText()) page_->endTextEditing();
 }
 
-size_t MarqenCompositionView::pageCount() const { return composition_ ? composition_->documents().size() : 0; }
+size_t MarqenCompositionView::pageCount() const { return pages().size(); }
 
 void MarqenCompositionView::setDelegate(Delegate delegate) {
     delegate_ = std::move(delegate);
@@ -53,7 +110,7 @@ void MarqenCompositionView::setDelegate(Delegate delegate) {
 }
 
 void MarqenCompositionView::showPage(size_t index) {
-    const auto &pages = composition_ ? composition_->documents() : std::vector<std::shared_ptr<MarqenDOMDocument>>{};
+    const auto &pages = this->pages();
     std::unique_ptr<MarqenDocumentView> old = std::move(page_);
     if (old) {
         if (old->isEditingText()) old->endTextEditing();
@@ -76,6 +133,10 @@ void MarqenCompositionView::showPage(size_t index) {
         page_->setTextBlockStyle(old->textBlockStyle());
         if (old->textFont()) page_->setTextFont(*old->textFont());
     }
+    if (toolColor_) page_->setToolColor(*toolColor_);
+    if (toolSize_) page_->setToolSize(*toolSize_);
+    if (textBlockStyle_) page_->setTextBlockStyle(*textBlockStyle_);
+    if (textFont_) page_->setTextFont(*textFont_);
     MarqenDocumentView::Delegate forwarded = delegate_;
     const void *sender = notificationSender();
     auto selectionDidChange = delegate_.selectionDidChange;
@@ -266,18 +327,22 @@ std::optional<CGFloat> MarqenCompositionView::singleToolSizeForSelectedElements(
 }
 
 void MarqenCompositionView::setToolColor(const MarqenDOMColor &color) {
+    toolColor_ = color;
     if (page_) page_->setToolColor(color);
 }
 
 void MarqenCompositionView::setToolSize(CGFloat relativeSize) {
+    toolSize_ = relativeSize;
     if (page_) page_->setToolSize(relativeSize);
 }
 
 void MarqenCompositionView::setTextBlockStyle(MarqenDOMTextBlockStyle style) {
+    textBlockStyle_ = style;
     if (page_) page_->setTextBlockStyle(style);
 }
 
 void MarqenCompositionView::setTextFont(const MarqenDOMFont &font) {
+    textFont_ = font;
     if (page_) page_->setTextFont(font);
 }
 
@@ -302,7 +367,8 @@ void MarqenCompositionView::clearNodeSelection() {
 }
 
 UndoManager *MarqenCompositionView::undoManager() const {
-    return composition_ && composition_->undoManager() ? composition_->undoManager().get() : nullptr;
+    if (composition_) return composition_->undoManager().get();
+    return pages_.empty() ? nullptr : pages_.front()->undoManager();
 }
 
 std::shared_ptr<MarqenDOMDocument> MarqenCompositionView::document() const { return page_ ? page_->document() : nullptr; }

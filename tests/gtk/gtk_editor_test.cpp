@@ -19,6 +19,7 @@
 
 #include <marqenkit/core/core_document.h>
 #include <marqenkit/editing/composition.h>
+#include <marqenkit/editing/tools_model.h>
 #include <marqenkit/platform/graphics.h>
 #include <marqenkit/platform/image_io.h>
 
@@ -256,6 +257,55 @@ TEST_F(EditorFixture, ADocumentOfSeveralPagesShowsThumbnailsAndSwitchesPages) {
     ASSERT_EQ(saved->pages->pages().size(), 2u);
     EXPECT_EQ(saved->pages->pages()[1]->textLayer()->children().size() + saved->pages->pages()[1]->annotationLayer()->children().size(),
               second->textLayer()->children().size() + before);
+}
+
+TEST_F(EditorFixture, OneHistorySpansThePagesAndUndoShowsThePageOfTheStep) {
+    if (!xinput::available()) GTEST_SKIP() << "no XTest";
+    open(copyOfSample("multipage.json"));
+    auto *pages = marqen::edit::editorWindowCompositionView(window);
+    ASSERT_EQ(marqen_gtk_composition_view_get_page_count(pages), 2u);
+    auto first = marqen_gtk_document_view_get_document(view);
+    const std::string firstPage = first->dictionaryRepresentation().dump();
+    xinput::moveTo(GTK_WIDGET(view), 5, 5);
+    xinput::key(GDK_KEY_Page_Down);
+    ASSERT_EQ(marqen_gtk_composition_view_get_current_page(pages), 1u);
+    auto second = marqen_gtk_document_view_get_document(view);
+    ASSERT_NE(first, second);
+    EXPECT_EQ(first->undoManager(), second->undoManager());
+    const size_t before = second->annotationLayer()->children().size();
+
+    // A rectangle dragged on the second page, then back to the first.
+    xinput::key(GDK_KEY_r);
+    ASSERT_TRUE(iterateUntil([&] { return marqen_gtk_document_view_get_tool(view) == marqen::MarqenToolIDRectangle; }));
+    const marqen::CGRect frame = second->frame();
+    const marqen::CGPoint from = viewPoint({frame.origin.x + frame.size.width * 0.3, frame.origin.y + frame.size.height * 0.3});
+    const marqen::CGPoint to = viewPoint({frame.origin.x + frame.size.width * 0.6, frame.origin.y + frame.size.height * 0.6});
+    xinput::drag(GTK_WIDGET(view), from.x, from.y, to.x, to.y);
+    ASSERT_EQ(second->annotationLayer()->children().size(), before + 1);
+    xinput::key(GDK_KEY_Page_Up);
+    ASSERT_EQ(marqen_gtk_composition_view_get_current_page(pages), 0u);
+    EXPECT_EQ(marqen_gtk_document_view_get_document(view), first);
+    g_autofree char *name = marqen_gtk_document_view_dup_undo_name(view);
+    EXPECT_STREQ(name, "Add Rectangle");
+
+    // Ctrl+Z on the first page undoes the second page's step and shows it; the sidebar follows.
+    xinput::key(GDK_KEY_z, false, true);
+    EXPECT_EQ(marqen_gtk_composition_view_get_current_page(pages), 1u);
+    EXPECT_EQ(marqen_gtk_document_view_get_document(view), second);
+    EXPECT_EQ(second->annotationLayer()->children().size(), before);
+    GtkWidget *sidebar = gtk_widget_get_first_child(GTK_WIDGET(pages));
+    GtkWidget *list = gtk_scrolled_window_get_child(GTK_SCROLLED_WINDOW(sidebar));
+    if (GTK_IS_VIEWPORT(list)) list = gtk_viewport_get_child(GTK_VIEWPORT(list));
+    ASSERT_TRUE(GTK_IS_LIST_BOX(list));
+    GtkListBoxRow *selected = gtk_list_box_get_selected_row(GTK_LIST_BOX(list));
+    ASSERT_NE(selected, nullptr);
+    EXPECT_EQ(gtk_list_box_row_get_index(selected), 1);
+    // Redo from the first page again brings the rectangle back where it was drawn.
+    xinput::key(GDK_KEY_Page_Up);
+    xinput::key(GDK_KEY_z, true, true);
+    EXPECT_EQ(marqen_gtk_composition_view_get_current_page(pages), 1u);
+    EXPECT_EQ(second->annotationLayer()->children().size(), before + 1);
+    EXPECT_EQ(first->dictionaryRepresentation().dump(), firstPage);  // the first page was never touched
 }
 
 TEST_F(EditorFixture, TheLastSessionsDocumentComesBackWithItsEdits) {

@@ -159,3 +159,70 @@ TEST_F(CompositionViewTest, PropertiesModelEditsTheSelectionThroughTheView) {
     EXPECT_EQ(undo().undoActionName(), "Crop");
     properties.prepareForDealloc();
 }
+
+TEST(CompositionViewOverPages, PagesOfNoCompositionShareOneHistoryAndTheViewCarriesItsValues) {
+    MarqenToolsModel tools;
+    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
+    MarqenCompositionView view(std::shared_ptr<MarqenComposition>(), &tools, &preferences);
+    EXPECT_EQ(view.pageCount(), 0u);
+    EXPECT_EQ(view.marqenDocumentView(), nullptr);
+    EXPECT_EQ(view.undoManager(), nullptr);
+    // Values chosen while nothing is shown are the first page's.
+    view.setToolColor({0, 0x80, 0xFF, 1});
+
+    auto first = MarqenDOMDocument::createWithSize({400, 300}, 1);
+    auto second = MarqenDOMDocument::createWithSize({300, 200}, 1);
+    first->setUndoManager(std::make_shared<UndoManager>());
+    second->setUndoManager(std::make_shared<UndoManager>());
+    std::vector<size_t> shown;
+    MarqenCompositionView::Delegate delegate;
+    delegate.pageDidChange = [&](size_t page) { shown.push_back(page); };
+    view.setDelegate(delegate);
+    view.setPages({first, nullptr, second});
+    ASSERT_EQ(view.pageCount(), 2u);
+    EXPECT_EQ(second->undoManager(), first->undoManager());
+    EXPECT_EQ(view.undoManager(), first->undoManager());
+    EXPECT_EQ(view.marqenDocumentView()->toolColor(), MarqenDOMColor(0, 0x80, 0xFF, 1));
+
+    tools.chooseTool(MarqenTool(MarqenToolIDRectangle));
+    auto drag = [&](CGPoint from, CGPoint to) {
+        view.pointerPressed({from});
+        view.pointerMoved({to});
+        view.pointerReleased({to});
+    };
+    view.setCurrentPageIndex(1);
+    drag({20, 20}, {120, 90});
+    EXPECT_EQ(second->annotationLayer()->children().size(), 1u);
+    view.setCurrentPageIndex(0);
+    // A new tools model: the page keeps its selection and the next drawing uses the new model's tool.
+    MarqenToolsModel other;
+    other.chooseTool(MarqenTool(MarqenToolIDEllipse));
+    drag({10, 10}, {60, 60});
+    view.marqenDocumentView()->selectAll();
+    view.setToolsModel(&other);
+    EXPECT_EQ(view.selectedElements().size(), 1u);
+    drag({100, 100}, {160, 160});
+    EXPECT_EQ(first->annotationLayer()->children().size(), 2u);
+    EXPECT_EQ(first->undoManager()->undoActionName(), "Add Ellipse");
+
+    // Undo walks back through both pages, showing each step's page.
+    shown.clear();
+    view.undo();
+    view.undo();
+    EXPECT_EQ(view.currentPageIndex(), 0u);
+    view.undo();
+    EXPECT_EQ(view.currentPageIndex(), 1u);
+    EXPECT_TRUE(second->annotationLayer()->children().empty());
+    EXPECT_TRUE(first->annotationLayer()->children().empty());
+    EXPECT_EQ(shown, (std::vector<size_t>{1}));
+
+    // Other pages: the record starts afresh, on their first page.
+    view.setPages({MarqenDOMDocument::createWithSize({100, 100}, 1)});
+    EXPECT_EQ(view.pageCount(), 1u);
+    EXPECT_EQ(view.currentPageIndex(), 0u);
+    EXPECT_FALSE(view.pageOfRedoStep());
+    view.setPages({});
+    EXPECT_EQ(view.marqenDocumentView(), nullptr);
+    view.undo();  // nothing to do, nothing breaks
+    MainQueue::shared().drain();
+}

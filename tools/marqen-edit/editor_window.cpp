@@ -42,6 +42,16 @@ EditorState *stateOf(GtkWindow *window) {
 
 MarqenGtkDocumentView *viewOf(GtkWindow *window) { return MARQEN_GTK_DOCUMENT_VIEW(stateOf(window)->view); }
 
+// The file's pages with one undo history: a file the facade opened through its composition, a document
+// JSON file as its pages.
+void showFilePages(EditorState &state, const EditorFile &file) {
+    auto *pages = MARQEN_GTK_COMPOSITION_VIEW(state.composition);
+    if (file.document && file.document->documentComposition())
+        marqen_gtk_composition_view_set_composition(pages, file.document->documentComposition());
+    else
+        marqen_gtk_composition_view_set_pages(pages, file.pages);
+}
+
 // Unsaved changes on any page of the file.
 bool isModified(GtkWindow *window) {
     EditorState &state = *stateOf(window);
@@ -538,7 +548,7 @@ gboolean editorWindowOpen(GtkWindow *window, const std::filesystem::path &path, 
         return FALSE;
     }
     // The view lets go of the old pages before the file that owns them goes.
-    marqen_gtk_composition_view_set_pages(MARQEN_GTK_COMPOSITION_VIEW(state.composition), file->pages);
+    showFilePages(state, *file);
     state.file = std::move(file);
     gtk_stack_set_visible_child_name(GTK_STACK(state.stack), "document");
     gtk_widget_grab_focus(state.view);
@@ -620,7 +630,7 @@ GtkWindow *restoreLastSession(GtkApplication *application) {
     }
     GtkWindow *window = createEditorWindow(application);
     EditorState &state = *stateOf(window);
-    marqen_gtk_composition_view_set_pages(MARQEN_GTK_COMPOSITION_VIEW(state.composition), file->pages);
+    showFilePages(state, *file);
     state.file = std::move(file);
     gtk_stack_set_visible_child_name(GTK_STACK(state.stack), "document");
     gtk_widget_grab_focus(state.view);

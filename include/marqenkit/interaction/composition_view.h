@@ -22,14 +22,27 @@ class MarqenPreferences;
 
 class MARQEN_EXPORT MarqenCompositionView : public MarqenPropertiesCompositionView {
 public:
-    // Shows the first page. A composition without pages shows nothing until it has one.
+    // Shows the first page. A composition without pages (or none) shows nothing until it has one.
     MarqenCompositionView(std::shared_ptr<MarqenComposition> composition, MarqenToolsModel *tools,
+                          MarqenPreferences *preferences);
+    // Pages that belong to no composition (a document JSON file): from now on they share the first page's
+    // undo manager, so that one history spans them.
+    MarqenCompositionView(std::vector<std::shared_ptr<MarqenDOMDocument>> pages, MarqenToolsModel *tools,
                           MarqenPreferences *preferences);
     ~MarqenCompositionView() override;
     MarqenCompositionView(const MarqenCompositionView &) = delete;
     MarqenCompositionView &operator=(const MarqenCompositionView &) = delete;
 
     const std::shared_ptr<MarqenComposition> &composition() const { return composition_; }
+    // Shows another composition or other pages (as the constructors do) from its first page; the undo
+    // record starts afresh, the zoom, pan and values for new elements carry over.
+    void setComposition(std::shared_ptr<MarqenComposition> composition);
+    void setPages(std::vector<std::shared_ptr<MarqenDOMDocument>> pages);
+    // The tools model new page controllers read; the page on show gets a new controller that keeps the
+    // selection. The model must outlive the view.
+    void setToolsModel(MarqenToolsModel *tools);
+    // The pages, in order.
+    const std::vector<std::shared_ptr<MarqenDOMDocument>> &pages() const;
     size_t pageCount() const;
     size_t currentPageIndex() const { return currentPage_; }
     // Ends a text edit and a running gesture, clears the selection and shows the page; the zoom, pan and
@@ -90,6 +103,8 @@ public:
 
 private:
     void showPage(size_t index);
+    // Starts over on new pages: observers, the undo record and the first page.
+    void restart();
     // The composition's pages changed: the page on show stays on show where it still is.
     void documentsDidChange();
     // Matches the record of which page each undo and redo step belongs to with the undo manager's stacks
@@ -99,6 +114,7 @@ private:
     auto edit(Edit edit) -> decltype(edit(std::declval<MarqenDocumentView &>()));
 
     std::shared_ptr<MarqenComposition> composition_;
+    std::vector<std::shared_ptr<MarqenDOMDocument>> pages_;  // without a composition
     MarqenToolsModel *tools_;
     MarqenPreferences *preferences_;
     Delegate delegate_;
@@ -107,6 +123,11 @@ private:
     // Page of each step on the undo and on the redo stack, bottom first.
     std::vector<size_t> undoPages_, redoPages_;
     size_t lastUndoCount_ = 0;
+    // Values for new elements set while no page was on show, for the next page.
+    std::optional<MarqenDOMColor> toolColor_;
+    std::optional<CGFloat> toolSize_;
+    std::optional<MarqenDOMTextBlockStyle> textBlockStyle_;
+    std::optional<MarqenDOMFont> textFont_;
     NotificationToken documentsObservation_, toolObservation_;
 };
 
