@@ -1,18 +1,26 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang (in build-fuzz/) and runs each for a while, seeded with the
 # bundled samples (a fixed seed, so that a run can be repeated).
-# Usage: scripts/fuzz.sh [--deep] [SECONDS_PER_TARGET]
+# Usage: scripts/fuzz.sh [--deep] [--targets NAME,NAME...] [--jobs N] [SECONDS_PER_TARGET]
 #   short (default 20 s a target, 64 KB inputs, the targets' own small caps): what CI runs.
 #   --deep (default 600 s a target): inputs up to 4 MB, seeded also with scripts/make_hostile_seeds.py,
 #   the targets' small caps lifted so that the command line's budgets are what bounds the work.
+#   --targets: only the named targets (fuzz_pdf,fuzz_render...), in that order; default all of them.
+#   --jobs: build jobs (default: every core); the runs themselves are one target at a time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 export CCACHE_BASEDIR="$PWD"
 DEEP=0
-if [ "${1:-}" = "--deep" ]; then
-  DEEP=1
-  shift
-fi
+TARGETS=""
+JOBS="$(nproc)"
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --deep) DEEP=1; shift ;;
+    --targets) TARGETS="${2:?--targets needs a list}"; shift 2 ;;
+    --jobs) JOBS="${2:?--jobs needs a count}"; shift 2 ;;
+    *) break ;;
+  esac
+done
 if [ "$DEEP" = 1 ]; then
   SECONDS_PER_TARGET="${1:-600}"
   LIMITS=(-max_len=4194304 -timeout=60 -rss_limit_mb=4096 -print_final_stats=1)
@@ -23,7 +31,7 @@ else
 fi
 scripts/setup.sh
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DMARQEN_FUZZ=ON -DMARQEN_TESTS=OFF -DMARQEN_BENCH=OFF -DMARQEN_GTK=OFF >/dev/null
-cmake --build build-fuzz -j "$(nproc)"
+cmake --build build-fuzz -j "$JOBS"
 
 WORK=$(mktemp -d /tmp/marqen-fuzz-XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
@@ -72,7 +80,17 @@ mkdir -p build-fuzz/artifacts
 export VIPS_CONCURRENCY=1
 export ASAN_OPTIONS=detect_leaks=0:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-for fuzzer in build-fuzz/fuzz/fuzz_*; do
+if [ -n "$TARGETS" ]; then
+  FUZZERS=()
+  IFS=, read -ra names <<<"$TARGETS"
+  for name in "${names[@]}"; do
+    [ -x "build-fuzz/fuzz/$name" ] || { echo "fuzz: no target $name" >&2; exit 2; }
+    FUZZERS+=("build-fuzz/fuzz/$name")
+  done
+else
+  FUZZERS=(build-fuzz/fuzz/fuzz_*)
+fi
+for fuzzer in "${FUZZERS[@]}"; do
   [ -x "$fuzzer" ] || continue
   name=$(basename "$fuzzer")
   mkdir -p "$WORK/$name"

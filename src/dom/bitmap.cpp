@@ -11,6 +11,7 @@
 #include "dom/node_class.h"
 #include "dom/notifications.h"
 #include "dom/resource_coordinator.h"
+#include "dom/resource_image_cache.h"
 #include "foundation/log.h"
 #include "foundation/queues.h"
 #include "foundation/undo_manager.h"
@@ -185,9 +186,10 @@ void MarqenDOMBitmap::reloadWithResourceCoordinator() {
     if (!document) return;
     auto coordinator = document->resourceCoordinatorShared();
     if (!coordinator) return;
-    // The completion comes back on the main queue; the file is decoded on the document's queue, which gets
-    // only the path, and the pixels come back on the main queue again. The token keeps the load counted
-    // until the decoding is queued, so that waiting for the document's operations covers all of it.
+    // The completion comes back on the main queue; the document's image cache then hands over the image
+    // already decoded for that file, or reads and decodes it on the document's queue (which gets only the
+    // path) and brings the pixels back on the main queue. The token keeps the load counted until the
+    // cache has queued its work, so that waiting for the document's operations covers all of it.
     std::weak_ptr<MarqenDOMBitmap> weakSelf = std::static_pointer_cast<MarqenDOMBitmap>(shared_from_this());
     std::string requested = uri();
     coordinator->loadResourceWithURI(
@@ -202,24 +204,12 @@ void MarqenDOMBitmap::reloadWithResourceCoordinator() {
             }
             auto document = self->document();
             if (!document) return;
-            document->addOperation([weakSelf, requested, uri, fileURL]() -> std::function<void()> {
-                // Read once, without following a link at the file itself: the coordinator answered the
-                // checked file, and a link swapped in since must not lead the read elsewhere.
-                MarqenJSON properties = MarqenJSON::object();
-                MarqenImageRef image;
-                std::vector<uint8_t> bytes;
-                MarqenError error;
-                if (MarqenImageReadFileBytes(fileURL, &bytes, &error, uint64_t(4) << 30, false)) {
-                    MarqenImageProperties read;
-                    if (MarqenImageCopyPropertiesFromData(bytes.data(), bytes.size(), &read)) properties = read.dictionary;
-                    image = MarqenImageDecodeData(bytes.data(), bytes.size());
-                } else {
-                    marqenLog("ERROR: " + error.description());
-                }
-                return [weakSelf, requested, uri, fileURL, image, properties] {
+            // One decoded image per file for the whole document: bitmaps showing the same file share it.
+            document->resourceImageCache()->imageForFile(
+                *document, fileURL, uri,
+                [weakSelf, requested, uri, fileURL](const MarqenImageRef &image, const MarqenJSON &properties) {
                     if (auto self = weakSelf.lock()) self->installLoadedImage(requested, uri, fileURL, image, properties);
-                };
-            });
+                });
         });
 }
 

@@ -12,6 +12,7 @@
 #include "dom/node_collector.h"
 #include "dom/notifications.h"
 #include "dom/resource_coordinator.h"
+#include "dom/resource_image_cache.h"
 #include "foundation/geometry_functions.h"
 #include "foundation/notification_center.h"
 #include "foundation/log.h"
@@ -59,7 +60,8 @@ struct MarqenDOMDocument::OperationCount {
 MarqenDOMDocument::MarqenDOMDocument()
     : undoManager_(std::make_shared<UndoManager>()),
       operationsQueue_(std::make_unique<SerialQueue>(true)),
-      operationsInFlight_(std::make_shared<OperationCount>()) {}
+      operationsInFlight_(std::make_shared<OperationCount>()),
+      resourceImageCache_(std::make_shared<MarqenDOMResourceImageCache>()) {}
 
 MarqenDOMDocument::~MarqenDOMDocument() {
     // Queued work may refer to this document's nodes: let it finish first.

@@ -16,6 +16,8 @@ MarqenResourceBudget MarqenResourceBudget::commandLineDefaults() {
     budget.pathPointsPerDocument = 1'000'000;
     budget.textClustersPerText = 200'000;
     budget.codepointsPerCluster = 32;
+    // One picture at the decoders' own limit (256 megapixels) with room for smaller ones beside it.
+    budget.decodedPixelsPerDocument = 320'000'000;
     return budget;
 }
 

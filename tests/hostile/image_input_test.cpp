@@ -151,3 +151,36 @@ TEST(HostileImage, ReadingAFifoOrAFolderAsAnImageFailsWithoutWaiting) {
     EXPECT_EQ(error.localizedDescription(), "Cannot read " + (dir / "pipe.png").string() + ": not a regular file.");
     EXPECT_FALSE(MarqenImageReadFileBytes(dir.path(), &bytes, &error));
 }
+
+TEST(HostileImage, FourBitmapsOverOneLargePNGDecodeItOnce) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "resources");
+    const std::string name = "5b0e6c1a-7d2f-4e3a-9c41-0a1b2c3d4e5f";
+    writeFile(dir / "resources" / (name + ".png"), blackPNG(8000, 8000));  // 256 MB decoded
+    MarqenJSON bitmaps = MarqenJSON::array();
+    for (int i = 0; i < 4; ++i)
+        bitmaps.push_back({{"type", "Bitmap"},
+                           {"guid", "E1E2E3E4-0000-4000-8000-00000000001" + std::to_string(i)},
+                           {"frame", {{"x", i * 100}, {"y", 0}, {"width", 100}, {"height", 100}}},
+                           {"uri", std::string("marqen+uuid:///") + name},
+                           {"imageProfile", 0}});
+    const MarqenJSON document = {
+        {"type", "Document"},
+        {"guid", "4A1B2C3D-0000-4000-8000-000000000001"},
+        {"frame", {{"x", 0}, {"y", 0}, {"width", 400}, {"height", 100}}},
+        {"children",
+         {{{"type", "Layer"}, {"guid", "4A1B2C3D-0000-4000-8000-000000000002"}, {"layerId", "__background__"},
+           {"children", bitmaps}}}}};
+    writeFile(dir / "four.json", document.dump());
+    auto run = runMeasured({"render", (dir / "four.json").string(), "--resources", (dir / "resources").string(),
+                            "-o", (dir / "out.png").string()});
+    expectWithinBounds(run);
+    EXPECT_LT(run.maximumResidentKB, 550 * 1024);  // four copies took 1.1 GB
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    // Every bitmap shows: the page is opaque black where each one stands.
+    auto out = MarqenImageDecodeFile(dir / "out.png");
+    ASSERT_TRUE(out);
+    ASSERT_EQ(out->width(), 400);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(out->pixelAt(i * 100 + 50, 50), 0xFF000000u) << i;
+}

@@ -10,7 +10,8 @@
 // Threads: main thread only, like every node. Loading goes through the document's resource
 // coordinator (completions on the main queue) and decodes the file on the document's operation queue;
 // the decoded image is installed on the main thread, so `document->waitForOperationsToFinish()`
-// is what a caller uses to wait for pixels. Images handed to a bitmap are not changed afterwards:
+// is what a caller uses to wait for pixels. Bitmaps of one document showing the same file share one
+// decoded image (the document's resource image cache), counted once against the decoded-pixels budget. Images handed to a bitmap are not changed afterwards:
 // background work reads them.
 #include <filesystem>
 #include <memory>

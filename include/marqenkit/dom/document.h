@@ -25,6 +25,7 @@ class SerialQueue;
 class UndoManager;
 class MarqenDOMDocumentResourceCoordinator;
 class MarqenDOMBitmap;
+class MarqenDOMResourceImageCache;
 
 class MARQEN_EXPORT MarqenDOMDocument : public MarqenDOMNode {
 public:
@@ -143,6 +144,9 @@ public:
     // (MainQueue::waitUntil). Returns at once while the queue is suspended (callers resume first), and
     // when called from an operation itself.
     void waitForOperationsToFinish();
+    // The decoded images of this document's resource files, shared by the bitmaps that show them and
+    // counted against the decoded-pixels budget once per file (internal: dom/resource_image_cache.h).
+    const std::shared_ptr<MarqenDOMResourceImageCache> &resourceImageCache() const { return resourceImageCache_; }
 
     // Collectors (in visiting order).
     std::vector<MarqenDOMNodePtr> allNodesOfClass(const std::string &className) const;
@@ -207,6 +211,7 @@ private:
     std::unique_ptr<SerialQueue> operationsQueue_;
     struct OperationCount;
     std::shared_ptr<OperationCount> operationsInFlight_;
+    std::shared_ptr<MarqenDOMResourceImageCache> resourceImageCache_;
 };
 
 }  // namespace marqen

@@ -19,6 +19,9 @@ struct MARQEN_EXPORT MarqenResourceBudget {
     uint64_t pathPointsPerDocument = 0;  // points all paths drawn for one document may hold together
     uint64_t textClustersPerText = 0;    // grapheme clusters one text may hold when it is laid out
     uint64_t codepointsPerCluster = 0;   // code points one grapheme cluster may hold when it is laid out
+    // Pixels of the images decoded for one document's bitmaps, alive at once; a file shown by several
+    // bitmaps counts once. A file that would exceed it is left out (logged), its bitmaps stay empty.
+    uint64_t decodedPixelsPerDocument = 0;
 
     // Sizes a command line working on untrusted files uses: generous for real documents, small enough
     // that a hostile one ends in seconds and a few hundred megabytes.
