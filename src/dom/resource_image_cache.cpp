@@ -116,10 +116,10 @@ void MarqenDOMResourceImageCache::weighAndDecode(MarqenDOMDocument &document, co
     uint64_t others = 0;
     for (const auto &[otherKey, entry] : entries_)
         if (otherKey != key) others += entry.pixels;
-    const uint64_t limit = marqen_resourceBudget().decodedPixelsPerDocument;
+    const uint64_t limit = MarqenCurrentResourceBudget().decodedPixelsPerDocument;
     if (limit && (others >= limit || headerPixels > limit - others)) {
         marqenLog("ERROR: Left out the image of resource " + uri + ": " +
-                  marqen_budgetExceededText("its " + std::to_string(headerPixels) + " pixels with the " +
+                  MarqenBudgetExceededText("its " + std::to_string(headerPixels) + " pixels with the " +
                                                 std::to_string(others) + " decoded before",
                                             "decoded pixels per document", limit));
         finish(key, nullptr);

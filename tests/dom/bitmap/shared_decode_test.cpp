@@ -33,12 +33,12 @@ std::string storeFile(const TempDir &directory, int width, int height, uint32_t 
 // Sets the budget in force for one test and puts the previous one back.
 class BudgetInForce {
 public:
-    explicit BudgetInForce(uint64_t decodedPixelsPerDocument) : previous_(marqen_resourceBudget()) {
+    explicit BudgetInForce(uint64_t decodedPixelsPerDocument) : previous_(MarqenCurrentResourceBudget()) {
         MarqenResourceBudget budget = previous_;
         budget.decodedPixelsPerDocument = decodedPixelsPerDocument;
-        marqen_setResourceBudget(budget);
+        MarqenSetResourceBudget(budget);
     }
-    ~BudgetInForce() { marqen_setResourceBudget(previous_); }
+    ~BudgetInForce() { MarqenSetResourceBudget(previous_); }
 
 private:
     MarqenResourceBudget previous_;
