@@ -2,8 +2,9 @@
 // The composition view: the document view of the page on show and, for documents of more than one page
 // (PDFs), a sidebar of page thumbnails to switch pages with (Page Up and Page Down do too). One undo
 // history spans the pages: undoing a step made on another page shows that page. Thumbnails are
-// drawn one per main-loop turn when the loop is idle, so opening a long PDF never holds up a frame; the
-// thumbnail of the page on show follows its edits. Main thread only.
+// drawn in the background, one page at a time, from private copies of the pages made when the loop is
+// idle, so that opening a long PDF never holds up a frame; the thumbnail of the page on show follows its
+// edits. Main thread only.
 #include <gtk/gtk.h>
 
 #include "marqen-document-view.h"

@@ -10,7 +10,7 @@
 #include <marqenkit/interaction/composition_view.h>
 #include <marqenkit/render/document_images.h>
 
-#include "image_texture.h"
+#include "thumbnail_renderer.h"
 
 namespace {
 
@@ -21,8 +21,7 @@ struct CompositionState {
     // The pages the sidebar shows, as the document view's controller had them when the rows were made.
     std::vector<std::shared_ptr<marqen::MarqenDOMDocument>> pages;
     std::vector<GtkWidget *> pictures;  // one GtkPicture per page, owned by the list
-    std::vector<bool> drawn;
-    guint thumbnailIdle = 0;
+    std::unique_ptr<marqen::gtk::ThumbnailRenderer> thumbnails;
     bool selectingRow = false;
 };
 
@@ -44,41 +43,6 @@ static GParamSpec *properties[N_PROPS];
 
 namespace {
 
-void drawThumbnail(MarqenGtkCompositionView *view, size_t index) {
-    CompositionState &state = *view->state;
-    if (index >= state.pages.size()) return;
-    const auto &page = state.pages[index];
-    const marqen::CGRect frame = page->frame();
-    state.drawn[index] = true;
-    if (!(frame.size.width > 0) || !(frame.size.height > 0)) return;
-    const double width = kThumbnailWidth * 2;
-    const double height = std::clamp(std::round(width * frame.size.height / frame.size.width), 1.0, width * 4);
-    marqen::MarqenError error;
-    auto image = marqen::MarqenDOMDocumentCreateImageWithSize(page, marqen::MarqenRGBAColor{1, 1, 1, 1}, std::nullopt,
-                                                              marqen::CGSize{width, height}, &error);
-    if (!image) return;
-    GdkTexture *texture = marqen::gtk::textureForImage(*image);
-    gtk_picture_set_paintable(GTK_PICTURE(state.pictures[index]), GDK_PAINTABLE(texture));
-    g_object_unref(texture);
-}
-
-gboolean drawNextThumbnail(gpointer data) {
-    auto *view = MARQEN_GTK_COMPOSITION_VIEW(data);
-    CompositionState &state = *view->state;
-    auto next = std::find(state.drawn.begin(), state.drawn.end(), false);
-    if (next == state.drawn.end()) {
-        state.thumbnailIdle = 0;
-        return G_SOURCE_REMOVE;
-    }
-    drawThumbnail(view, size_t(next - state.drawn.begin()));
-    return G_SOURCE_CONTINUE;
-}
-
-void scheduleThumbnails(MarqenGtkCompositionView *view) {
-    if (view->state->thumbnailIdle || view->state->pages.size() < 2) return;
-    view->state->thumbnailIdle = g_idle_add_full(G_PRIORITY_LOW, drawNextThumbnail, view, nullptr);
-}
-
 MarqenGtkDocumentView *documentViewOf(MarqenGtkCompositionView *view) { return MARQEN_GTK_DOCUMENT_VIEW(view->documentView); }
 
 size_t currentPage(MarqenGtkCompositionView *view) { return marqen_gtk_document_view_get_current_page(documentViewOf(view)); }
@@ -86,16 +50,11 @@ size_t currentPage(MarqenGtkCompositionView *view) { return marqen_gtk_document_
 // One row per page of the document view's controller, each with a thumbnail to be drawn.
 void rebuildRows(MarqenGtkCompositionView *view) {
     CompositionState &state = *view->state;
-    if (state.thumbnailIdle) {
-        g_source_remove(state.thumbnailIdle);
-        state.thumbnailIdle = 0;
-    }
     state.selectingRow = true;
     while (GtkWidget *row = gtk_widget_get_first_child(view->list)) gtk_list_box_remove(GTK_LIST_BOX(view->list), row);
     state.selectingRow = false;
     state.pages = marqen_gtk_document_view_get_composition_controller(documentViewOf(view))->pages();
     state.pictures.clear();
-    state.drawn.assign(state.pages.size(), false);
     for (size_t index = 0; index < state.pages.size(); ++index) {
         GtkWidget *box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 4);
         gtk_widget_set_margin_top(box, 6);
@@ -113,7 +72,8 @@ void rebuildRows(MarqenGtkCompositionView *view) {
     const bool several = state.pages.size() > 1;
     gtk_widget_set_visible(view->sidebar, several);
     gtk_widget_set_visible(view->separator, several);
-    scheduleThumbnails(view);
+    // A single page has no sidebar and needs no thumbnail.
+    state.thumbnails->setPages(several ? state.pages : std::vector<std::shared_ptr<marqen::MarqenDOMDocument>>{});
 }
 
 // The document view shows another page (after a click in the sidebar, Page Up or Down, or an undo of a step
@@ -136,17 +96,13 @@ void onRowSelected(GtkListBox *, GtkListBoxRow *row, MarqenGtkCompositionView *v
 void onDocumentChanged(MarqenGtkCompositionView *view) {
     // The page on show was edited: its thumbnail is drawn again when the loop is idle.
     CompositionState &state = *view->state;
-    const size_t current = currentPage(view);
-    if (current < state.drawn.size()) state.drawn[current] = false;
-    scheduleThumbnails(view);
+    if (state.pages.size() > 1) state.thumbnails->invalidate(currentPage(view));
 }
 
 void dispose(GObject *object) {
     auto *view = MARQEN_GTK_COMPOSITION_VIEW(object);
-    if (view->state && view->state->thumbnailIdle) {
-        g_source_remove(view->state->thumbnailIdle);
-        view->state->thumbnailIdle = 0;
-    }
+    // Thumbnails still being drawn are dropped when they arrive.
+    if (view->state) view->state->thumbnails.reset();
     while (GtkWidget *child = gtk_widget_get_first_child(GTK_WIDGET(view))) gtk_widget_unparent(child);
     G_OBJECT_CLASS(marqen_gtk_composition_view_parent_class)->dispose(object);
 }
@@ -176,6 +132,11 @@ static void marqen_gtk_composition_view_class_init(MarqenGtkCompositionViewClass
 
 static void marqen_gtk_composition_view_init(MarqenGtkCompositionView *view) {
     view->state = new CompositionState;
+    view->state->thumbnails = std::make_unique<marqen::gtk::ThumbnailRenderer>(
+        kThumbnailWidth * 2, [view](size_t index, GdkTexture *texture) {
+            if (index < view->state->pictures.size())
+                gtk_picture_set_paintable(GTK_PICTURE(view->state->pictures[index]), texture ? GDK_PAINTABLE(texture) : nullptr);
+        });
     view->list = gtk_list_box_new();
     gtk_widget_add_css_class(view->list, "navigation-sidebar");
     gtk_accessible_update_property(GTK_ACCESSIBLE(view->list), GTK_ACCESSIBLE_PROPERTY_LABEL, "Pages", -1);
@@ -231,6 +192,5 @@ gboolean marqen_gtk_composition_view_set_current_page(MarqenGtkCompositionView *
 
 gboolean marqen_gtk_composition_view_thumbnails_done(MarqenGtkCompositionView *view) {
     g_return_val_if_fail(MARQEN_IS_GTK_COMPOSITION_VIEW(view), FALSE);
-    const auto &drawn = view->state->drawn;
-    return view->state->pages.size() < 2 || std::all_of(drawn.begin(), drawn.end(), [](bool done) { return done; });
+    return view->state->thumbnails && view->state->thumbnails->isDone();
 }
