@@ -14,8 +14,9 @@ using namespace marqen;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     marqen::fuzz::useCommandLineBudget();
-    MarqenPDFOptions options;
-    // Keeps inflate bombs within the fuzzer's memory; deep runs use the reader's own default.
+    // Deep runs read as the command line does, within its decode allowance; short runs keep inflate
+    // bombs within a small fixed cap instead.
+    MarqenPDFOptions options = marqen::fuzz::deepRun() ? MarqenPDFOptions::commandLineDefaults() : MarqenPDFOptions();
     if (!marqen::fuzz::deepRun()) options.maximumDecodedStreamLength = size_t(16) << 20;
     // The encrypted seeds' owner password: the owner and then the user (empty) password paths both run.
     options.ownerPassword = "owner";
@@ -34,8 +35,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         }
         std::vector<MarqenPDFIndirectReference> pages = pdf->allPageReferences(original);
         uint64_t count = pdf->numberOfPagesFromOriginalPDF(original);
-        // A hostile /Count can be huge; page lookups stay within what the tree really holds.
-        for (uint64_t page = 1; page <= pages.size() + 1 && page <= count; ++page) {
+        // Every page's inherited attributes from the one walk; lookups by number (a walk each) for the
+        // first pages, the last and one past it, so that a tree of many pages costs a few walks, not one
+        // per page. A hostile /Count can be huge: lookups stay within what the tree really holds.
+        for (const MarqenPDFIndirectReference &page : pages) pdf->inheritedItemOfPage("MediaBox", page, original);
+        for (uint64_t page : {uint64_t(1), uint64_t(2), uint64_t(3), uint64_t(pages.size()), uint64_t(pages.size() + 1)}) {
+            if (page == 0 || page > count) continue;
             pdf->pageReferenceForPageNumber(page, original);
             pdf->inheritedItem("MediaBox", page, original);
         }

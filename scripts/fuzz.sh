@@ -23,7 +23,9 @@ while [ $# -gt 0 ]; do
 done
 if [ "$DEEP" = 1 ]; then
   SECONDS_PER_TARGET="${1:-600}"
-  LIMITS=(-max_len=4194304 -timeout=60 -rss_limit_mb=4096 -print_final_stats=1)
+  # The wall-clock timeout allows for runs at low priority on a busy machine (a large seed drawn under
+  # the sanitizers takes several seconds of CPU time on its own).
+  LIMITS=(-max_len=4194304 -timeout=180 -rss_limit_mb=4096 -print_final_stats=1)
   export MARQEN_FUZZ_DEEP=1
 else
   SECONDS_PER_TARGET="${1:-20}"

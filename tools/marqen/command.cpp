@@ -83,18 +83,7 @@ void writeFileAtomically(const std::string &path, const std::string &bytes) {
     if (!MarqenWriteFileAtomically(path, bytes, &error)) failure(error.localizedDescription());
 }
 
-MarqenPDFOptions commandLinePDFOptions() {
-    MarqenPDFOptions options;
-    options.copyFileIntoMemory = true;
-    // A stream may decode to 32 times the whole file: generous for real content, while a 3 MB file can
-    // no longer ask for gigabytes.
-    options.maximumDecodedStreamLengthPerFileByte = 32;
-    // And all of a file's streams together to 256 MiB, or 64 times the file when that is more: the
-    // decoded streams stay cached while the command works.
-    options.maximumTotalDecodedLength = size_t(256) << 20;
-    options.maximumTotalDecodedLengthPerFileByte = 64;
-    return options;
-}
+MarqenPDFOptions commandLinePDFOptions() { return MarqenPDFOptions::commandLineDefaults(); }
 
 std::string readWholeFile(const std::string &path) {
     std::string bytes;

@@ -70,6 +70,19 @@ std::shared_ptr<MarqenPDFDecodeAllowance> totalDecodeAllowance(const MarqenPDFOp
 
 }  // namespace
 
+MarqenPDFOptions MarqenPDFOptions::commandLineDefaults() {
+    MarqenPDFOptions options;
+    options.copyFileIntoMemory = true;
+    // A stream may decode to 32 times the whole file: generous for real content, while a 3 MB file can
+    // no longer ask for gigabytes.
+    options.maximumDecodedStreamLengthPerFileByte = 32;
+    // And all of a file's streams together to 256 MiB, or 64 times the file when that is more: the
+    // decoded streams stay cached while the command works.
+    options.maximumTotalDecodedLength = size_t(256) << 20;
+    options.maximumTotalDecodedLengthPerFileByte = 64;
+    return options;
+}
+
 MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options)
     : pdfData_(std::move(data)),
       pdfView_(pdfData_->view()),

@@ -57,6 +57,9 @@ struct MarqenPDFOptions {
     // the file lifts its permission restrictions.
     std::string userPassword;
     std::string ownerPassword;
+
+    // The limits a command line reading PDFs from strangers works within (the file read into memory).
+    static MarqenPDFOptions commandLineDefaults();
 };
 
 // Codes of the "MarqenPDF" error domain.
