@@ -95,7 +95,7 @@ static void core_marqen_view_class_init(CoreMarqenViewClass *klass) {
     properties[PROP_EXPANDABLE] = g_param_spec_boolean("expandable-canvas", "Expandable canvas",
                                                        "preferenceExpandableCanvas", TRUE, flags);
     properties[PROP_TYPING] = g_param_spec_boolean("typing-creates-text-annotation", "Typing creates a text",
-                                                   "preferenceTypingCreatesTextAnnotation", TRUE, flags);
+                                                   "preferenceTypingCreatesTextAnnotation", FALSE, flags);
     g_object_class_install_properties(objectClass, N_PROPS, properties);
     gtk_widget_class_set_layout_manager_type(GTK_WIDGET_CLASS(klass), GTK_TYPE_BOX_LAYOUT);
     gtk_widget_class_set_css_name(GTK_WIDGET_CLASS(klass), "core-marqen-view");

@@ -803,7 +803,7 @@ bool MarqenDocumentView::paste(const std::string &payload, MarqenError *error) {
             return nullptr;
         };
         for (const auto &element : elements)
-            if (!labelledBy(element)) document_->addNode(element);
+            if (!labelledBy(element)) addAnnotation(element);
         for (const auto &element : elements) {
             if (auto owner = labelledBy(element)) {
                 document_->addLabel(element, owner);

@@ -66,15 +66,20 @@ CGRect MarqenDocumentView::fittedImageFrame(CGSize imageSize, CGPoint modelCente
     return CGRectMake(origin.x, origin.y, size.width, size.height);
 }
 
+void MarqenDocumentView::addAnnotation(const std::shared_ptr<MarqenDOMElement> &element) {
+    // Pictures a user brings in are annotations: above the background, selectable and movable (the
+    // document files a bitmap under the background by itself).
+    if (std::dynamic_pointer_cast<MarqenDOMBitmap>(element) && document_->annotationLayer())
+        document_->annotationLayer()->addChild(element);
+    else
+        document_->addNode(element);
+}
+
 bool MarqenDocumentView::insertElement(const std::shared_ptr<MarqenDOMElement> &element, const std::string &actionName) {
     UndoManager *undo = undoManager();
     {
         UndoGroupScope group(undo);
-        // Pictures brought in are annotations: above the background, selectable and movable.
-        if (std::dynamic_pointer_cast<MarqenDOMBitmap>(element) && document_->annotationLayer())
-            document_->annotationLayer()->addChild(element);
-        else
-            document_->addNode(element);
+        addAnnotation(element);
         if (undo) undo->setActionName(MarqenLocalizedString(actionName));
     }
     selectElements({element});

@@ -155,7 +155,8 @@ bool MarqenPreferences::arrowheadsAtBeginningOfShape() const {
 }
 bool MarqenPreferences::expandableCanvas() const { return store_->boolForKey(kMarqenPreferenceExpandableCanvas, true); }
 bool MarqenPreferences::typingCreatesTextAnnotation() const {
-    return store_->boolForKey(kMarqenPreferenceTypingCreatesTextAnnotation, true);
+    // Off unless asked for: letters choose tools, as the editor has them.
+    return store_->boolForKey(kMarqenPreferenceTypingCreatesTextAnnotation, false);
 }
 bool MarqenPreferences::setBool(const std::string &key, bool value, MarqenError *error) {
     return store_->setBool(key, value, error);

@@ -45,16 +45,22 @@ struct CoreViewFixture : ::testing::Test {
 };
 
 TEST_F(CoreViewFixture, ThePreferencesAreTheSharedOnesUnderTheirKeys) {
-    // Defaults: arrowheads at the end, a growing canvas, typing starts a text.
+    // Defaults: arrowheads at the end, a growing canvas, letters choose tools (typing starts no text).
     EXPECT_FALSE(core_marqen_view_get_preference(view, "preferenceArrowheadsAtBeginningOfShape"));
     EXPECT_TRUE(core_marqen_view_get_preference(view, "preferenceExpandableCanvas"));
-    EXPECT_TRUE(core_marqen_view_get_preference(view, "preferenceTypingCreatesTextAnnotation"));
+    EXPECT_FALSE(core_marqen_view_get_preference(view, "preferenceTypingCreatesTextAnnotation"));
+    gboolean typing = TRUE;
+    g_object_get(view, "typing-creates-text-annotation", &typing, nullptr);
+    EXPECT_FALSE(typing);
+    GParamSpec *spec = g_object_class_find_property(G_OBJECT_GET_CLASS(view), "typing-creates-text-annotation");
+    ASSERT_TRUE(spec);
+    EXPECT_FALSE(G_PARAM_SPEC_BOOLEAN(spec)->default_value);
     int notified = 0;
     g_signal_connect_swapped(view, "notify::typing-creates-text-annotation", G_CALLBACK(+[](int *count) { ++*count; }), &notified);
-    g_object_set(view, "typing-creates-text-annotation", FALSE, nullptr);
+    g_object_set(view, "typing-creates-text-annotation", TRUE, nullptr);
     EXPECT_EQ(notified, 1);
-    EXPECT_FALSE(marqen::MarqenPreferences::shared().typingCreatesTextAnnotation());
-    EXPECT_EQ(marqen::MarqenPreferences::shared().store().stringForKey("preferenceTypingCreatesTextAnnotation"), "false");
+    EXPECT_TRUE(marqen::MarqenPreferences::shared().typingCreatesTextAnnotation());
+    EXPECT_EQ(marqen::MarqenPreferences::shared().store().stringForKey("preferenceTypingCreatesTextAnnotation"), "true");
     EXPECT_TRUE(core_marqen_view_set_preference(view, "preferenceArrowheadsAtBeginningOfShape", TRUE));
     gboolean arrowheads = FALSE;
     g_object_get(view, "arrowheads-at-beginning-of-shape", &arrowheads, nullptr);

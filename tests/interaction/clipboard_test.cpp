@@ -131,6 +131,17 @@ TEST_F(ClipboardTest, BitmapsCarryTheirPixels) {
     EXPECT_EQ(copy->image()->width(), 4);
     EXPECT_EQ(copy->image()->pixelAt(1, 0), 0xFF0000FFu);
     EXPECT_EQ(copy->image()->pixelAt(1, 1), 0xFFFFFFFFu);
+
+    // Pasted, the picture is an annotation as a pasted or dropped image is, not part of the background.
+    Page target;
+    ASSERT_TRUE(target.view.paste(payload));
+    auto document = target.document;
+    ASSERT_EQ(document->annotationLayer()->children().size(), 1u);
+    EXPECT_TRUE(std::dynamic_pointer_cast<MarqenDOMBitmap>(document->annotationLayer()->children().front()));
+    EXPECT_TRUE(document->backgroundLayer()->children().empty());
+    ASSERT_TRUE(target.view.pasteImage(checkerImage()));
+    EXPECT_EQ(document->annotationLayer()->children().size(), 2u);
+    EXPECT_TRUE(document->backgroundLayer()->children().empty());
 }
 
 TEST_F(ClipboardTest, HostilePayloadsAreRefusedOrSkipped) {

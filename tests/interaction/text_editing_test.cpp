@@ -131,6 +131,9 @@ TEST_F(TextEditingTest, AnEmptyTextIsRemovedWhenEditingEnds) {
 }
 
 TEST_F(TextEditingTest, TypingWithNothingSelectedFollowsThePreference) {
+    EXPECT_FALSE(view.insertText("Note"));  // off unless asked for
+    EXPECT_TRUE(texts().empty());
+    preferences.setBool(kMarqenPreferenceTypingCreatesTextAnnotation, true);
     EXPECT_TRUE(view.insertText("Note"));
     ASSERT_TRUE(view.isEditingText());
     view.endTextEditing();

@@ -256,6 +256,8 @@ private:
     bool prepareForPageOperation(MarqenError *error);
     bool storePicturesForUndo(const std::vector<std::shared_ptr<MarqenDOMBitmap>> &pictures, MarqenError *error);
     bool insertElement(const std::shared_ptr<MarqenDOMElement> &element, const std::string &actionName);
+    // Adds a user's element to its layer; pictures go among the annotations.
+    void addAnnotation(const std::shared_ptr<MarqenDOMElement> &element);
     void finishChoosingRect(CGPoint modelPoint);
     CGRect fittedImageFrame(CGSize imageSize, CGPoint modelCenter) const;
     void attachStampLabel(const std::shared_ptr<MarqenDOMElement> &element);
