@@ -1,6 +1,8 @@
 #pragma once
 // Pixel work behind the bitmap element: drawing one image into another through a transform (for
 // merges and resampling).
+//
+// Threads: functions of their arguments; safe on any thread.
 #include "foundation/geometry.h"
 #include "platform/image.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 // Measuring a text's layout through the platform text system.
+//
+// Threads: main thread, with the text nodes it measures.
 #include <string>
 
 #include "dom/text.h"

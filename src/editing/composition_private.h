@@ -1,6 +1,8 @@
 #pragma once
 // State of a MarqenComposition that its public header keeps opaque: the bundle's file coordinator, the
 // rich-image codec delegate and the temporary files to remove with the composition.
+//
+// Threads: main thread only, like the composition.
 #include <filesystem>
 #include <memory>
 #include <optional>

@@ -1,5 +1,7 @@
 #pragma once
 // Splitting URI strings the way a URL class does, for the bundle's resource URIs.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <optional>
 #include <string>
 

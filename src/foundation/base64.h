@@ -1,5 +1,7 @@
 #pragma once
 // Base64 with the RFC 4648 alphabet and "=" padding.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

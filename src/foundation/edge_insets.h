@@ -1,5 +1,7 @@
 #pragma once
 // Insets from the four edges of a rectangle.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "foundation/geometry.h"
 
 namespace marqen {

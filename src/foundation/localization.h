@@ -1,5 +1,7 @@
 #pragma once
 // Lookup of user-visible strings (undo action names, stamp labels) by their English text.
+//
+// Threads: safe on any thread (the tables load once, under a lock).
 #include <filesystem>
 #include <optional>
 #include <string>

@@ -1,5 +1,7 @@
 #pragma once
 // A plain RGBA colour value (components 0…1) and the fixed annotation palette.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstdint>
 
 namespace marqen {

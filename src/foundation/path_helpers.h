@@ -1,5 +1,7 @@
 #pragma once
 // Small operations on MarqenBezierPath used by the line, arrow and shape code.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "foundation/bezier_path.h"
 
 namespace marqen {

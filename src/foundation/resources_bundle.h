@@ -1,5 +1,7 @@
 #pragma once
 // The directory that holds the library's own resources (images, stamps, string tables).
+//
+// Threads: safe on any thread (the directory is found once).
 #include <filesystem>
 
 namespace marqen {

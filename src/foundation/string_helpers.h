@@ -2,6 +2,8 @@
 // Turning user text (document titles) into safe file names and URL path components. Both work on
 // UTF-8 and count length in UTF-16 units, as the platform's strings do; malformed UTF-8 becomes U+FFFD.
 // And ASCII case folding for identifiers (URIs, extensions, font names).
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <string>
 
 namespace marqen {

@@ -1,4 +1,5 @@
 #pragma once
+// Threads: plain values and functions of their arguments; safe on any thread.
 
 namespace marqen {
 

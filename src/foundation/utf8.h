@@ -1,6 +1,8 @@
 #pragma once
 // UTF-8 conversion for string helpers that count characters the way the platform's strings do
 // (in UTF-16 units).
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstddef>
 #include <string>
 #include <string_view>

@@ -1,4 +1,5 @@
 #pragma once
+// Threads: safe on any thread (each thread draws from its own generator).
 #include <string>
 
 namespace marqen {

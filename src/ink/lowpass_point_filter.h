@@ -1,6 +1,8 @@
 #pragma once
 // First-order low-pass point filter: each output moves from the previous output toward the input by
 // the factor dt / (dt + RC). dt and RC start at 0 and must be set before the second point.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "ink/point_filter.h"
 
 namespace marqen {

@@ -4,6 +4,9 @@
 // with Newton–Raphson reparameterisation, splitting recursively at the point of largest error.
 // Tolerances scale with the stroke's line width (the small trace size). Point data is single precision;
 // vectors, tangents and parameters are double.
+//
+// Threads: a fitter belongs to one thread at a time; fitting runs on background threads, each with
+// its own fitter and its own copy of the points.
 #include <cstdint>
 #include <vector>
 

@@ -1,5 +1,7 @@
 #pragma once
 // One cubic curve produced by the path fitter, in single precision.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "foundation/geometry.h"
 
 namespace marqen {

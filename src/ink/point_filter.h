@@ -1,6 +1,8 @@
 #pragma once
 // The protocol of the filters that turn a freehand stroke's raw pointer positions, fed one at a time,
 // into the points the stroke keeps.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <vector>
 
 #include "foundation/geometry.h"

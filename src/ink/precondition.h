@@ -1,5 +1,7 @@
 #pragma once
 // Broken invariants that user data cannot cause end the process with the failed expression's text.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstdio>
 #include <cstdlib>
 

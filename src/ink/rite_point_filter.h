@@ -2,6 +2,8 @@
 // Smoothing and thinning filter of every freehand ink stroke. It works in 9-fold fixed point, puts three
 // smoothed samples between consecutive inputs, and keeps a sample only when it lies at least a
 // city-block distance of 2 units from the last kept one. Emitted coordinates are whole units.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "ink/point_filter.h"
 
 namespace marqen {

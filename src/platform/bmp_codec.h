@@ -3,6 +3,8 @@
 // let near untrusted files, so BMP has its own small, bounds-checked codec.
 // Reads: 1, 2, 4, 8 bit palette images (uncompressed, RLE8, RLE4), 16, 24 and 32 bit (plain and
 // bit-field masks, alpha from a V4/V5 alpha mask), top-down and bottom-up; OS/2 core headers.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstdint>
 #include <vector>
 

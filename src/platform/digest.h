@@ -1,5 +1,7 @@
 #pragma once
 // SHA-1 digests of byte buffers (used to fingerprint image data).
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <array>
 #include <cstddef>
 #include <cstdint>

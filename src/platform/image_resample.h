@@ -2,6 +2,8 @@
 // Geometric operations on MarqenImage: high-quality resize and affine resampling, crop, and quarter
 // turns. All work on the premultiplied pixels directly, so transparent edges do not bleed colour and
 // opaque colours do not shift.
+//
+// Threads: safe on any thread (functions of their arguments; they split rows over workers).
 #include "foundation/geometry.h"
 #include "platform/image.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 // Resolution (DPI) bookkeeping shared by the image codecs.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstddef>
 #include <cstdint>
 #include <vector>

@@ -2,6 +2,8 @@
 // A drawing target whose premultiplied ARGB32 pixels live in a memory-mapped file instead of the
 // heap, for renders too large to keep in memory twice. The file holds the raw rows (stride =
 // width × 4, native byte order) when the buffer is destroyed.
+//
+// Threads: a buffer belongs to one thread at a time.
 #include <filesystem>
 #include <memory>
 

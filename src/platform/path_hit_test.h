@@ -1,5 +1,7 @@
 #pragma once
 // Whether a path's ink touches a rectangle (used to select annotations with a marquee).
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "foundation/bezier_path.h"
 #include "foundation/geometry.h"
 

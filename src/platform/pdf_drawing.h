@@ -1,6 +1,8 @@
 #pragma once
 // A one-page vector PDF drawn through a MarqenGraphicsContext: paths stay paths and text stays text
 // (shadows are the only raster parts).
+//
+// Threads: a drawing belongs to one thread at a time.
 #include <cstdint>
 #include <functional>
 #include <optional>

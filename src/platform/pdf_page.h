@@ -1,6 +1,8 @@
 #pragma once
 // One page of an open PDF document: what a DOM document annotates when it stands for a PDF page.
 // The page keeps its document open for as long as it is held.
+//
+// Threads: as for its document (poppler_document.h): shared, with calls serialised by its lock.
 #include <memory>
 
 #include "foundation/error.h"

@@ -1,6 +1,9 @@
 #pragma once
 // Reading PDF documents for display: page count, page boxes and rotation, and drawing a page into a
 // Cairo context. Damaged files are reported as errors, never crashes.
+//
+// Threads: a document may be shared; its calls into poppler take the document's lock, because
+// poppler documents are not safe to use from several threads at once.
 #include <cstdint>
 #include <filesystem>
 #include <memory>

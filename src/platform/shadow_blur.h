@@ -1,6 +1,8 @@
 #pragma once
 // Gaussian blur of an 8-bit alpha mask, approximated by three successive box blurs per axis (the
 // widths chosen so that the variance equals sigma²). Linear time whatever the radius.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstdint>
 
 namespace marqen {

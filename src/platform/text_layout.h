@@ -3,6 +3,8 @@
 // colour, alignment and line-height multiple, optionally wrapped to a width. Fonts are named by
 // PostScript name and resolved through font_resolver.h. Right-to-left scripts are laid out in
 // their own direction automatically.
+//
+// Threads: a layout belongs to one thread at a time; separate layouts may be used on separate threads.
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,5 +1,7 @@
 #pragma once
 // Draws a bitmap element: its whole image stretched over its frame, clipped to the crop rectangle.
+//
+// Threads: main thread, with the nodes it draws.
 #include "render/node_renderer.h"
 
 namespace marqen {

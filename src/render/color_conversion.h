@@ -1,5 +1,7 @@
 #pragma once
 // DOM colours (0..255 components, alpha 0..1) as drawing colours (every component 0..1).
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "dom/color.h"
 #include "platform/graphics.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 // Draws a stamp element: the badge artwork named by its stamp name, straight into its frame.
+//
+// Threads: main thread, with the nodes it draws.
 #include <optional>
 #include <string>
 

@@ -1,6 +1,8 @@
 #pragma once
 // Draws a text element in its block style: bubble text as outlined lettering, paragraph text
 // plainly, label text in white on a rounded dark plate. Everything stays inside contentBounds.
+//
+// Threads: main thread, with the nodes it draws.
 #include "dom/text.h"
 #include "render/node_renderer.h"
 

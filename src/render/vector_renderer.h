@@ -1,6 +1,8 @@
 #pragma once
 // Draws the vector kinds (freehand strokes, polygons, rectangles, ellipses, lines, arrows): one
 // outline stroked and/or filled, with the element's shadow.
+//
+// Threads: main thread, with the nodes it draws.
 #include "dom/vector.h"
 #include "render/node_renderer.h"
 

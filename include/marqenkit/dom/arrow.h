@@ -1,6 +1,8 @@
 #pragma once
 // The arrow: a filled outline with a tapered shaft, a rounded tail at the start point and a pointed
 // head at the end point. Its geometry lives entirely in its two points and its size.
+//
+// Threads: main thread only, like every node (see node.h).
 #include "../export.h"
 #include "two_point_vector.h"
 

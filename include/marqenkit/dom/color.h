@@ -1,5 +1,7 @@
 #pragma once
 // An RGBA colour with red, green and blue on 0..255 and alpha on 0..1, as the DOM stores it.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <memory>
 
 #include "../export.h"

@@ -1,5 +1,7 @@
 #pragma once
 // A node with an ink style and an optional tool colour: the base of every annotation kind.
+//
+// Threads: main thread only, like every node (see node.h).
 #include <any>
 #include <memory>
 #include <optional>

@@ -1,5 +1,7 @@
 #pragma once
 // An ellipse given by its centre, its two radii and a rotation.
+//
+// Threads: main thread only, like every node (see node.h).
 #include "../export.h"
 #include "vector.h"
 

@@ -1,6 +1,8 @@
 #pragma once
 // Exceptions raised where the model's documented behaviour is to raise: abstract operations and
 // programming errors that user data cannot cause.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <stdexcept>
 #include <string>
 

@@ -1,5 +1,7 @@
 #pragma once
 // A font by PostScript name and size in points; immutable after creation.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstddef>
 #include <string>
 

@@ -1,5 +1,7 @@
 #pragma once
 // A named group of elements. Every document has three fixed layers (see MarqenDOMDocument).
+//
+// Threads: main thread only, like every node (see node.h).
 #include <string>
 #include <vector>
 

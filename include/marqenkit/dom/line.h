@@ -1,5 +1,7 @@
 #pragma once
 // A straight line between two end points.
+//
+// Threads: main thread only, like every node (see node.h).
 #include "../export.h"
 #include "two_point_vector.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 // A plain container of one document per PDF page.
+//
+// Threads: main thread only, like the documents it holds.
 #include <map>
 #include <memory>
 #include <optional>

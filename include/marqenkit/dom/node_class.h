@@ -1,6 +1,9 @@
 #pragma once
 // Node classes as values: each class's name, JSON type path and factory; and the resolution of
 // a dictionary's "type" (and nested "extension" types) to a class.
+//
+// Threads: the class table is fixed at start-up and only read; factories make nodes, so call them on
+// the main thread.
 #include <functional>
 #include <memory>
 #include <string>

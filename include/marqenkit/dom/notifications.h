@@ -1,5 +1,7 @@
 #pragma once
 // Names of the DOM's notifications and their user-info keys.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 namespace marqen {
 
 inline constexpr const char *MarqenDOMNodeWillChange = "MarqenDOMNodeWillChange";

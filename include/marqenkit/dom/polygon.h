@@ -1,5 +1,7 @@
 #pragma once
 // A closed outline through an ordered list of vertices.
+//
+// Threads: main thread only, like every node (see node.h).
 #include <vector>
 
 #include "../export.h"

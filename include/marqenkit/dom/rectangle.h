@@ -1,6 +1,8 @@
 #pragma once
 // A rectangle, square-cornered or rounded: a polygon of exactly four vertices in the order top-left,
 // top-right, bottom-right, bottom-left (after a rotation, the same corners rotated).
+//
+// Threads: main thread only, like every node (see node.h).
 #include "../export.h"
 #include "polygon.h"
 

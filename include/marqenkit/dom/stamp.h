@@ -1,6 +1,8 @@
 #pragma once
 // The stamp: a round badge of fixed design placed with a click, optionally with a tail pointing in
 // one of eight directions, and with a label text beside it.
+//
+// Threads: main thread only, like every node (see node.h).
 #include <memory>
 #include <optional>
 #include <string>

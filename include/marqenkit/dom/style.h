@@ -1,6 +1,8 @@
 #pragma once
 // The shadow an element casts: its ink style. A default style casts no shadow and writes an
 // empty dictionary.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <memory>
 #include <optional>
 

@@ -5,6 +5,8 @@
 // Geometry: the laid-out text occupies textBounds(); the renderer lays the string out in that
 // rectangle (its width is the wrap width used for measuring). contentBounds() adds the outline of
 // bubble text, the plate around a label and the editing allowance, so that every glyph is inside it.
+//
+// Threads: main thread only, like every node (see node.h).
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,5 +1,7 @@
 #pragma once
 // The text enumerations and their string forms in the JSON of a text node.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <string>
 
 #include "../export.h"

@@ -1,5 +1,7 @@
 #pragma once
 // The five absolute tool sizes that an element kind offers for the relative sizes 0.2, 0.4, 0.6, 0.8 and 1.0.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <array>
 
 #include "../export.h"

@@ -1,6 +1,8 @@
 #pragma once
 // The common ground of the line and the arrow: a vector shape held by two end points, dragged out from one
 // end to the other, and read from older documents that marked it in the node's metadata.
+//
+// Threads: main thread only, like every node (see node.h).
 #include <initializer_list>
 
 #include "../export.h"

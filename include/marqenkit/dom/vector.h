@@ -1,6 +1,8 @@
 #pragma once
 // An annotation drawn as one stroked and/or filled outline. The plain class is a freehand stroke
 // (marker and highlighter); the shapes derive from it and rebuild the outline from their own parameters.
+//
+// Threads: main thread only, like every node (see node.h).
 #include <cstdint>
 #include <memory>
 #include <optional>

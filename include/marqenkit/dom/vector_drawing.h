@@ -1,6 +1,8 @@
 #pragma once
 // The drawing protocol shared by the vector element kinds: the option bits a tool passes while
 // a shape is dragged out, and the squaring rule of the constrained rectangle and ellipse.
+//
+// Threads: main thread only, like every node (see node.h).
 #include "../export.h"
 #include "../foundation/geometry.h"
 

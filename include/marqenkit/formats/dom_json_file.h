@@ -1,5 +1,7 @@
 #pragma once
 // Reading and writing DOM JSON files: a single document or a multi-page document.
+//
+// Threads: main thread (reading makes nodes; writing reads them).
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,6 +1,8 @@
 #pragma once
 // The one path type of the library: a list of move, line, quadratic, cubic and close elements
 // with a winding rule, in the manner of CGPath / NSBezierPath.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <functional>
 #include <vector>
 

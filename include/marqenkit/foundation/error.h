@@ -1,5 +1,7 @@
 #pragma once
 // Errors reported through optional out parameters: a domain, a code and a user-info object.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <nlohmann/json.hpp>
 #include <string>
 

@@ -2,6 +2,8 @@
 // Points, sizes, rectangles and affine transforms with the semantics of the CoreGraphics
 // value types: null and infinite rectangles, standardisation of negative sizes, and the
 // row-vector transform convention (x' = a·x + c·y + tx, y' = b·x + d·y + ty).
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cmath>
 #include <limits>
 

@@ -1,6 +1,8 @@
 #pragma once
 // Rectangle, size and transform arithmetic built on the CG value types: centring, aspect-ratio
 // fitting and rotation about a frame's centre.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "../export.h"
 #include "geometry.h"
 

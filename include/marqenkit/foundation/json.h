@@ -1,6 +1,8 @@
 #pragma once
 // The JSON value type used everywhere (keys keep the order in which they were written),
 // and the lookups through which every reader treats a JSON null as an absent value.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>

@@ -1,5 +1,8 @@
 #pragma once
 // The process-wide log through which the library reports non-fatal problems to its host.
+//
+// Threads: safe on any thread. Lines reach the delegate on the thread that logs them, under the log's
+// lock: a delegate that touches an interface hops to its main thread itself, and never logs.
 #include <memory>
 #include <mutex>
 #include <cstdint>

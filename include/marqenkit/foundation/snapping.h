@@ -1,5 +1,7 @@
 #pragma once
 // End-point snapping for lines and arrows dragged with the constraint modifier.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "../export.h"
 #include "geometry.h"
 

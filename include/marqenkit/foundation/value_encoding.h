@@ -1,6 +1,8 @@
 #pragma once
 // Dictionary encodings of points, sizes, rectangles and transforms, as every JSON format of the
 // DOM stores them. The four readers deliberately differ in how they treat odd input.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <string>
 
 #include "../export.h"

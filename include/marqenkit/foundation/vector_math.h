@@ -1,5 +1,7 @@
 #pragma once
 // Two-dimensional vector arithmetic on points, and the intersection of two infinite lines.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include "../export.h"
 #include "geometry.h"
 

@@ -6,6 +6,8 @@
 // The raw cairo_t stays reachable (cairoContext()) for the code that draws text, PDF pages and
 // patterns; only the opaque Cairo types are named here, so including this header does not pull in
 // cairo.h.
+//
+// Threads: a context belongs to one thread at a time.
 #include <functional>
 #include <memory>
 #include <optional>

@@ -3,6 +3,9 @@
 // exactly like a Cairo CAIRO_FORMAT_ARGB32 image surface (one native-endian uint32 per pixel,
 // 0xAARRGGBB, rows of `stride()` bytes), so that graphics code can draw it without conversion.
 // Images are handed around as MarqenImageRef (a shared pointer); copy() makes an independent one.
+//
+// Threads: an image may be read from several threads at once (decoded in the background, drawn on
+// the main thread); change pixels only in an image no other thread holds yet.
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -6,6 +6,8 @@
 //
 // Safety: decoding refuses images with more pixels than a limit (default 256 megapixels) after
 // reading only the header, and truncated or damaged files are errors, not partial images.
+//
+// Threads: safe on any thread; decoding and encoding run as background work.
 #include <cstdint>
 #include <filesystem>
 #include <optional>

@@ -1,6 +1,9 @@
 #pragma once
 // Flattened pictures of a document: images at any size or of a region, the background colour an
 // export needs, PNG, JPEG and vector PDF representations, and the thumbnail and caption helpers.
+//
+// Threads: main thread (they read the document's nodes); the pictures they return are plain
+// values another thread may encode.
 #include <cstdint>
 #include <filesystem>
 #include <optional>

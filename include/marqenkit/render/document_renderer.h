@@ -1,6 +1,8 @@
 #pragma once
 // The renderer of a document node: fits the document frame into a target area, draws the
 // background (colours or the PDF page) and then the three layers.
+//
+// Threads: main thread, with the nodes it draws.
 #include <memory>
 #include <optional>
 

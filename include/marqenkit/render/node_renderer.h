@@ -1,6 +1,8 @@
 #pragma once
 // The renderer tree: one renderer per drawn DOM node, kept in step with the node's children through
 // the children-change records. A plain node renderer draws a layer: its transform, then its children.
+//
+// Threads: main thread, with the nodes it draws.
 #include <memory>
 #include <vector>
 

@@ -1,6 +1,8 @@
 #pragma once
 // The ciphers and digests of PDF encryption, over OpenSSL's libcrypto. RC4 is written here because
 // libcrypto offers it only through its legacy provider, which hosts rarely load.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <optional>
 #include <string>
 #include <string_view>

@@ -1,6 +1,9 @@
 #pragma once
 // Reading a PDF file (mapped, or copied into memory) and writing files safely (a temporary file beside the
 // target, renamed).
+//
+// Threads: the file functions are safe on any thread; the bytes of a file belong to its MarqenPDF,
+// one thread at a time.
 #include <cstdint>
 #include <memory>
 #include <optional>

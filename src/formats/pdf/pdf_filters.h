@@ -1,5 +1,7 @@
 #pragma once
 // Stream filters: decoding the filters a stream names, and Flate compression of new streams.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <optional>
 #include <string>
 #include <string_view>

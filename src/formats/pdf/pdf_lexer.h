@@ -1,5 +1,7 @@
 #pragma once
 // Tokens of the PDF syntax over any byte buffer.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstddef>
 #include <cstdint>
 #include <optional>

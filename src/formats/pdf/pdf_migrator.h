@@ -1,5 +1,7 @@
 #pragma once
 // Copies objects of one PDF into the object numbering of another, collecting them as appended objects.
+//
+// Threads: a migrator belongs to one thread at a time, like the MarqenPDF objects it reads.
 #include <deque>
 #include <map>
 #include <memory>

@@ -1,5 +1,7 @@
 #pragma once
 // Drawing page 1 of a separately rendered annotation PDF on top of a page of the PDF being updated.
+//
+// Threads: one thread at a time per PDF, like MarqenPDF.
 #include <memory>
 #include <string>
 

@@ -1,5 +1,7 @@
 #pragma once
 // Parses one PDF value (no stream, no indirect object header) from any byte buffer.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstddef>
 #include <optional>
 #include <string_view>

@@ -1,5 +1,7 @@
 #pragma once
 // Stream helpers shared by the three rich-image containers.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <cstdio>
 
 #include "formats/rich_image/rich_image_chunk.h"

@@ -1,6 +1,9 @@
 #pragma once
 // The commands of SVG path data as read into a path: one class per command letter, shared through a
 // factory. Each command remembers the text of the command before it, which the smooth curves reflect.
+//
+// Threads: the command objects are shared by every parse; a parse holds commandMutex() while it
+// uses one, since paths are parsed on background threads too.
 #include <map>
 #include <memory>
 #include <mutex>

@@ -2,6 +2,9 @@
 // Reads SVG path data into a path: the letters m, l, h, v, c, s, q, t and z in either case, nothing else.
 // Only the first set of numbers after a letter is used ("L0,0 5,5" draws one line). Bad commands are
 // logged as "Error with SVG: ..." and skipped; reading never fails as a whole.
+//
+// Threads: safe on any thread; paths are parsed on background threads too (the shared command
+// objects lock themselves).
 #include <string_view>
 
 #include "foundation/bezier_path.h"

@@ -2,6 +2,8 @@
 // The two lexical patterns of SVG path data as read here: command letters "[A-Za-z]" and numbers
 // "[-+]?[0-9]*\.?[0-9]+" (no exponent part). Hand-written matchers with the same leftmost, greedy
 // results, linear in the input and safe on any bytes.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <string_view>
 #include <vector>
 

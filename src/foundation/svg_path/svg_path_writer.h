@@ -1,5 +1,7 @@
 #pragma once
 // Writes a path as SVG path data: absolute "M", "L", "Q", "C" and "Z" commands, three decimals, no spaces.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <stdexcept>
 #include <string>
 #include <vector>

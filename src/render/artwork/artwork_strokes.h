@@ -1,6 +1,8 @@
 #pragma once
 // Small drawing shorthands shared by the interface artwork (stamps, tool icons, glyphs, cursors):
 // circles, polylines, and filling or stroking a path in one colour with round ends.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <initializer_list>
 
 #include "foundation/bezier_path.h"

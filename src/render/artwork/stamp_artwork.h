@@ -4,6 +4,8 @@
 // tailAngleInDegrees (0 along +x, 90 along +y of the drawing space) and a soft shadow below the
 // badge; flipShadow mirrors the shadow's vertical offset for targets whose device space runs upwards.
 // The artwork is laid out for a space whose y axis points down the picture.
+//
+// Threads: plain values and functions of their arguments; safe on any thread.
 #include <optional>
 #include <string>
 
