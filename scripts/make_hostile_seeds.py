@@ -10,6 +10,8 @@ import struct
 import sys
 import zlib
 
+from pdf_bytes import pdf_file, png_chunk
+
 GUID = "4A1B2C3D-0000-4000-8000-0000000000%02X"
 
 
@@ -59,11 +61,8 @@ def png(width, height):
     compressor = zlib.compressobj(9)
     data = b"".join(compressor.compress(row) for _ in range(height)) + compressor.flush()
 
-    def chunk(kind, payload):
-        return struct.pack(">I", len(payload)) + kind + payload + struct.pack(">I", zlib.crc32(kind + payload))
-
     header = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
-    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", data) + chunk(b"IEND", b"")
+    return b"\x89PNG\r\n\x1a\n" + png_chunk(b"IHDR", header) + png_chunk(b"IDAT", data) + png_chunk(b"IEND", b"")
 
 
 def images():
@@ -71,37 +70,22 @@ def images():
     yield "16000-square.png", png(16000, 16000)
 
 
-def pdf(objects, root=1):
-    """objects: list of bytes bodies for objects 1..n."""
-    out = bytearray(b"%PDF-1.7\n%\xe2\xe3\xcf\xd3\n")
-    offsets = []
-    for number, body in enumerate(objects, start=1):
-        offsets.append(len(out))
-        out += b"%d 0 obj\n" % number + body + b"\nendobj\n"
-    xref = len(out)
-    out += b"xref\n0 %d\n0000000000 65535 f \n" % (len(objects) + 1)
-    for offset in offsets:
-        out += b"%010d 00000 n \n" % offset
-    out += b"trailer\n<< /Size %d /Root %d 0 R >>\nstartxref\n%d\n%%%%EOF\n" % (len(objects) + 1, root, xref)
-    return bytes(out)
-
-
 def pdfs():
     pages = 20000
     kids = b" ".join(b"%d 0 R" % (3 + i) for i in range(pages))
     objects = [b"<< /Type /Catalog /Pages 2 0 R >>", b"<< /Type /Pages /Kids [" + kids + b"] /Count %d >>" % pages]
     objects += [b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"] * pages
-    yield "flat-20000-pages.pdf", pdf(objects)
+    yield "flat-20000-pages.pdf", pdf_file(objects)
     repeated = b" ".join([b"3 0 R"] * pages)
-    yield "repeated-kid.pdf", pdf([b"<< /Type /Catalog /Pages 2 0 R >>",
-                                   b"<< /Type /Pages /Kids [" + repeated + b"] /Count %d >>" % pages,
-                                   b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"])
+    yield "repeated-kid.pdf", pdf_file([b"<< /Type /Catalog /Pages 2 0 R >>",
+                                        b"<< /Type /Pages /Kids [" + repeated + b"] /Count %d >>" % pages,
+                                        b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"])
     bomb = zlib.compress(b"\0" * (500 << 20), 9)
     streams = [b"<< /Type /ObjStm /N 1 /First 4 /Filter /FlateDecode /Length %d >>\nstream\n" % len(bomb) + bomb +
                b"\nendstream" for _ in range(6)]
-    yield "object-stream-bombs.pdf", pdf([b"<< /Type /Catalog /Pages 2 0 R >>",
-                                          b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-                                          b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"] + streams)
+    yield "object-stream-bombs.pdf", pdf_file([b"<< /Type /Catalog /Pages 2 0 R >>",
+                                               b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+                                               b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"] + streams)
 
 
 def write(folder, name, content):

@@ -4,6 +4,8 @@ the PDF page drawn under the annotations. Plain PDF operators, written by hand, 
 import os
 import sys
 
+from pdf_bytes import one_page_pdf
+
 WIDTH, HEIGHT = 595, 420
 
 
@@ -40,29 +42,9 @@ def content():
 
 
 def main(path):
-    stream = content()
-    objects = [
-        b"<< /Type /Catalog /Pages 2 0 R >>",
-        b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-        ("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 %d %d] /Contents 4 0 R "
-         "/Resources << /Font << /F1 5 0 R /F2 6 0 R >> >> >>" % (WIDTH, HEIGHT)).encode("ascii"),
-        b"<< /Length %d >>\nstream\n" % len(stream) + stream + b"\nendstream",
-        b"<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>",
-        b"<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica-Bold /Encoding /WinAnsiEncoding >>",
-    ]
-    out = bytearray(b"%PDF-1.4\n%\xe2\xe3\xcf\xd3\n")
-    offsets = []
-    for number, body in enumerate(objects, start=1):
-        offsets.append(len(out))
-        out += b"%d 0 obj\n" % number + body + b"\nendobj\n"
-    xref = len(out)
-    out += b"xref\n0 %d\n0000000000 65535 f \n" % (len(objects) + 1)
-    for offset in offsets:
-        out += b"%010d 00000 n \n" % offset
-    out += b"trailer\n<< /Size %d /Root 1 0 R >>\nstartxref\n%d\n%%%%EOF\n" % (len(objects) + 1, xref)
     tmp = path + ".tmp"
     with open(tmp, "wb") as f:
-        f.write(out)
+        f.write(one_page_pdf(content(), WIDTH, HEIGHT))
     os.replace(tmp, path)
 
 

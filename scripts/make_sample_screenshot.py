@@ -8,7 +8,8 @@ import struct
 import subprocess
 import sys
 import tempfile
-import zlib
+
+from pdf_bytes import one_page_pdf, png_chunk
 
 WIDTH, HEIGHT = 560, 360
 K = 0.5523  # circle control-point factor
@@ -70,35 +71,15 @@ def content():
 
 
 def write_pdf(path):
-    stream = content()
-    objects = [
-        b"<< /Type /Catalog /Pages 2 0 R >>",
-        b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-        ("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 %d %d] /Contents 4 0 R "
-         "/Resources << /Font << /F1 5 0 R /F2 6 0 R >> >> >>" % (WIDTH, HEIGHT)).encode("ascii"),
-        b"<< /Length %d >>\nstream\n" % len(stream) + stream + b"\nendstream",
-        b"<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>",
-        b"<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica-Bold /Encoding /WinAnsiEncoding >>",
-    ]
-    out = bytearray(b"%PDF-1.4\n")
-    offsets = []
-    for number, body in enumerate(objects, start=1):
-        offsets.append(len(out))
-        out += b"%d 0 obj\n" % number + body + b"\nendobj\n"
-    xref = len(out)
-    out += b"xref\n0 %d\n0000000000 65535 f \n" % (len(objects) + 1)
-    for offset in offsets:
-        out += b"%010d 00000 n \n" % offset
-    out += b"trailer\n<< /Size %d /Root 1 0 R >>\nstartxref\n%d\n%%%%EOF\n" % (len(objects) + 1, xref)
     with open(path, "wb") as f:
-        f.write(out)
+        f.write(one_page_pdf(content(), WIDTH, HEIGHT))
 
 
 def with_resolution(png, dpi):
     """The PNG with a pHYs chunk (pixels per metre) right after IHDR."""
     per_metre = int(round(dpi / 0.0254))
     data = struct.pack(">IIB", per_metre, per_metre, 1)
-    chunk = struct.pack(">I", len(data)) + b"pHYs" + data + struct.pack(">I", zlib.crc32(b"pHYs" + data) & 0xFFFFFFFF)
+    chunk = png_chunk(b"pHYs", data)
     ihdr_end = 8 + 8 + 13 + 4
     return png[:ihdr_end] + chunk + png[ihdr_end:]
 
