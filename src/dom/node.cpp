@@ -6,6 +6,7 @@
 #include "dom/document.h"
 #include "dom/exceptions.h"
 #include "dom/node_class.h"
+#include "dom/node_json_writer.h"
 #include "dom/notifications.h"
 #include "foundation/main_thread.h"
 #include "foundation/notification_center.h"
@@ -76,13 +77,19 @@ MarqenJSON MarqenDOMNode::dictionaryRepresentation() const {
     MarqenJSON dictionary = MarqenJSON::object();
     dictionary["type"] = jsonType();
     dictionary["guid"] = guid_;
-    MarqenJSON children = MarqenJSON::array();
-    for (const auto &child : children_) {
-        if (child->isAdjustment()) continue;
-        MarqenJSON childDictionary = child->dictionaryRepresentation();
-        if (!childDictionary.is_null()) children.push_back(std::move(childDictionary));
+    if (nodeRepresentationLeavesOutChildren()) {
+        // The writer puts the children in this member's place itself.
+        bool written = std::any_of(children_.begin(), children_.end(), [](const auto &child) { return !child->isAdjustment(); });
+        if (written) dictionary["children"] = childrenPlaceholder();
+    } else {
+        MarqenJSON children = MarqenJSON::array();
+        for (const auto &child : children_) {
+            if (child->isAdjustment()) continue;
+            MarqenJSON childDictionary = child->dictionaryRepresentation();
+            if (!childDictionary.is_null()) children.push_back(std::move(childDictionary));
+        }
+        if (!children.empty()) dictionary["children"] = std::move(children);
     }
-    if (!children.empty()) dictionary["children"] = std::move(children);
     if (!metadata_.empty()) dictionary["metadata"] = metadata_;
     if (!CGAffineTransformIsIdentity(transform_)) dictionary["transform"] = NSDictionaryFromCGAffineTransform(transform_);
     if (labelGUID_) dictionary["labelGuid"] = *labelGUID_;

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "dom/node_json_writer.h"
 #include "foundation/atomic_file.h"
 
 namespace marqen {
@@ -10,6 +11,15 @@ namespace marqen {
 MarqenJSON MarqenDOMJSONContent::dictionaryRepresentation() const {
     if (isMultiPage) return pages->dictionaryRepresentation();
     return pages->pages().at(0)->dictionaryRepresentation();
+}
+
+std::string MarqenDOMJSONContent::JSONText(int indent) const {
+    std::string text;
+    if (isMultiPage)
+        appendMultiPageDocumentJSONText(text, *pages, indent);
+    else
+        appendNodeJSONText(text, *pages->pages().at(0), indent);
+    return text;
 }
 
 bool MarqenReadWholeFile(const std::string &path, size_t maximumSize, std::string *bytes, MarqenError *error) {

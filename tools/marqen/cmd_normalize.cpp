@@ -21,13 +21,14 @@ int run(const std::vector<std::string> &args) {
             failure(input + ": " + std::to_string(missing.size()) + " bitmap resource" + (missing.size() == 1 ? "" : "s") +
                     " not loaded, first " + missing.front());
     }
-    MarqenJSON canonical;
+    std::string canonical;
     try {
-        canonical = content.dictionaryRepresentation();
+        canonical = content.JSONText(2);
     } catch (const std::logic_error &error) {
         failure(input + ": " + error.what());
     }
-    writeFileAtomically(output, canonical.dump(2, ' ', false, MarqenJSON::error_handler_t::replace) + "\n");
+    canonical += "\n";
+    writeFileAtomically(output, canonical);
     return kExitSuccess;
 }
 

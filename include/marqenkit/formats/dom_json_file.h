@@ -22,6 +22,10 @@ struct MARQEN_EXPORT MarqenDOMJSONContent {
     std::shared_ptr<MarqenDOMMultiPageDocument> pages;
 
     MarqenJSON dictionaryRepresentation() const;
+    // The same as dictionaryRepresentation().dump(indent) with strings that are not UTF-8 written with
+    // U+FFFD, written straight from the nodes without a second copy of the document as JSON values
+    // (a negative indent: compact). Main thread. Throws what dictionaryRepresentation() throws.
+    std::string JSONText(int indent = -1) const;
 };
 
 // Files larger than this are refused before they are read.
