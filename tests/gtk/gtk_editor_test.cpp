@@ -9,6 +9,7 @@
 #include <functional>
 #include <fstream>
 
+#include <marqenkit/dom/bitmap.h>
 #include <marqenkit/dom/layer.h>
 #include <marqenkit/dom/rectangle.h>
 #include <marqenkit/dom/text.h>
@@ -57,6 +58,61 @@ GtkApplication *application() {
     }();
     return app;
 }
+
+// The drag source of another application (a separate X client built with the tests), started on a file
+// or a picture; its window sits at the screen's top left, above the editor's.
+struct DragSourceProcess {
+    GSubprocess *process = nullptr;
+    unsigned long window = 0;
+    std::string output;
+
+    DragSourceProcess(const char *mode, const std::filesystem::path &path) {
+        GError *error = nullptr;
+        process = g_subprocess_new(G_SUBPROCESS_FLAGS_STDOUT_PIPE, &error, MARQEN_DRAG_SOURCE, mode, path.c_str(), nullptr);
+        if (!process) {
+            ADD_FAILURE() << error->message;
+            g_error_free(error);
+            return;
+        }
+        iterateUntil([&] { return readOutput() && output.find("ready ") != std::string::npos; }, 10);
+        const size_t at = output.find("ready ");
+        if (at != std::string::npos) window = std::stoul(output.substr(at + 6));
+    }
+    ~DragSourceProcess() {
+        if (!process) return;
+        g_subprocess_force_exit(process);
+        g_subprocess_wait(process, nullptr, nullptr);
+        g_object_unref(process);
+    }
+    // Takes what the process printed so far; false once its output is closed.
+    bool readOutput() {
+        GInputStream *stream = g_subprocess_get_stdout_pipe(process);
+        char buffer[256];
+        for (;;) {
+            const gssize count = g_pollable_input_stream_read_nonblocking(G_POLLABLE_INPUT_STREAM(stream), buffer,
+                                                                         sizeof buffer, nullptr, nullptr);
+            if (count <= 0) return count != 0;
+            output.append(buffer, size_t(count));
+        }
+    }
+    // A real drag through the X server: pressed in the source's window, moved in steps onto the point of
+    // the widget, released there.
+    void dragTo(GtkWidget *widget, marqen::CGPoint to) {
+        int fromX = 0, fromY = 0;
+        ASSERT_TRUE(xinput::screenPointOfWindow(window, 60, 60, &fromX, &fromY));
+        xinput::moveToScreen(fromX, fromY);
+        xinput::press();
+        // Past the drag threshold within the source first, then over to the target.
+        xinput::moveToScreen(fromX + 20, fromY + 20);
+        for (int step = 1; step <= 10; ++step) {
+            const double t = step / 10.0;
+            xinput::moveTo(widget, to.x * t + 5 * (1 - t), to.y * t + 5 * (1 - t));
+        }
+        xinput::moveTo(widget, to.x, to.y);
+        xinput::release();
+        iterateUntil([&] { return !readOutput() || output.find("dropped") != std::string::npos; }, 5);
+    }
+};
 
 struct EditorFixture : ::testing::Test {
     GtkWindow *window = nullptr;
@@ -306,6 +362,64 @@ TEST_F(EditorFixture, OneHistorySpansThePagesAndUndoShowsThePageOfTheStep) {
     EXPECT_EQ(marqen_gtk_composition_view_get_current_page(pages), 1u);
     EXPECT_EQ(second->annotationLayer()->children().size(), before + 1);
     EXPECT_EQ(first->dictionaryRepresentation().dump(), firstPage);  // the first page was never touched
+}
+
+TEST_F(EditorFixture, AFileAndAPictureDraggedFromAnotherApplicationBecomePictures) {
+    if (!xinput::available()) GTEST_SKIP() << "no XTest";
+    auto writePicture = [](const std::filesystem::path &path, int width, int height, marqen::MarqenRGBAColor color) {
+        auto image = marqen::MarqenImage::create(width, height);
+        auto context = marqen::MarqenGraphicsContext::createForImage(image);
+        context->setFillColor(color);
+        context->fillRect(marqen::CGRectMake(0, 0, width, height));
+        context.reset();
+        return marqen::MarqenImageWriteToFile(*image, path, marqen::MarqenImageFormat::PNG);
+    };
+    const auto directory = scratchDirectory() / "drops";
+    std::filesystem::create_directories(directory);
+    const auto page = directory / "page.png", file = directory / "red.png", picture = directory / "green.png";
+    ASSERT_TRUE(writePicture(page, 600, 400, {0.2, 0.4, 0.7, 1}));
+    ASSERT_TRUE(writePicture(file, 60, 40, {1, 0, 0, 1}));
+    ASSERT_TRUE(writePicture(picture, 50, 30, {0, 1, 0, 1}));
+    open(page);
+    auto document = marqen_gtk_document_view_get_document(view);
+
+    // A file dragged from the other application lands as a picture centred where it is dropped.
+    {
+        DragSourceProcess source("--file", file);
+        ASSERT_NE(source.window, 0u) << source.output;
+        source.dragTo(GTK_WIDGET(view), viewPoint({400, 250}));
+        ASSERT_TRUE(iterateUntil([&] { return document->annotationLayer()->children().size() == 1; }, 5)) << source.output;
+    }
+    auto dropped = std::dynamic_pointer_cast<marqen::MarqenDOMBitmap>(document->annotationLayer()->children().front());
+    ASSERT_TRUE(dropped);
+    EXPECT_NEAR(marqen::CGRectGetMidX(dropped->frame()), 400, 3);
+    EXPECT_NEAR(marqen::CGRectGetMidY(dropped->frame()), 250, 3);
+    EXPECT_NEAR(dropped->frame().size.width, 60, 0.5);
+    g_autofree char *name = marqen_gtk_document_view_dup_undo_name(view);
+    EXPECT_STREQ(name, "Drop");
+
+    // A picture (a texture, no file) dragged over becomes a picture too.
+    {
+        DragSourceProcess source("--texture", picture);
+        ASSERT_NE(source.window, 0u) << source.output;
+        source.dragTo(GTK_WIDGET(view), viewPoint({150, 120}));
+        ASSERT_TRUE(iterateUntil([&] { return document->annotationLayer()->children().size() == 2; }, 5)) << source.output;
+    }
+    auto pasted = std::dynamic_pointer_cast<marqen::MarqenDOMBitmap>(document->annotationLayer()->children().back());
+    ASSERT_TRUE(pasted && pasted->image());
+    EXPECT_EQ(pasted->image()->width(), 50);
+
+    // Saved in place, the file carries both pictures as annotations, over the page's own picture.
+    GError *error = nullptr;
+    ASSERT_TRUE(marqen::edit::editorWindowSave(window, &error)) << (error ? error->message : "");
+    std::optional<marqen::MarqenExportFormat> format;
+    marqen::MarqenError failure;
+    auto reopened = marqen::CoreMarqenDocument::initWithURL(page, &format, &failure);
+    ASSERT_TRUE(reopened) << failure.description();
+    auto saved = reopened->documentComposition()->documents().front();
+    ASSERT_EQ(saved->annotationLayer()->children().size(), 2u);
+    for (const auto &node : saved->annotationLayer()->children()) EXPECT_TRUE(std::dynamic_pointer_cast<marqen::MarqenDOMBitmap>(node));
+    EXPECT_EQ(saved->backgroundLayer()->children().size(), 1u);
 }
 
 TEST_F(EditorFixture, TheLastSessionsDocumentComesBackWithItsEdits) {

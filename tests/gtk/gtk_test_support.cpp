@@ -126,6 +126,17 @@ void moveTo(GtkWidget *widget, double x, double y) {
     settle();
 }
 
+void moveToScreen(int x, int y) {
+    if (Display *display = xDisplay()) XTestFakeMotionEvent(display, -1, x, y, CurrentTime);
+    settle();
+}
+
+bool screenPointOfWindow(unsigned long window, int x, int y, int *screenX, int *screenY) {
+    Display *display = xDisplay();
+    Window child = 0;
+    return display && XTranslateCoordinates(display, Window(window), DefaultRootWindow(display), x, y, screenX, screenY, &child);
+}
+
 void press(int button) {
     if (Display *display = xDisplay()) XTestFakeButtonEvent(display, unsigned(button), True, CurrentTime);
     settle();

@@ -40,6 +40,9 @@ void drag(GtkWidget *widget, double fromX, double fromY, double toX, double toY,
 // A key by its keysym, with Shift, Control or Alt held.
 void key(guint keyval, bool shift = false, bool control = false, bool alt = false);
 void type(const std::string &text);
+// The pointer to a point of the screen; a point of another client's window (its X id) on the screen.
+void moveToScreen(int x, int y);
+bool screenPointOfWindow(unsigned long window, int x, int y, int *screenX, int *screenY);
 }  // namespace xinput
 
 }  // namespace marqen::gtktest
