@@ -10,6 +10,7 @@
 #include "editing/tools_model.h"
 #include "foundation/geometry_functions.h"
 #include "foundation/localization.h"
+#include "foundation/resource_budget.h"
 #include "foundation/undo_manager.h"
 #include "interaction/document_view.h"
 #include "interaction/element_geometry.h"
@@ -206,6 +207,22 @@ bool MarqenDocumentView::resizeCanvas(CGFloat scale, MarqenError *error) {
     if (size.width == frame.size.width && size.height == frame.size.height)
         return marqenFail(error, kMarqenDocumentViewErrorDomain, MarqenDocumentViewErrorNothingToDo,
                           "The page keeps its size");
+    // The pictures are resampled with the page, so their new pixels count against the document's budget
+    // before any work: repeated enlargements would otherwise grow them without bound.
+    if (const uint64_t pixelBudget = MarqenCurrentResourceBudget().decodedPixelsPerDocument) {
+        const double areaScale = (size.width / frame.size.width) * (size.height / frame.size.height);
+        double resizedPixels = 0;
+        for (const auto &bitmap : document_->allBitmaps()) {
+            const CGRect visible = bitmap->image() ? bitmap->visiblePixelRect() : CGRectZero;
+            resizedPixels += visible.size.width * visible.size.height * areaScale;
+        }
+        if (resizedPixels > double(pixelBudget))
+            return marqenFail(error, kMarqenDocumentViewErrorDomain, MarqenDocumentViewErrorInvalidArgument,
+                              MarqenBudgetExceededText("the resized pictures' " +
+                                                           std::to_string(uint64_t(std::ceil(resizedPixels))) +
+                                                           " pixels",
+                                                       "decoded pixels per document", pixelBudget));
+    }
     if (document_->resourceCoordinator() && !storePicturesForUndo(document_->allBitmaps(), error)) return false;
     // Everything scales about the frame's origin, by the factors that make the sides whole.
     CGAffineTransform t = CGAffineTransformMakeTranslation(frame.origin.x, frame.origin.y);

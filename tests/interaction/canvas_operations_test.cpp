@@ -10,6 +10,7 @@
 #include "editing/tools_model.h"
 #include "foundation/notification_center.h"
 #include "foundation/queues.h"
+#include "foundation/resource_budget.h"
 #include "foundation/undo_manager.h"
 #include "formats/directory_resource_coordinator.h"
 #include "interaction/document_view.h"
@@ -211,4 +212,26 @@ TEST_F(CanvasOperationsTest, ResizeCanvasScalesEverythingWithinTheLimits) {
     EXPECT_FALSE(view.resizeCanvas(0, &error));
     EXPECT_FALSE(view.resizeCanvas(NAN, &error));
     EXPECT_EQ(json(), before);
+}
+
+// Enlarging resamples the pictures: the result must fit the decoded pixels budget, checked before any work.
+TEST_F(CanvasOperationsTest, ResizeCanvasKeepsThePicturesWithinTheDecodedPixelsBudget) {
+    struct BudgetInForce {
+        MarqenResourceBudget previous = MarqenCurrentResourceBudget();
+        explicit BudgetInForce(uint64_t pixels) {
+            MarqenResourceBudget budget = previous;
+            budget.decodedPixelsPerDocument = pixels;
+            MarqenSetResourceBudget(budget);
+        }
+        ~BudgetInForce() { MarqenSetResourceBudget(previous); }
+    } budget(40 * 30 * 4);  // the 40 x 30 picture may double its sides, no more
+    MarqenError error;
+    const std::string before = json();
+    EXPECT_FALSE(view.resizeCanvas(2.5, &error));
+    EXPECT_EQ(error.localizedDescription(),
+              "the resized pictures' 7500 pixels exceeds the decoded pixels per document budget (4800)");
+    EXPECT_EQ(json(), before);
+    EXPECT_TRUE(view.resizeCanvas(2, &error));
+    document->waitForOperationsToFinish();
+    EXPECT_EQ(background()->image()->width(), 80);
 }
