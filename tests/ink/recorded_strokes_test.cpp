@@ -11,6 +11,7 @@
 
 #include "foundation/svg_path/svg_path_writer.h"
 #include "ink/path_fitter.h"
+#include "ink/rite_point_filter.h"
 #include "ink/stroke_fixture.h"
 #include "support/test_support.h"
 
@@ -33,6 +34,18 @@ std::string floatText(double value) {
     return buffer;
 }
 
+// One line per path element: "m" or "c" and its points.
+std::string elementLines(const MarqenBezierPath &path) {
+    std::ostringstream out;
+    for (const MarqenPathElement &element : path.elements()) {
+        out << (element.type == MarqenPathElementType::MoveToPoint ? "m" : "c");
+        for (int i = 0; i < element.pointCount(); ++i)
+            out << " " << floatText(element.points[i].x) << " " << floatText(element.points[i].y);
+        out << "\n";
+    }
+    return out.str();
+}
+
 std::string describe(const Fixture &fixture) {
     RecordedStroke stroke = readRecordedStroke(fixture.name);
     if (fixture.sampleLimit && stroke.samples.size() > fixture.sampleLimit) stroke.samples.resize(fixture.sampleLimit);
@@ -43,12 +56,7 @@ std::string describe(const Fixture &fixture) {
     out << "# " << fixture.name << ": " << stroke.samples.size() << " samples, " << filtered.size()
         << " filtered points, width " << stroke.width << "\n";
     for (const CGPoint &p : filtered) out << "f " << p.x << " " << p.y << "\n";
-    for (const MarqenPathElement &element : path.elements()) {
-        out << (element.type == MarqenPathElementType::MoveToPoint ? "m" : "c");
-        for (int i = 0; i < element.pointCount(); ++i)
-            out << " " << floatText(element.points[i].x) << " " << floatText(element.points[i].y);
-        out << "\n";
-    }
+    out << elementLines(path);
     out << "d " << BezierToSvg::pathDataFromCGPath(path) << "\n";
     return out.str();
 }
@@ -66,24 +74,60 @@ std::vector<std::string> lines(const std::string &text) {
     return result;
 }
 
+// Compares actual with tests/data/ink/<name>.expected line by line (or rewrites the file, see above).
+void expectPinned(const std::string &name, const std::string &actual) {
+    std::filesystem::path expectedPath = sourceDir() / "tests/data/ink" / (name + ".expected");
+    if (std::getenv("MARQEN_UPDATE_INK_FIXTURES") != nullptr && readFile(expectedPath) != actual) {
+        // A rewrite never passes: the new file is compared on the next run, after its diff is read.
+        writeFile(expectedPath, actual);
+        ADD_FAILURE() << "rewrote " << expectedPath << "; review the change and run again without the switch";
+        return;
+    }
+    std::vector<std::string> expectedLines = lines(readFile(expectedPath)), actualLines = lines(actual);
+    ASSERT_EQ(actualLines.size(), expectedLines.size());
+    for (size_t i = 0; i < actualLines.size(); ++i) ASSERT_EQ(actualLines[i], expectedLines[i]) << "line " << i + 1;
+}
+
+// An Archimedean spiral through the ink filter, samples every 2 units of arc length and turns 6 units
+// apart: a long stroke without corners, so the fitter splits one piece of every point again and again.
+// The samples are rounded to 1/64 so that a last-bit difference of the sine never shows.
+std::vector<CGPoint> filteredSpiral(size_t count) {
+    MarqenRitePointFilter filter;
+    double angle = 0;
+    const double growth = 6 / (2 * M_PI);
+    for (size_t i = 0; filter.filteredPoints().size() < count && i < 20 * count; ++i) {
+        double radius = 40 + growth * angle;
+        filter.filterPoint({std::round((1000 + radius * std::cos(angle)) * 64) / 64,
+                            std::round((1000 + radius * std::sin(angle)) * 64) / 64});
+        angle += 2 / radius;
+    }
+    std::vector<CGPoint> points = filter.filteredPoints();
+    points.resize(std::min(points.size(), count));
+    return points;
+}
+
 }  // namespace
 
 TEST(RecordedStrokes, FilterAndFitterOutputArePinned) {
-    const bool update = std::getenv("MARQEN_UPDATE_INK_FIXTURES") != nullptr;
     for (const Fixture &fixture : kFixtures) {
         SCOPED_TRACE(fixture.name);
-        std::filesystem::path expectedPath = sourceDir() / "tests/data/ink" / (std::string(fixture.name) + ".expected");
-        std::string actual = describe(fixture);
-        if (update && readFile(expectedPath) != actual) {
-            // A rewrite never passes: the new file is compared on the next run, after its diff is read.
-            writeFile(expectedPath, actual);
-            ADD_FAILURE() << "rewrote " << expectedPath << "; review the change and run again without the switch";
-            continue;
-        }
-        std::vector<std::string> expectedLines = lines(readFile(expectedPath)), actualLines = lines(actual);
-        ASSERT_EQ(actualLines.size(), expectedLines.size());
-        for (size_t i = 0; i < actualLines.size(); ++i) ASSERT_EQ(actualLines[i], expectedLines[i]) << "line " << i + 1;
+        expectPinned(fixture.name, describe(fixture));
     }
+}
+
+TEST(RecordedStrokes, FittedPathsOfLongStrokesArePinned) {
+    // The whole recorded writing (the fixture above pins its first samples with the filter's output)...
+    RecordedStroke writing = readRecordedStroke("writing_10000");
+    MarqenBezierPath path = MarqenPathFitter::pathForStroke(filteredStroke(writing), static_cast<float>(writing.width));
+    EXPECT_GT(path.elementCount(), 400);
+    expectPinned("writing_10000_path", elementLines(path));
+
+    // ...and a smooth spiral of 10,000 points, whose fit splits deep and unevenly.
+    std::vector<CGPoint> spiral = filteredSpiral(10000);
+    ASSERT_EQ(spiral.size(), 10000u);
+    path = MarqenPathFitter::pathForStroke(spiral, 5);
+    EXPECT_GT(path.elementCount(), 100);
+    expectPinned("spiral_10000_path", elementLines(path));
 }
 
 TEST(RecordedStrokes, FittedCurvesStayNearTheSmoothedPoints) {
