@@ -1,10 +1,6 @@
 #include "formats/dom_json_file.h"
 
-#include <filesystem>
-#include <fstream>
-
 #include "dom/node_json_writer.h"
-#include "foundation/atomic_file.h"
 
 namespace marqen {
 
@@ -20,24 +16,6 @@ std::string MarqenDOMJSONContent::JSONText(int indent) const {
     else
         appendNodeJSONText(text, *pages->pages().at(0), indent);
     return text;
-}
-
-bool MarqenReadWholeFile(const std::string &path, size_t maximumSize, std::string *bytes, MarqenError *error) {
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(path, ec))
-        return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable,
-                          "cannot read " + path + ": no such file");
-    auto size = std::filesystem::file_size(path, ec);
-    if (ec) return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable, "cannot read " + path);
-    if (size > maximumSize)
-        return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable,
-                          "cannot read " + path + ": file too large (" + std::to_string(size) + " bytes)");
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnreadable, "cannot read " + path);
-    bytes->assign(static_cast<size_t>(size), '\0');
-    in.read(bytes->data(), static_cast<std::streamsize>(size));
-    bytes->resize(static_cast<size_t>(in.gcount()));
-    return true;
 }
 
 std::optional<MarqenDOMJSONContent> MarqenReadDOMJSON(const std::string &text, MarqenError *error) {
@@ -80,13 +58,6 @@ std::optional<MarqenDOMJSONContent> MarqenReadDOMJSONFile(const std::string &pat
     auto content = MarqenReadDOMJSON(text, error);
     if (!content && error) error->userInfo[kMarqenLocalizedDescriptionKey] = path + ": " + error->localizedDescription();
     return content;
-}
-
-bool MarqenWriteFileAtomically(const std::string &path, const std::string &bytes, MarqenError *error) {
-    std::string reason;
-    if (writeFileAtomically(path, bytes, &reason)) return true;
-    return marqenFail(error, MarqenDOMJSONFileErrorDomain, kMarqenDOMJSONFileUnwritable,
-                      "cannot write " + path + ": " + reason);
 }
 
 }  // namespace marqen

@@ -21,6 +21,10 @@ if find "$PREFIX/include/marqenkit" -name '*.h' -print0 | xargs -0 grep -lE \
   echo "a public header includes a third-party header"; exit 1
 fi
 
+# The installed command line runs its PDF commands itself and finds the program that holds the others.
+"$PREFIX/bin/marqen" pdf-info --help | grep -q '^usage: marqen pdf-info'
+"$PREFIX/bin/marqen" --help | grep -q '^  normalize '
+
 cmake -S "$HOST_SOURCE" -B "$WORK/cmake-host" -G Ninja -DCMAKE_PREFIX_PATH="$PREFIX" \
   -DCMAKE_CXX_FLAGS="$EXTRA_FLAGS" -DCMAKE_EXE_LINKER_FLAGS="$EXTRA_FLAGS" >/dev/null
 cmake --build "$WORK/cmake-host" >/dev/null

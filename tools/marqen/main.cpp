@@ -1,6 +1,11 @@
 // marqen: the library's main job from a shell.
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -26,10 +31,35 @@ void printOverview(std::ostream &out) {
     out << "\n'marqen COMMAND --help' describes one command.\n";
 }
 
+#ifdef MARQEN_CLI_DELEGATES_OTHER_COMMANDS
+// This program holds the PDF commands only; the overview and every other command are run by
+// marqen-commands, found beside this program (build tree) or under libexec (installed). Returns only
+// when it cannot be started.
+int runAllCommandsProgram(char **argv) {
+    std::error_code error;
+    std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    std::filesystem::path folder = error ? std::filesystem::path(argv[0]).parent_path() : self.parent_path();
+    if (folder.empty()) folder = ".";
+    const std::filesystem::path candidates[] = {folder / "marqen-commands",
+                                                folder / MARQEN_CLI_COMMANDS_RELATIVE_DIR / "marqen-commands"};
+    int reason = ENOENT;
+    for (const std::filesystem::path &candidate : candidates) {
+        ::execv(candidate.c_str(), argv);
+        if (errno != ENOENT) reason = errno;
+    }
+    std::cerr << "marqen: cannot start " << candidates[1].lexically_normal().string() << ": " << std::strerror(reason)
+              << '\n';
+    return marqen::cli::kExitFailure;
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char **argv) {
     using namespace marqen::cli;
+#ifdef MARQEN_CLI_DELEGATES_OTHER_COMMANDS
+    if (argc < 2 || commandTable().count(argv[1]) == 0) return runAllCommandsProgram(argv);
+#endif
     StderrLog log;
     marqen::CoreMarqenLog::sharedCoreMarqenLog().setDelegate(&log);
     // Files named on a command line may come from anyone: every operation works within a budget.
