@@ -118,6 +118,40 @@ bool groupInkExtents(cairo_t *cr, cairo_pattern_t *pattern, double box[4]) {
     return box[2] > box[0] && box[3] > box[1];
 }
 
+// The alpha of a raster group, copied into an A8 mask whose pixel (0, 0) lies at device (x0, y0):
+// what painting the group into the mask would give when group and mask pixels line up one to one,
+// without Cairo compositing the whole mask. False when they do not line up (the caller paints).
+bool copyGroupAlpha(cairo_pattern_t *pattern, const double box[4], double x0, double y0, cairo_surface_t *mask) {
+    cairo_surface_t *surface = nullptr;
+    if (cairo_pattern_get_surface(pattern, &surface) != CAIRO_STATUS_SUCCESS ||
+        cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE ||
+        cairo_image_surface_get_format(surface) != CAIRO_FORMAT_ARGB32)
+        return false;
+    double dx = 0, dy = 0, sx = 1, sy = 1;
+    cairo_surface_get_device_offset(surface, &dx, &dy);
+    cairo_surface_get_device_scale(surface, &sx, &sy);
+    if (sx != 1 || sy != 1 || dx != std::floor(dx) || dy != std::floor(dy)) return false;
+    const int surfaceWidth = cairo_image_surface_get_width(surface), surfaceHeight = cairo_image_surface_get_height(surface);
+    const int firstX = static_cast<int>(box[0] + dx), lastX = static_cast<int>(box[2] + dx);
+    const int firstY = static_cast<int>(box[1] + dy), lastY = static_cast<int>(box[3] + dy);
+    const int maskX = static_cast<int>(box[0] - x0), maskY = static_cast<int>(box[1] - y0);
+    if (firstX < 0 || firstY < 0 || lastX > surfaceWidth || lastY > surfaceHeight || maskX < 0 || maskY < 0 ||
+        maskX + (lastX - firstX) > cairo_image_surface_get_width(mask) ||
+        maskY + (lastY - firstY) > cairo_image_surface_get_height(mask))
+        return false;
+    cairo_surface_flush(mask);
+    const unsigned char *data = cairo_image_surface_get_data(surface);
+    const int stride = cairo_image_surface_get_stride(surface), maskStride = cairo_image_surface_get_stride(mask);
+    unsigned char *maskData = cairo_image_surface_get_data(mask);
+    for (int y = firstY; y < lastY; ++y) {
+        const auto *row = reinterpret_cast<const uint32_t *>(data + static_cast<size_t>(y) * stride);
+        unsigned char *out = maskData + static_cast<size_t>(maskY + y - firstY) * maskStride + maskX;
+        for (int x = firstX; x < lastX; ++x) out[x - firstX] = static_cast<unsigned char>(row[x] >> 24);
+    }
+    cairo_surface_mark_dirty(mask);
+    return true;
+}
+
 }  // namespace
 
 MarqenGraphicsContext::MarqenGraphicsContext(cairo_t *context) : context_(cairo_reference(context)) {}
@@ -554,15 +588,19 @@ void MarqenGraphicsContext::compositeGroup(void *patternPointer, CGFloat alpha, 
         if (pixels > 0 && pixels <= 64.0 * 1024 * 1024) {
             const int w = static_cast<int>(width * scale), h = static_cast<int>(height * scale);
             cairo_surface_t *mask = cairo_image_surface_create(CAIRO_FORMAT_A8, w, h);
-            cairo_t *maskContext = cairo_create(mask);
-            cairo_matrix_t ctm, toMask;
-            cairo_get_matrix(context_, &ctm);
-            cairo_matrix_init(&toMask, scale, 0, 0, scale, -x0 * scale, -y0 * scale);
-            cairo_matrix_multiply(&ctm, &ctm, &toMask);
-            cairo_set_matrix(maskContext, &ctm);
-            cairo_set_source(maskContext, pattern);
-            cairo_paint(maskContext);
-            cairo_destroy(maskContext);
+            // The group's pattern maps device pixels to its own one to one, whatever the CTM; at one
+            // mask pixel per device pixel its alpha is copied, otherwise painted at the mask's scale.
+            if (scale != 1 || !copyGroupAlpha(pattern, box, x0, y0, mask)) {
+                cairo_t *maskContext = cairo_create(mask);
+                cairo_matrix_t ctm, toMask;
+                cairo_get_matrix(context_, &ctm);
+                cairo_matrix_init(&toMask, scale, 0, 0, scale, -x0 * scale, -y0 * scale);
+                cairo_matrix_multiply(&ctm, &ctm, &toMask);
+                cairo_set_matrix(maskContext, &ctm);
+                cairo_set_source(maskContext, pattern);
+                cairo_paint(maskContext);
+                cairo_destroy(maskContext);
+            }
             cairo_surface_flush(mask);
             MarqenBlurAlphaMask(cairo_image_surface_get_data(mask), w, h, cairo_image_surface_get_stride(mask),
                                 sigma * scale);

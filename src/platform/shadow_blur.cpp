@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 namespace marqen {
@@ -41,46 +42,94 @@ struct BoxMean {
     uint32_t window, reciprocal;
 };
 
-// One box pass of radius r from `count` contiguous samples into samples `step` bytes apart;
-// outside counts as zero.
-void boxPass(const uint8_t *src, uint8_t *dst, int count, size_t step, int r) {
-    const BoxMean mean(2 * r + 1);
+// The index of the first non-zero sample in [from, count), or count; eight samples at a time.
+int firstNonZero(const uint8_t *samples, int from, int count) {
+    int i = from;
+    for (; i + 8 <= count; i += 8) {
+        uint64_t word;
+        std::memcpy(&word, samples + i, sizeof word);
+        if (word) break;
+    }
+    while (i < count && !samples[i]) ++i;
+    return i;
+}
+
+// One box pass of radius r along a row of `count` samples; outside counts as zero. A shadow mask is
+// mostly empty (the inside of a stroked outline, the margins), so runs whose window holds nothing
+// are jumped over: their output is zero, as their input already is (src and dst hold the same row).
+void boxPassRow(const uint8_t *src, uint8_t *dst, int count, int r, const BoxMean &mean) {
     uint32_t sum = 0;
     for (int i = 0; i <= std::min(r, count - 1); ++i) sum += src[i];
-    for (int i = 0; i < count; ++i) {
-        dst[static_cast<size_t>(i) * step] = mean(sum);
-        int incoming = i + r + 1, outgoing = i - r;
-        if (incoming < count) sum += src[incoming];
-        if (outgoing >= 0) sum -= src[outgoing];
+    int i = 0;
+    while (i < count) {
+        if (sum == 0) {
+            // The window of i is empty: the next output that is not zero is the first whose window
+            // reaches the next ink sample.
+            const int next = firstNonZero(src, std::min(i + r + 1, count), count);
+            if (next >= count) return;
+            i = next - r;
+            sum = src[next];
+        }
+        // Inside the row, where the window lies wholly within it, the edges need no tests.
+        const int end = std::min(count - r - 1, count);
+        while (i < count && sum != 0) {
+            dst[i] = mean(sum);
+            if (i >= r && i < end) {
+                sum += static_cast<uint32_t>(src[i + r + 1]) - src[i - r];
+            } else {
+                if (i + r + 1 < count) sum += src[i + r + 1];
+                if (i - r >= 0) sum -= src[i - r];
+            }
+            ++i;
+        }
     }
 }
 
 // One box pass of radius r down every column at once, row after row, so memory is read in order.
-// The arithmetic is boxPass's, column by column.
+// The arithmetic is boxPassRow's, column by column. Columns are taken in blocks; a block whose
+// window of rows holds no ink is skipped: its sums stay zero and its output is zero, as its input is.
 void boxPassDown(uint8_t *pixels, int width, int height, int stride, int r, std::vector<uint8_t> &copy,
-                 std::vector<uint32_t> &sums) {
-    const size_t w = static_cast<size_t>(width);
-    for (int y = 0; y < height; ++y)
-        std::copy(pixels + static_cast<size_t>(y) * stride, pixels + static_cast<size_t>(y) * stride + w,
-                  copy.begin() + static_cast<std::ptrdiff_t>(y * w));
+                 std::vector<uint32_t> &sums, std::vector<uint8_t> &inked, std::vector<int> &inkedRows) {
+    constexpr size_t kBlock = 64;
+    const size_t w = static_cast<size_t>(width), blocks = (w + kBlock - 1) / kBlock;
+    for (int y = 0; y < height; ++y) {
+        const uint8_t *row = pixels + static_cast<size_t>(y) * stride;
+        uint8_t *rowCopy = copy.data() + y * w;
+        uint8_t *rowInked = inked.data() + y * blocks;
+        for (size_t b = 0; b < blocks; ++b) {
+            const size_t x0 = b * kBlock, n = std::min(kBlock, w - x0);
+            std::memcpy(rowCopy + x0, row + x0, n);
+            rowInked[b] = firstNonZero(row + x0, 0, static_cast<int>(n)) < static_cast<int>(n);
+        }
+    }
     const BoxMean mean(2 * r + 1);
     std::fill(sums.begin(), sums.begin() + static_cast<std::ptrdiff_t>(w), 0);
-    for (int y = 0; y <= std::min(r, height - 1); ++y) {
+    std::fill(inkedRows.begin(), inkedRows.begin() + static_cast<std::ptrdiff_t>(blocks), 0);
+    auto add = [&](int y, bool subtract) {
         const uint8_t *row = copy.data() + y * w;
-        for (size_t x = 0; x < w; ++x) sums[x] += row[x];
-    }
+        const uint8_t *rowInked = inked.data() + y * blocks;
+        for (size_t b = 0; b < blocks; ++b) {
+            if (!rowInked[b]) continue;
+            const size_t x0 = b * kBlock, x1 = std::min(w, x0 + kBlock);
+            if (subtract) {
+                for (size_t x = x0; x < x1; ++x) sums[x] -= row[x];
+                --inkedRows[b];
+            } else {
+                for (size_t x = x0; x < x1; ++x) sums[x] += row[x];
+                ++inkedRows[b];
+            }
+        }
+    };
+    for (int y = 0; y <= std::min(r, height - 1); ++y) add(y, false);
     for (int y = 0; y < height; ++y) {
         uint8_t *out = pixels + static_cast<size_t>(y) * stride;
-        mean.row(sums.data(), out, w);
-        int incoming = y + r + 1, outgoing = y - r;
-        if (incoming < height) {
-            const uint8_t *row = copy.data() + incoming * w;
-            for (size_t x = 0; x < w; ++x) sums[x] += row[x];
+        for (size_t b = 0; b < blocks; ++b) {
+            if (!inkedRows[b]) continue;
+            const size_t x0 = b * kBlock;
+            mean.row(sums.data() + x0, out + x0, std::min(kBlock, w - x0));
         }
-        if (outgoing >= 0) {
-            const uint8_t *row = copy.data() + outgoing * w;
-            for (size_t x = 0; x < w; ++x) sums[x] -= row[x];
-        }
+        if (y + r + 1 < height) add(y + r + 1, false);
+        if (y - r >= 0) add(y - r, true);
     }
 }
 
@@ -90,18 +139,21 @@ void MarqenBlurAlphaMask(uint8_t *pixels, int width, int height, int stride, dou
     if (!(sigma > 0.2) || width <= 0 || height <= 0) return;
     int sizes[3];
     boxSizes(sigma, sizes);
-    std::vector<uint8_t> line(static_cast<size_t>(width));
-    std::vector<uint8_t> copy(static_cast<size_t>(width) * static_cast<size_t>(height));
-    std::vector<uint32_t> sums(static_cast<size_t>(width));
+    const size_t w = static_cast<size_t>(width), h = static_cast<size_t>(height);
+    std::vector<uint8_t> line(w), copy(w * h), inked(h * ((w + 63) / 64));
+    std::vector<uint32_t> sums(w);
+    std::vector<int> inkedRows((w + 63) / 64);
     for (int size : sizes) {
         const int r = (size - 1) / 2;
         if (r <= 0) continue;
+        const BoxMean mean(size);
         for (int y = 0; y < height; ++y) {
             uint8_t *row = pixels + static_cast<size_t>(y) * stride;
+            if (firstNonZero(row, 0, width) == width) continue;  // an empty row stays empty
             std::copy(row, row + width, line.begin());
-            boxPass(line.data(), row, width, 1, r);
+            boxPassRow(line.data(), row, width, r, mean);
         }
-        boxPassDown(pixels, width, height, stride, r, copy, sums);
+        boxPassDown(pixels, width, height, stride, r, copy, sums, inked, inkedRows);
     }
 }
 

@@ -61,16 +61,32 @@ TEST(MarqenBlurAlphaMask, MatchesThePlainBoxBlurExactly) {
     const struct {
         int width, height, stride;
         double sigma;
-    } cases[] = {{23, 17, 32, 1.0}, {40, 31, 40, 2.5}, {64, 9, 80, 6.0}, {5, 70, 8, 12.0}, {400, 12, 404, 140.0}};
+        unsigned sparseness;  // one sample in this many has ink: long empty runs and blocks are jumped over
+    } cases[] = {{23, 17, 32, 1.0, 3},     {40, 31, 40, 2.5, 3},   {64, 9, 80, 6.0, 3},   {5, 70, 8, 12.0, 3},
+                 {400, 12, 404, 140.0, 3}, {300, 90, 300, 1.0, 400}, {211, 150, 212, 2.0, 900}, {90, 40, 92, 4.0, 5000}};
     for (const auto &c : cases) {
-        SCOPED_TRACE(c.sigma);
+        SCOPED_TRACE(testing::Message() << c.sigma << " " << c.sparseness);
         std::vector<uint8_t> pixels(static_cast<size_t>(c.stride * c.height), 0xAB);
         for (int y = 0; y < c.height; ++y)
             for (int x = 0; x < c.width; ++x)
-                pixels[static_cast<size_t>(y * c.stride + x)] = random() % 3 ? 0 : uint8_t(random());
+                pixels[static_cast<size_t>(y * c.stride + x)] = random() % c.sparseness ? 0 : uint8_t(random());
         std::vector<uint8_t> expected = slowBlur(pixels, c.width, c.height, c.stride, c.sigma);
         MarqenBlurAlphaMask(pixels.data(), c.width, c.height, c.stride, c.sigma);
         EXPECT_EQ(pixels, expected);
+    }
+}
+
+TEST(MarqenBlurAlphaMask, BlursAHollowOutlineAsThePlainBoxBlur) {
+    // A stroked rectangle: ink along the edges only, an empty inside wider than any window.
+    const int width = 260, height = 190, stride = 260;
+    std::vector<uint8_t> pixels(static_cast<size_t>(stride * height), 0);
+    for (int y = 10; y < 180; ++y)
+        for (int x = 12; x < 248; ++x)
+            if (y < 14 || y >= 176 || x < 16 || x >= 244) pixels[static_cast<size_t>(y * stride + x)] = 200;
+    for (double sigma : {1.0, 3.0}) {
+        std::vector<uint8_t> blurred = pixels;
+        MarqenBlurAlphaMask(blurred.data(), width, height, stride, sigma);
+        EXPECT_EQ(blurred, slowBlur(pixels, width, height, stride, sigma)) << sigma;
     }
 }
 
