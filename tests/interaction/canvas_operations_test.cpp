@@ -216,15 +216,8 @@ TEST_F(CanvasOperationsTest, ResizeCanvasScalesEverythingWithinTheLimits) {
 
 // Enlarging resamples the pictures: the result must fit the decoded pixels budget, checked before any work.
 TEST_F(CanvasOperationsTest, ResizeCanvasKeepsThePicturesWithinTheDecodedPixelsBudget) {
-    struct BudgetInForce {
-        MarqenResourceBudget previous = MarqenCurrentResourceBudget();
-        explicit BudgetInForce(uint64_t pixels) {
-            MarqenResourceBudget budget = previous;
-            budget.decodedPixelsPerDocument = pixels;
-            MarqenSetResourceBudget(budget);
-        }
-        ~BudgetInForce() { MarqenSetResourceBudget(previous); }
-    } budget(40 * 30 * 4);  // the 40 x 30 picture may double its sides, no more
+    // The 40 x 30 picture may double its sides, no more.
+    marqen::test::DecodedPixelsBudgetInForce budget(40 * 30 * 4);
     MarqenError error;
     const std::string before = json();
     EXPECT_FALSE(view.resizeCanvas(2.5, &error));

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "foundation/log.h"
+#include "foundation/resource_budget.h"
 
 namespace marqen::test {
 
@@ -41,5 +42,19 @@ void writeFile(const std::filesystem::path &path, const std::string &bytes);
 
 // Runs the marqen command line with the given arguments; returns the exit status and fills output.
 int runCli(const std::string &arguments, std::string *stdoutText = nullptr, std::string *stderrText = nullptr);
+
+// Sets the decoded pixels per document budget for one test and puts the previous budget back.
+class DecodedPixelsBudgetInForce {
+public:
+    explicit DecodedPixelsBudgetInForce(uint64_t pixels) : previous_(MarqenCurrentResourceBudget()) {
+        MarqenResourceBudget budget = previous_;
+        budget.decodedPixelsPerDocument = pixels;
+        MarqenSetResourceBudget(budget);
+    }
+    ~DecodedPixelsBudgetInForce() { MarqenSetResourceBudget(previous_); }
+
+private:
+    MarqenResourceBudget previous_;
+};
 
 }  // namespace marqen::test

@@ -30,20 +30,6 @@ std::string storeFile(const TempDir &directory, int width, int height, uint32_t 
     return uri;
 }
 
-// Sets the budget in force for one test and puts the previous one back.
-class BudgetInForce {
-public:
-    explicit BudgetInForce(uint64_t decodedPixelsPerDocument) : previous_(MarqenCurrentResourceBudget()) {
-        MarqenResourceBudget budget = previous_;
-        budget.decodedPixelsPerDocument = decodedPixelsPerDocument;
-        MarqenSetResourceBudget(budget);
-    }
-    ~BudgetInForce() { MarqenSetResourceBudget(previous_); }
-
-private:
-    MarqenResourceBudget previous_;
-};
-
 struct SharedDecodeFixture : ::testing::Test {
     TempDir directory;
     std::shared_ptr<DelayedResourceCoordinator> coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
@@ -140,7 +126,7 @@ TEST_F(SharedDecodeFixture, AFileStoredAgainIsDecodedAgainAndOtherDocumentsDecod
 }
 
 TEST_F(SharedDecodeFixture, AFileBeyondTheDecodedPixelBudgetIsLeftOutAndLogged) {
-    BudgetInForce budget(1000);
+    marqen::test::DecodedPixelsBudgetInForce budget(1000);
     LogCapture log;
     const std::string fits = storeFile(directory, 30, 30), beyond = storeFile(directory, 20, 20);
     auto shown = addBitmap(fits), twice = addBitmap(fits);
