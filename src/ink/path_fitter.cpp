@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "ink/path_fitter_worst_point.h"
 #include "ink/precondition.h"
 
 namespace marqen {
@@ -235,6 +236,14 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
     // The halves are fitted depth first, the first half before the second, on an explicit stack so that
     // long strokes cannot exhaust the thread's stack.
     std::vector<FitTask> tasks{{iStart, iEnd, tangentStart, tangentEnd, depth}};
+    worstPoint_.preparePoints(pts, iStart, iEnd);
+    // The running sums of origin distances from a piece's first point, kept while pieces start there: the
+    // first half of a split starts where its whole did and is fitted next, so a long run of uneven splits
+    // computes them once. A piece's parameters are these sums over its last one, as parameterizePoints
+    // gives them.
+    std::vector<double> &sums = runningSums_;
+    int sumsStart = -1, sumsEnd = -1;
+    std::vector<double> &u = parameters_;
     while (!tasks.empty()) {
         const FitTask task = tasks.back();
         tasks.pop_back();
@@ -247,12 +256,26 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
                                 static_cast<float>(pts[2 * e + 1] + d * t2.y), pts[2 * e], pts[2 * e + 1]);
             continue;
         }
-        std::vector<double> u = parameterizePoints(pts, s, e);
+        if (sumsStart != s || sumsEnd < e) {
+            sums.resize(static_cast<size_t>(e - s + 1));
+            sums[0] = 0;
+            for (int k = 1; k <= e - s; ++k) sums[k] = sums[k - 1] + pathFitterOriginDistance(pts, s + k);
+            sumsStart = s;
+            sumsEnd = e;
+        }
+        const double total = sums[e - s];
+        u.resize(static_cast<size_t>(e - s + 1));
+        u[0] = 0;
+        for (int k = 1; k <= e - s; ++k) u[k] = sums[k] / total;
         int split = 0;
         bool fitted = false;
         for (int round = 0; round < 10; ++round) {
             OstwickPathFitterBezier bez = generateBezier(pts, s, e, u, t1, t2);
-            float err = calcMaxError(pts, s, e, bez, u, &split);
+            // The first round's parameters are the running sums over their total, which the pruned search
+            // of the worst point needs; later rounds have moved them, and every point is measured.
+            float err = 0;
+            if (round > 0 || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split))
+                err = calcMaxError(pts, s, e, bez, u, &split);
             if (err <= error) {
                 curves.push_back(bez);
                 fitted = true;
@@ -277,10 +300,7 @@ std::vector<double> MarqenPathFitter::parameterizePoints(const float *pts, int i
     if (iEnd <= iStart) return u;
     const int count = iEnd - iStart;
     // Spaced by each point's distance from the coordinate origin, not from its predecessor.
-    for (int k = 1; k <= count; ++k) {
-        float x = pts[2 * (iStart + k)], y = pts[2 * (iStart + k) + 1];
-        u[k] = u[k - 1] + std::sqrt(static_cast<double>(x * x + y * y));
-    }
+    for (int k = 1; k <= count; ++k) u[k] = u[k - 1] + pathFitterOriginDistance(pts, iStart + k);
     const double total = u[count];
     for (int k = 1; k <= count; ++k) u[k] /= total;
     return u;
@@ -334,10 +354,7 @@ float MarqenPathFitter::calcMaxError(const float *pts, int iStart, int iEnd, con
     if (iStart + 1 >= iEnd) return 0;
     double maxError = 0;
     for (int i = iStart + 1; i <= iEnd - 1; ++i) {
-        CGPoint q = bez.evaluatePoint(u[i - iStart]);
-        float dx = static_cast<float>(q.x - pts[2 * i]);
-        float dy = static_cast<float>(q.y - pts[2 * i + 1]);
-        double distance = std::sqrt(static_cast<double>(dx * dx + dy * dy));
+        double distance = std::sqrt(static_cast<double>(pathFitterSquaredError(bez, u[i - iStart], pts, i)));
         if (distance > maxError) {
             maxError = distance;
             *maxIndex = i;

@@ -12,6 +12,7 @@
 
 #include "foundation/bezier_path.h"
 #include "ink/path_fitter_bezier.h"
+#include "ink/path_fitter_worst_point.h"
 
 namespace marqen {
 
@@ -85,6 +86,10 @@ private:
     float kPrecision_ = 1.5f;
     int32_t kIterations_ = 4;
     bool bUseIndividualIterations_ = false;
+
+    // Scratch space of recrFit, kept so that its pieces allocate nothing.
+    PathFitterWorstPointSearch worstPoint_;
+    std::vector<double> runningSums_, parameters_;
 };
 
 }  // namespace marqen

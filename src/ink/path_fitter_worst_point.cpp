@@ -1,0 +1,152 @@
+#include "ink/path_fitter_worst_point.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <limits>
+
+namespace marqen {
+
+// Why the bounds hold. Point i (parameter u_i) has the squared error f_i = fl(fl(dx²) + fl(dy²)) with
+// dx = fl32(q̂x(u_i) − x_i), where q̂ is the curve evaluated in double. For a run of points whose
+// parameters lie in [ua, ub] (the parameters grow with the index, so the run's first and last point give
+// that interval) and whose coordinates lie in a box, and for um in [ua, ub]:
+// - the exact curve moves by at most 3·max|c[j+1] − c[j]| per unit of parameter along each axis (its
+//   derivative is a Bernstein combination of those differences), so |qx(u_i) − qx(um)| ≤ slopeX·w with
+//   w = max(um − ua, ub − um);
+// - hence |qx(u_i) − x_i| ≤ max(|qx(um) − minX|, |qx(um) − maxX|) + slopeX·w;
+// - evaluating in double errs by less than 60 ε·max|c| (ε the double epsilon), in the search's own
+//   evaluation at um as in the measured one at u_i, which `slack_` (1e-12·max|c|) covers many times over;
+// - narrowing to single precision, squaring and summing in single precision multiply by at most
+//   (1 + 2^-24) each (four times in all, below 1 + 2.4e-7) and add at most 2^-148 absolutely
+//   (underflow); the bound's own double arithmetic errs by a few ε relatively.
+// So (bx² + by²)·(1 + 1e-6) + 1e-43, with bx, by the axis bounds plus 1e-40, is never below any f_i of
+// the run. A bound that is not a finite float is taken as infinite and never lets a run be skipped.
+double PathFitterWorstPointSearch::boundOver(const Box &box, int first, int last) const {
+    const double ua = runningSums_[first - s_] / total_, ub = runningSums_[last - s_] / total_;
+    const double um = std::clamp(0.5 * (ua + ub), ua, ub);
+    const double w = std::max(um - ua, ub - um);
+    const CGPoint q = bez_->evaluatePoint(um);
+    const double bx = std::max(std::abs(q.x - box.minX), std::abs(q.x - box.maxX)) + slopeX_ * w + slack_ + 1e-40;
+    const double by = std::max(std::abs(q.y - box.minY), std::abs(q.y - box.maxY)) + slopeY_ * w + slack_ + 1e-40;
+    const double bound = (bx * bx + by * by) * (1 + 1e-6) + 1e-43;
+    return bound < static_cast<double>(FLT_MAX) ? bound : std::numeric_limits<double>::infinity();
+}
+
+namespace {
+
+// Largest bound first; of equal bounds the earlier run first (it may win a tie).
+struct LowerPriority {
+    template <typename C>
+    bool operator()(const C &a, const C &b) const {
+        return a.bound < b.bound || (a.bound == b.bound && a.first > b.first);
+    }
+};
+
+}  // namespace
+
+void PathFitterWorstPointSearch::pushCandidate(const Box &box, int first, int last, bool group) {
+    heap_.push_back({boundOver(box, first, last), first, last, group});
+    std::push_heap(heap_.begin(), heap_.end(), LowerPriority{});
+}
+
+void PathFitterWorstPointSearch::preparePoints(const float *pts, int iStart, int iEnd) {
+    pts_ = pts;
+    iStart_ = iStart;
+    iEnd_ = iEnd;
+    blocks_.clear();
+    groups_.clear();
+    if (iEnd < iStart) return;
+    // A box holding a coordinate that is not a number is made of such values: its bound is then infinite.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    auto widen = [nan](Box &box, float x0, float y0, float x1, float y1) {
+        if (std::isnan(x0) || std::isnan(y0) || std::isnan(x1) || std::isnan(y1) || std::isnan(box.minX)) {
+            box = {nan, nan, nan, nan};
+            return;
+        }
+        box = {std::min(box.minX, x0), std::min(box.minY, y0), std::max(box.maxX, x1), std::max(box.maxY, y1)};
+    };
+    const float inf = std::numeric_limits<float>::infinity();
+    for (int first = iStart; first <= iEnd; first += kBlockPoints) {
+        Box box{inf, inf, -inf, -inf};
+        for (int i = first; i <= std::min(iEnd, first + kBlockPoints - 1); ++i)
+            widen(box, pts[2 * i], pts[2 * i + 1], pts[2 * i], pts[2 * i + 1]);
+        blocks_.push_back(box);
+    }
+    for (size_t b = 0; b < blocks_.size(); b += kBlocksPerGroup) {
+        Box box{inf, inf, -inf, -inf};
+        for (size_t k = b; k < std::min(blocks_.size(), b + kBlocksPerGroup); ++k)
+            widen(box, blocks_[k].minX, blocks_[k].minY, blocks_[k].maxX, blocks_[k].maxY);
+        groups_.push_back(box);
+    }
+}
+
+bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
+                                      const double *runningSums, double total, float *error, int *maxIndex) {
+    if (pts != pts_ || s < iStart_ || e > iEnd_ || s + 1 >= e) return false;
+    if (!(total > 0) || !std::isfinite(total)) return false;
+    const float c[8] = {bez._fromX, bez._fromY, bez._tanFromX, bez._tanFromY,
+                        bez._tanToX, bez._tanToY, bez._toX, bez._toY};
+    double magnitude = 0;
+    for (float value : c) {
+        if (!std::isfinite(value)) return false;
+        magnitude = std::max(magnitude, std::abs(static_cast<double>(value)));
+    }
+    bez_ = &bez;
+    runningSums_ = runningSums;
+    total_ = total;
+    s_ = s;
+    slack_ = 1e-12 * magnitude;
+    slopeX_ = 3 * std::max({std::abs(static_cast<double>(c[2]) - c[0]), std::abs(static_cast<double>(c[4]) - c[2]),
+                            std::abs(static_cast<double>(c[6]) - c[4])});
+    slopeY_ = 3 * std::max({std::abs(static_cast<double>(c[3]) - c[1]), std::abs(static_cast<double>(c[5]) - c[3]),
+                            std::abs(static_cast<double>(c[7]) - c[5])});
+
+    const int lo = s + 1, hi = e - 1;
+    const int groupPoints = kBlockPoints * kBlocksPerGroup;
+    heap_.clear();
+    for (int g = (lo - iStart_) / groupPoints; g <= (hi - iStart_) / groupPoints; ++g) {
+        const int first = std::max(lo, iStart_ + g * groupPoints);
+        const int last = std::min(hi, iStart_ + (g + 1) * groupPoints - 1);
+        pushCandidate(groups_[static_cast<size_t>(g)], first, last, true);
+    }
+
+    // Invariant: bestF and bestIndex are the largest squared error above zero among the points measured
+    // so far and the earliest point that has it (bestIndex < 0 while none is above zero). A run is left
+    // out only when every point of it has an error below bestF, or equal to it but lies after bestIndex;
+    // bestF never decreases and bestIndex only moves earlier while bestF stays, so such a point can never
+    // become the answer. Runs come largest bound first, so once a bound is below bestF all others are.
+    float bestF = 0;
+    int bestIndex = -1;
+    while (!heap_.empty()) {
+        std::pop_heap(heap_.begin(), heap_.end(), LowerPriority{});
+        const Candidate run = heap_.back();
+        heap_.pop_back();
+        if (run.bound < bestF) break;
+        if (run.bound == bestF && (bestIndex < 0 || run.first > bestIndex)) continue;
+        if (run.group) {
+            for (int b = (run.first - iStart_) / kBlockPoints; b <= (run.last - iStart_) / kBlockPoints; ++b) {
+                const int first = std::max(run.first, iStart_ + b * kBlockPoints);
+                const int last = std::min(run.last, iStart_ + (b + 1) * kBlockPoints - 1);
+                pushCandidate(blocks_[static_cast<size_t>(b)], first, last, false);
+            }
+            continue;
+        }
+        for (int i = run.first; i <= run.last; ++i) {
+            const float f = pathFitterSquaredError(bez, runningSums[i - s] / total, pts, i);
+            if (f > bestF || (f == bestF && bestIndex >= 0 && i < bestIndex)) {
+                bestF = f;
+                bestIndex = i;
+            }
+        }
+    }
+    if (bestIndex < 0) {
+        *maxIndex = (e - s + 1) / 2;
+        *error = 0;
+    } else {
+        *maxIndex = bestIndex;
+        *error = static_cast<float>(std::sqrt(static_cast<double>(bestF)));
+    }
+    return true;
+}
+
+}  // namespace marqen

@@ -1,0 +1,79 @@
+#pragma once
+// Finds the point of largest error of a fitted piece without measuring every point: bounds of the error
+// over blocks of consecutive points are visited largest first, and a block whose bound cannot beat the
+// worst point found so far is never measured. The answer is the one a plain scan over every point
+// gives, ties included (the earliest of equally bad points wins).
+//
+// Threads: a search belongs to one thread at a time (it keeps its scratch space between calls).
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "ink/path_fitter_bezier.h"
+
+namespace marqen {
+
+// Distance of point i from the coordinate origin: the squares summed in single precision, the root in
+// double. The fitter's parameters are spaced by these distances.
+inline double pathFitterOriginDistance(const float *pts, int i) {
+    float x = pts[2 * i], y = pts[2 * i + 1];
+    return std::sqrt(static_cast<double>(x * x + y * y));
+}
+
+// The squared error of point i against the curve at parameter u: the differences narrowed to single
+// precision and their squares summed in single precision. Its root, taken in double, is the distance
+// the fitter compares; roots of different floats are different doubles, so comparing these squares
+// orders the points exactly as comparing the distances does.
+inline float pathFitterSquaredError(const OstwickPathFitterBezier &bez, double u, const float *pts, int i) {
+    CGPoint q = bez.evaluatePoint(u);
+    float dx = static_cast<float>(q.x - pts[2 * i]);
+    float dy = static_cast<float>(q.y - pts[2 * i + 1]);
+    return dx * dx + dy * dy;
+}
+
+class PathFitterWorstPointSearch {
+public:
+    // Block bounds of the points iStart..iEnd of pts, which must not change while searches use them.
+    void preparePoints(const float *pts, int iStart, int iEnd);
+
+    // The largest error of the points s+1 .. e-1 against bez, the parameter of point s+k being
+    // runningSums[k] / total (runningSums[0 .. e-s] nondecreasing, total > 0 and finite, as the running
+    // sums of origin distances from s are). Writes the error (the root of the largest squared error, as
+    // a float) and the worst point's index, or, when no point has an error above zero, 0 and the offset
+    // count (e - s + 1) / 2, as the plain scan does. Returns false without writing anything when it cannot
+    // bound the errors (parameters or curve not finite, or s..e outside the prepared points); the caller
+    // then scans every point.
+    bool find(const float *pts, int s, int e, const OstwickPathFitterBezier &bez, const double *runningSums,
+              double total, float *error, int *maxIndex);
+
+    static constexpr int kBlockPoints = 32;
+    static constexpr int kBlocksPerGroup = 32;
+
+private:
+    struct Box {
+        float minX, minY, maxX, maxY;
+    };
+    struct Candidate {
+        double bound;
+        int first, last;  // point indices, clamped to the searched points
+        bool group;
+    };
+
+    double boundOver(const Box &box, int first, int last) const;
+    void pushCandidate(const Box &box, int first, int last, bool group);
+
+    const float *pts_ = nullptr;
+    int iStart_ = 0, iEnd_ = -1;
+    double coordinateMagnitude_ = 0;
+    std::vector<Box> blocks_, groups_;
+    std::vector<Candidate> heap_;
+
+    // Per search.
+    const OstwickPathFitterBezier *bez_ = nullptr;
+    const double *runningSums_ = nullptr;
+    double total_ = 1;
+    int s_ = 0;
+    double slopeX_ = 0, slopeY_ = 0, slack_ = 0;
+};
+
+}  // namespace marqen
