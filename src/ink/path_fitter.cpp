@@ -244,6 +244,10 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
     std::vector<double> &sums = runningSums_;
     int sumsStart = -1, sumsEnd = -1;
     std::vector<double> &u = parameters_;
+    // Moments of a long run of pieces that start at one point give their first curve without a pass
+    // over the points (see PathFitterMoments); they are gathered once such a run shows, on its second piece.
+    constexpr int kMomentsMinimum = 2048;
+    moments_.reset();
     while (!tasks.empty()) {
         const FitTask task = tasks.back();
         tasks.pop_back();
@@ -262,26 +266,43 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
             for (int k = 1; k <= e - s; ++k) sums[k] = sums[k - 1] + pathFitterOriginDistance(pts, s + k);
             sumsStart = s;
             sumsEnd = e;
+        } else if (e - s >= kMomentsMinimum && !moments_.covers(pts, s, e)) {
+            moments_.build(pts, s, sums.data(), e - s);
         }
         const double total = sums[e - s];
-        u.resize(static_cast<size_t>(e - s + 1));
-        u[0] = 0;
-        for (int k = 1; k <= e - s; ++k) u[k] = sums[k] / total;
+        // The parameters, needed by generateBezier and improveParameters: not when the moments give the curve.
+        auto fillParameters = [&] {
+            u.resize(static_cast<size_t>(e - s + 1));
+            u[0] = 0;
+            for (int k = 1; k <= e - s; ++k) u[k] = sums[k] / total;
+        };
+        bool haveParameters = false;
         int split = 0;
         bool fitted = false;
         for (int round = 0; round < 10; ++round) {
-            OstwickPathFitterBezier bez = generateBezier(pts, s, e, u, t1, t2);
+            OstwickPathFitterBezier bez;
+            if (round > 0 || !moments_.covers(pts, s, e) ||
+                !moments_.fitCurve(pts, e, sums.data(), t1.x, t1.y, t2.x, t2.y, &bez)) {
+                if (!haveParameters) fillParameters();
+                haveParameters = true;
+                bez = generateBezier(pts, s, e, u, t1, t2);
+            }
             // The first round's parameters are the running sums over their total, which the pruned search
             // of the worst point needs; later rounds have moved them, and every point is measured.
             float err = 0;
-            if (round > 0 || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split))
+            if (round > 0 || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
+                if (!haveParameters) fillParameters();
+                haveParameters = true;
                 err = calcMaxError(pts, s, e, bez, u, &split);
+            }
             if (err <= error) {
                 curves.push_back(bez);
                 fitted = true;
                 break;
             }
             if (err > 10.0 * error) break;
+            if (!haveParameters) fillParameters();
+            haveParameters = true;
             improveParameters(pts, s, e, u, bez);
         }
         if (fitted) continue;

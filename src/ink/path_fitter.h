@@ -12,6 +12,7 @@
 
 #include "foundation/bezier_path.h"
 #include "ink/path_fitter_bezier.h"
+#include "ink/path_fitter_moments.h"
 #include "ink/path_fitter_worst_point.h"
 
 namespace marqen {
@@ -89,6 +90,7 @@ private:
 
     // Scratch space of recrFit, kept so that its pieces allocate nothing.
     PathFitterWorstPointSearch worstPoint_;
+    PathFitterMoments moments_;
     std::vector<double> runningSums_, parameters_;
 };
 

@@ -1,0 +1,225 @@
+#include "ink/path_fitter_moments.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+namespace marqen {
+
+namespace {
+
+using Wide = long double;
+
+const double kInfinity = std::numeric_limits<double>::infinity();
+
+double below(double value) { return std::nextafter(value, -kInfinity); }
+double above(double value) { return std::nextafter(value, kInfinity); }
+
+// A closed range holding a value that generateBezier computes. Each operation widens its result by one
+// unit in the last place on both sides, so the range holds the exact result of any operands inside the
+// ranges and therefore also its rounded value (rounding is monotone).
+struct Range {
+    double lo, hi;
+};
+
+Range around(Wide value, Wide error) {
+    error *= 2;  // also covers the rounding of value ± error
+    return {below(static_cast<double>(value - error)), above(static_cast<double>(value + error))};
+}
+
+Range operator-(Range a, Range b) { return {below(a.lo - b.hi), above(a.hi - b.lo)}; }
+
+Range operator*(Range a, Range b) {
+    const double p[4] = {a.lo * b.lo, a.lo * b.hi, a.hi * b.lo, a.hi * b.hi};
+    return {below(*std::min_element(p, p + 4)), above(*std::max_element(p, p + 4))};
+}
+
+// b must not hold zero.
+Range operator/(Range a, Range b) {
+    const double q[4] = {a.lo / b.lo, a.lo / b.hi, a.hi / b.lo, a.hi / b.hi};
+    return {below(*std::min_element(q, q + 4)), above(*std::max_element(q, q + 4))};
+}
+
+bool finite(Range r) { return std::isfinite(r.lo) && std::isfinite(r.hi); }
+
+// A control-point coordinate as generateBezier stores it: monotone in alpha, so over a range of alphas
+// it takes one value exactly when both ends give it.
+uint32_t controlCoordinate(double base, double alpha, double direction) {
+    const float value = static_cast<float>(base + alpha * direction);
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+float fromBits(uint32_t bits) {
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+}  // namespace
+
+void PathFitterMoments::add(Sums &sums, double runningSum, float x, float y, float x0, float y0) {
+    const Wide r = runningSum;
+    const Wide dx = static_cast<Wide>(x) - x0, dy = static_cast<Wide>(y) - y0;
+    sums.d2 += dx * dx + dy * dy;
+    Wide power = r;
+    for (int j = 0; j < 6; ++j) {
+        sums.r[j] += power;
+        if (j < 3) {
+            sums.dx[j] += dx * power;
+            sums.dy[j] += dy * power;
+        }
+        power *= r;
+    }
+    sums.maxAbs = std::max(sums.maxAbs, std::abs(static_cast<double>(x)) + std::abs(static_cast<double>(y)));
+    sums.maxDx = std::max(sums.maxDx, static_cast<double>(std::abs(dx)));
+    sums.maxDy = std::max(sums.maxDy, static_cast<double>(std::abs(dy)));
+}
+
+void PathFitterMoments::reset() {
+    pts_ = nullptr;
+    start_ = count_ = -1;
+    checkpoints_.clear();
+}
+
+void PathFitterMoments::build(const float *pts, int s, const double *sums, int count) {
+    pts_ = pts;
+    start_ = s;
+    count_ = count;
+    checkpoints_.clear();
+    const float x0 = pts[2 * s], y0 = pts[2 * s + 1];
+    Sums acc;
+    add(acc, sums[0], x0, y0, x0, y0);
+    checkpoints_.push_back(acc);
+    for (int k = 1; k <= count; ++k) {
+        add(acc, sums[k], pts[2 * (s + k)], pts[2 * (s + k) + 1], x0, y0);
+        if (k % kStride == 0) checkpoints_.push_back(acc);
+    }
+}
+
+// How the result is made sure of. generateBezier sums, over the piece's m + 1 points with parameters
+// t = fl(R/T), the terms of C00, C01, C11, X0 and X1. In exact arithmetic, with t = R/T exactly and
+// B0 + B1 + B2 + B3 = 1 (so that the residual is (P − Ps) − (Pe − Ps)·(B2 + B3)), those sums are
+// polynomials in the moments S_j = Σ R^j / T^j and D_j = Σ (P − Ps)·R^j / T^j:
+//   Σ B1² = 9 Σ t²(1−t)⁴, Σ B1·B2 = 9 Σ t³(1−t)³, Σ B2² = 9 Σ t⁴(1−t)², Σ B1·(P − Ps) = 3 Σ (t − 2t² + t³)(P − Ps),
+//   Σ B2·(P − Ps) = 3 Σ (t² − t³)(P − Ps), Σ B1·(B2 + B3) = Σ 9t³ − 24t⁴ + 21t⁵ − 6t⁶,
+//   Σ B2·(B2 + B3) = Σ 9t⁴ − 15t⁵ + 6t⁶.
+// Two errors separate the value computed here from the one generateBezier computes:
+// - ours: every moment is a sum of nonnegative powers (or of powers times offsets, bounded by the
+//   largest offset times the plain sum), summed in extended precision (unit u_L) after at most 6
+//   roundings per term, so it errs by at most (m + 40)·u_L relatively to that bound; combining them errs by
+//   at most that relative amount of the sum of the absolute values of the combined terms ("mass"), plus
+//   a few u_L of it;
+// - generateBezier's: with unit u of double, each of its terms lies within 100u (C terms) or 100u·Q
+//   (X terms, Q = max(|x| + |y|) + |xs| + |ys| + |xe| + |ye|) of the exact term (t within u of R/T, 1 − t
+//   within 2u, each B within 30u, products and sums a few u more), and summing m + 1 terms in order adds
+//   at most γ(m+1)·Σ|term| (γ(n) = n·u / (1 − n·u)). For the X sums Σ|term| ≤ |t|·(Σ B²)^½·(Σ|r|²)^½
+//   (Cauchy–Schwarz), with Σ|r|² = Σ|P − Ps|² − 2 (Pe − Ps)·Σ (P − Ps)(3t² − 2t³) + |Pe − Ps|² Σ (3t² − 2t³)².
+// The sums are then carried as ranges through generateBezier's own formulas (see Range), and the curve
+// is taken only when the branch it takes is certain and every control point is the same float at both
+// ends of its alpha's range.
+bool PathFitterMoments::fitCurve(const float *pts, int e, const double *sums, double t1x, double t1y, double t2x,
+                                 double t2y, OstwickPathFitterBezier *curve) const {
+    if (!covers(pts, start_, e)) return false;
+    const int s = start_, m = e - s;
+    const Wide n1 = static_cast<Wide>(t1x) * t1x + static_cast<Wide>(t1y) * t1y;
+    const Wide n2 = static_cast<Wide>(t2x) * t2x + static_cast<Wide>(t2y) * t2y;
+    if (!(n1 <= 1 + 1e-12L) || !(n2 <= 1 + 1e-12L)) return false;
+    const double total = sums[m];
+    if (!(total > 0) || !std::isfinite(total)) return false;
+
+    Sums acc = checkpoints_[static_cast<size_t>(m / kStride)];
+    const float x0 = pts[2 * s], y0 = pts[2 * s + 1];
+    for (int k = (m / kStride) * kStride + 1; k <= m; ++k)
+        add(acc, sums[k], pts[2 * (s + k)], pts[2 * (s + k) + 1], x0, y0);
+
+    Wide S[7], DX[4], DY[4], power = 1;
+    for (int j = 1; j <= 6; ++j) {
+        power *= static_cast<Wide>(total);
+        S[j] = acc.r[j - 1] / power;
+        if (j <= 3) {
+            DX[j] = acc.dx[j - 1] / power;
+            DY[j] = acc.dy[j - 1] / power;
+        }
+    }
+    for (int j = 1; j <= 6; ++j)
+        if (!std::isfinite(S[j]) || (j <= 3 && (!std::isfinite(DX[j]) || !std::isfinite(DY[j])))) return false;
+
+    const Wide N = static_cast<Wide>(m) + 1;
+    const Wide uL = std::numeric_limits<Wide>::epsilon() / 2;
+    const Wide u = std::numeric_limits<double>::epsilon() / 2;
+    if (!(N * u < 1e-3L)) return false;
+    const Wide gamma = N * u / (1 - N * u);
+    const Wide ours = ((static_cast<Wide>(m) + 40) * 1.01L + 64) * uL;
+
+    const double xs = pts[2 * s], ys = pts[2 * s + 1], xe = pts[2 * e], ye = pts[2 * e + 1];
+    const Wide Ex = static_cast<Wide>(xe) - xs, Ey = static_cast<Wide>(ye) - ys;
+    const Wide Q = (static_cast<Wide>(acc.maxAbs) + std::abs(xs) + std::abs(ys) + std::abs(xe) + std::abs(ye)) * 1.01L;
+    const Wide dxMax = static_cast<Wide>(acc.maxDx) * 1.01L, dyMax = static_cast<Wide>(acc.maxDy) * 1.01L;
+    const Wide d12 = static_cast<Wide>(t1x) * t2x + static_cast<Wide>(t1y) * t2y;
+
+    const Wide P00 = S[2] - 4 * S[3] + 6 * S[4] - 4 * S[5] + S[6], A00 = S[2] + 4 * S[3] + 6 * S[4] + 4 * S[5] + S[6];
+    const Wide P01 = S[3] - 3 * S[4] + 3 * S[5] - S[6], A01 = S[3] + 3 * S[4] + 3 * S[5] + S[6];
+    const Wide P11 = S[4] - 2 * S[5] + S[6], A11 = S[4] + 2 * S[5] + S[6];
+    const Wide V1 = 9 * S[3] - 24 * S[4] + 21 * S[5] - 6 * S[6], AV1 = 9 * S[3] + 24 * S[4] + 21 * S[5] + 6 * S[6];
+    const Wide V2 = 9 * S[4] - 15 * S[5] + 6 * S[6], AV2 = 9 * S[4] + 15 * S[5] + 6 * S[6];
+    const Wide W1 = S[1] + 2 * S[2] + S[3], W2 = S[2] + S[3];  // masses of Σ B1 and Σ B2 over 3
+
+    // Value, our error, and generateBezier's error of each sum.
+    auto range = [&](Wide value, Wide mass, Wide absolute, Wide termError) {
+        const Wide theirs = N * termError * (1 + gamma) + gamma * (absolute * 1.01L + N * termError);
+        return around(value, ours * mass * 1.01L + theirs);
+    };
+    const Wide cTerm = 100 * u, xTerm = 100 * u * Q;
+    const Range C00 = range(9 * n1 * P00, 9 * n1 * A00, 9 * n1 * A00, cTerm);
+    const Range C01 = range(9 * d12 * P01, 9 * std::abs(d12) * A01, 9 * std::abs(d12) * A01, cTerm);
+    const Range C11 = range(9 * n2 * P11, 9 * n2 * A11, 9 * n2 * A11, cTerm);
+    const Wide X0 = 3 * (t1x * (DX[1] - 2 * DX[2] + DX[3]) + t1y * (DY[1] - 2 * DY[2] + DY[3])) - (t1x * Ex + t1y * Ey) * V1;
+    const Wide X0mass = 3 * (std::abs(t1x) * dxMax + std::abs(t1y) * dyMax) * W1 +
+                        (std::abs(t1x) * std::abs(Ex) + std::abs(t1y) * std::abs(Ey)) * AV1;
+    const Wide X1 = 3 * (t2x * (DX[2] - DX[3]) + t2y * (DY[2] - DY[3])) - (t2x * Ex + t2y * Ey) * V2;
+    const Wide X1mass = 3 * (std::abs(t2x) * dxMax + std::abs(t2y) * dyMax) * W2 +
+                        (std::abs(t2x) * std::abs(Ex) + std::abs(t2y) * std::abs(Ey)) * AV2;
+    // Upper bounds of Σ B1², Σ B2² and Σ|r|² (see above), each our value plus our error.
+    const Wide B1squares = 9 * (P00 + ours * A00 * 1.01L), B2squares = 9 * (P11 + ours * A11 * 1.01L);
+    const Wide residuals = acc.d2 - 2 * (Ex * (3 * DX[2] - 2 * DX[3]) + Ey * (3 * DY[2] - 2 * DY[3])) +
+                           (Ex * Ex + Ey * Ey) * (9 * S[4] - 12 * S[5] + 4 * S[6]);
+    const Wide residualsMass = acc.d2 + 2 * (std::abs(Ex) * dxMax + std::abs(Ey) * dyMax) * (3 * S[2] + 2 * S[3]) +
+                               (Ex * Ex + Ey * Ey) * (9 * S[4] + 12 * S[5] + 4 * S[6]);
+    const Wide residualsUp = std::max<Wide>(0, residuals + ours * residualsMass * 1.01L);
+    const Range rX0 = range(X0, X0mass, std::sqrt(n1 * std::max<Wide>(0, B1squares) * residualsUp) * 1.01L, xTerm);
+    const Range rX1 = range(X1, X1mass, std::sqrt(n2 * std::max<Wide>(0, B2squares) * residualsUp) * 1.01L, xTerm);
+    if (!finite(C00) || !finite(C01) || !finite(C11) || !finite(rX0) || !finite(rX1)) return false;
+
+    const Range det = C00 * C11 - C01 * C01;
+    // generateBezier's near-singular branch is left to it.
+    if (!finite(det) || !(det.lo >= 1e-6 || det.hi <= -1e-6)) return false;
+    const Range alphaL = (rX0 * C11 - C01 * rX1) / det;
+    const Range alphaR = (C00 * rX1 - C01 * rX0) / det;
+    if (!finite(alphaL) || !finite(alphaR)) return false;
+
+    double aL[2], aR[2];
+    if (alphaL.lo >= 1e-6 && alphaR.lo >= 1e-6) {
+        aL[0] = alphaL.lo, aL[1] = alphaL.hi, aR[0] = alphaR.lo, aR[1] = alphaR.hi;
+    } else if (alphaL.hi < 1e-6 || alphaR.hi < 1e-6) {
+        // Certainly the fallback to a third of the chord, computed as generateBezier does.
+        const float cx = pts[2 * e] - pts[2 * s], cy = pts[2 * e + 1] - pts[2 * s + 1];
+        const double vx = cx, vy = cy;
+        aL[0] = aL[1] = aR[0] = aR[1] = std::sqrt(vx * vx + vy * vy) / 3;
+    } else {
+        return false;
+    }
+    const uint32_t c1x = controlCoordinate(xs, aL[0], t1x), c1y = controlCoordinate(ys, aL[0], t1y);
+    const uint32_t c2x = controlCoordinate(xe, aR[0], t2x), c2y = controlCoordinate(ye, aR[0], t2y);
+    if (c1x != controlCoordinate(xs, aL[1], t1x) || c1y != controlCoordinate(ys, aL[1], t1y) ||
+        c2x != controlCoordinate(xe, aR[1], t2x) || c2y != controlCoordinate(ye, aR[1], t2y))
+        return false;
+    *curve = OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], fromBits(c1x), fromBits(c1y), fromBits(c2x),
+                                     fromBits(c2y), pts[2 * e], pts[2 * e + 1]);
+    return true;
+}
+
+}  // namespace marqen
