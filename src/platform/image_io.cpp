@@ -311,6 +311,32 @@ bool checkLimit(uint64_t width, uint64_t height, uint64_t limit, MarqenError *er
     return true;
 }
 
+// Opens the picture as decoding hands it over: within the pixel limit, turned upright, in 8-bit RGB or
+// grey with or without alpha. *found gets what the file says about itself.
+bool openForPixels(const uint8_t *bytes, size_t length, MarqenImageFormat format, const MarqenImageDecodeOptions &options,
+                   ImageHandle *image, MarqenImageProperties *found, MarqenError *error) {
+    const uint64_t limit = options.maximumPixelCount ? options.maximumPixelCount : MarqenImageMaximumPixelCount();
+    if (!openWithVips(bytes, length, format, true, image, error)) return false;
+    if (!checkLimit(static_cast<uint64_t>(vips_image_get_width(image->get())),
+                    static_cast<uint64_t>(vips_image_get_height(image->get())), limit, error)) {
+        return false;
+    }
+    fillVipsProperties(image->get(), bytes, length, format, found);
+
+    int orientation = found->dictionary.value(kMarqenImagePropertyOrientation, 1);
+    if (format == MarqenImageFormat::JPEG && options.applyOrientation && orientation > 1) {
+        // Turning needs random access to the pixels: open again without the streaming hint.
+        ImageHandle random, upright;
+        if (!openWithVips(bytes, length, format, false, &random, error)) return false;
+        if (vips_autorot(random.get(), upright.out(), nullptr) != 0) {
+            return fail(error, MarqenNativeImageErrorCorruptData,
+                        "The JPEG image could not be turned upright: " + vips_support::takeErrorText() + ".");
+        }
+        *image = std::move(upright);
+    }
+    return normaliseForPixels(image, error);
+}
+
 }  // namespace
 
 const char *MarqenImageFormatName(MarqenImageFormat format) {
@@ -409,27 +435,8 @@ MarqenImageRef MarqenImageDecodeData(const void *data, size_t length, MarqenImag
     }
 
     ImageHandle image;
-    if (!openWithVips(bytes, length, format, true, &image, error)) return nullptr;
-    if (!checkLimit(static_cast<uint64_t>(vips_image_get_width(image.get())),
-                    static_cast<uint64_t>(vips_image_get_height(image.get())), limit, error)) {
-        return nullptr;
-    }
     MarqenImageProperties found;
-    fillVipsProperties(image.get(), bytes, length, format, &found);
-
-    int orientation = found.dictionary.value(kMarqenImagePropertyOrientation, 1);
-    if (format == MarqenImageFormat::JPEG && options.applyOrientation && orientation > 1) {
-        // Turning needs random access to the pixels: open again without the streaming hint.
-        ImageHandle random, upright;
-        if (!openWithVips(bytes, length, format, false, &random, error)) return nullptr;
-        if (vips_autorot(random.get(), upright.out(), nullptr) != 0) {
-            fail(error, MarqenNativeImageErrorCorruptData,
-                 "The JPEG image could not be turned upright: " + vips_support::takeErrorText() + ".");
-            return nullptr;
-        }
-        image = std::move(upright);
-    }
-    if (!normaliseForPixels(&image, error)) return nullptr;
+    if (!openForPixels(bytes, length, format, options, &image, &found, error)) return nullptr;
 
     VipsImage *ready = image.get();
     MarqenImageRef result =
@@ -569,15 +576,40 @@ double pixelsPerMillimetre(double dpi) { return dpi > 0 && std::isfinite(dpi) ? 
 // The image as libvips will save it. Opaque images are read in place (the colour bytes of the
 // packed words picked out lazily, so the encoder works while they are read); images with alpha are
 // unpremultiplied into `samples`, which must outlive the result.
-bool prepareForSaving(const MarqenImage &image, MarqenImageFormat format, const MarqenImageEncodeOptions &options,
-                      std::vector<uint8_t> *samples, ImageHandle *ready, MarqenError *error) {
-    const uint64_t pixelCount = static_cast<uint64_t>(image.width()) * static_cast<uint64_t>(image.height());
+bool checkEncoderLimit(int width, int height, MarqenImageFormat format, MarqenError *error) {
+    const uint64_t pixelCount = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
     if (const uint64_t limit = MarqenImageEncoderPixelLimit(format); limit && pixelCount > limit) {
         return fail(error, MarqenNativeImageErrorTooLarge,
-                    "The image is " + std::to_string(image.width()) + "x" + std::to_string(image.height()) +
-                        " pixels, more than the " + std::to_string(limit) + " pixels the " + formatDisplayName(format) +
-                        " encoder takes.");
+                    "The image is " + std::to_string(width) + "x" + std::to_string(height) + " pixels, more than the " +
+                        std::to_string(limit) + " pixels the " + formatDisplayName(format) + " encoder takes.");
     }
+    return true;
+}
+
+// The samples as the encoder takes them: sRGB at the options' resolution, with the options' profile and
+// nothing else the pixels' source may have carried.
+bool finishForSaving(VipsImage *pixels, MarqenImageFormat format, const MarqenImageEncodeOptions &options,
+                     ImageHandle *ready, MarqenError *error) {
+    if (!pixels || vips_copy(pixels, ready->out(), "interpretation", VIPS_INTERPRETATION_sRGB, "xres",
+                             pixelsPerMillimetre(options.dpiWidth), "yres", pixelsPerMillimetre(options.dpiHeight),
+                             "xoffset", 0, "yoffset", 0, nullptr) != 0) {
+        return fail(error, MarqenNativeImageErrorEncodeFailed,
+                    "The image could not be prepared: " + vips_support::takeErrorText() + ".");
+    }
+    // A decoder's metadata (EXIF, profiles, bit depth, palette, pages) would steer the encoder.
+    if (gchar **fields = vips_image_get_fields(ready->get())) {
+        for (gchar **field = fields; *field; ++field) vips_image_remove(ready->get(), *field);
+        g_strfreev(fields);
+    }
+    if (!options.iccProfile.empty() && format != MarqenImageFormat::GIF) {
+        vips_image_set_blob_copy(ready->get(), VIPS_META_ICC_NAME, options.iccProfile.data(), options.iccProfile.size());
+    }
+    return true;
+}
+
+bool prepareForSaving(const MarqenImage &image, MarqenImageFormat format, const MarqenImageEncodeOptions &options,
+                      std::vector<uint8_t> *samples, ImageHandle *ready, MarqenError *error) {
+    if (!checkEncoderLimit(image.width(), image.height(), format, error)) return false;
     vips_support::ensureStarted();
     ImageHandle pixels;
     if (image.isOpaque()) {
@@ -604,16 +636,7 @@ bool prepareForSaving(const MarqenImage &image, MarqenImageFormat format, const 
         pixels.reset(vips_image_new_from_memory(samples->data(), samples->size(), image.width(), image.height(), bands,
                                                 VIPS_FORMAT_UCHAR));
     }
-    if (!pixels || vips_copy(pixels.get(), ready->out(), "interpretation", VIPS_INTERPRETATION_sRGB, "xres",
-                             pixelsPerMillimetre(options.dpiWidth), "yres", pixelsPerMillimetre(options.dpiHeight),
-                             nullptr) != 0) {
-        return fail(error, MarqenNativeImageErrorEncodeFailed,
-                    "The image could not be prepared: " + vips_support::takeErrorText() + ".");
-    }
-    if (!options.iccProfile.empty() && format != MarqenImageFormat::GIF) {
-        vips_image_set_blob_copy(ready->get(), VIPS_META_ICC_NAME, options.iccProfile.data(), options.iccProfile.size());
-    }
-    return true;
+    return finishForSaving(pixels.get(), format, options, ready, error);
 }
 
 bool saveToTarget(VipsImage *image, MarqenImageFormat format, const MarqenImageEncodeOptions &options,
@@ -656,6 +679,28 @@ bool writeBytes(const std::vector<uint8_t> &bytes, const std::filesystem::path &
                             &reason))
         return true;
     return writeFailed(path, reason, error);
+}
+
+// Encodes straight into a temporary file beside `path` (no second copy of the encoded bytes in memory),
+// renamed into place once complete; the target was checked to be replaceable.
+bool saveStreamed(VipsImage *ready, const std::filesystem::path &path, MarqenImageFormat format,
+                  const MarqenImageEncodeOptions &options, MarqenError *error) {
+    std::filesystem::path temporary = temporaryPathBeside(path);
+    int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0) {
+        return writeFailed(path, std::strerror(errno), error);
+    }
+    VipsTarget *target = vips_target_new_to_descriptor(descriptor);
+    bool saved = target && saveToTarget(ready, format, options, target, error);
+    if (target) g_object_unref(target);
+    bool closed = ::close(descriptor) == 0;
+    if (!saved || !closed) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        return saved ? writeFailed(path, "the file could not be written", error) : false;
+    }
+    std::string reason;
+    return moveIntoPlace(temporary, path, &reason) || writeFailed(path, reason, error);
 }
 
 }  // namespace
@@ -718,26 +763,50 @@ bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::pat
         return encoded && writeBytes(*encoded, path, error);
     }
     if (std::string refusal; !checkReplaceableTarget(path, &refusal)) return writeFailed(path, refusal, error);
-    // Stream straight into the temporary file: no second copy of the encoded bytes in memory.
     std::vector<uint8_t> samples;
     ImageHandle ready;
     if (!prepareForSaving(image, format, options, &samples, &ready, error)) return false;
-    std::filesystem::path temporary = temporaryPathBeside(path);
-    int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor < 0) {
-        return writeFailed(path, std::strerror(errno), error);
+    return saveStreamed(ready.get(), path, format, options, error);
+}
+
+MarqenImageTranscodeResult MarqenImageTranscodeData(const void *data, size_t length, const std::filesystem::path &path,
+                                                    MarqenImageFormat format, const MarqenImageEncodeOptions &options,
+                                                    const MarqenImageDecodeOptions &decodeOptions, MarqenError *error) {
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    const MarqenImageFormat source = MarqenImageDetectFormat(bytes, length);
+    // BMP pictures have a decoder of their own, and BMP and JPEG 2000 files are written whole.
+    if (source == MarqenImageFormat::Unknown || source == MarqenImageFormat::BMP || format == MarqenImageFormat::Unknown ||
+        format == MarqenImageFormat::BMP || format == MarqenImageFormat::JPEG2000)
+        return MarqenImageTranscodeResult::NotStreamable;
+    ImageHandle image;
+    MarqenImageProperties found;
+    if (!openForPixels(bytes, length, source, decodeOptions, &image, &found, error))
+        return MarqenImageTranscodeResult::Failed;
+    // Only pictures without alpha are packed unchanged: grey spread over the three colours, RGB as it is.
+    const int bands = vips_image_get_bands(image.get());
+    if (found.dictionary.value(kMarqenImagePropertyHasAlpha, true) || (bands != 1 && bands != 3))
+        return MarqenImageTranscodeResult::NotStreamable;
+    const int width = vips_image_get_width(image.get()), height = vips_image_get_height(image.get());
+    if (!checkEncoderLimit(width, height, format, error)) return MarqenImageTranscodeResult::Failed;
+    if (std::string refusal; !checkReplaceableTarget(path, &refusal)) {
+        writeFailed(path, refusal, error);
+        return MarqenImageTranscodeResult::Failed;
     }
-    VipsTarget *target = vips_target_new_to_descriptor(descriptor);
-    bool saved = target && saveToTarget(ready.get(), format, options, target, error);
-    if (target) g_object_unref(target);
-    bool closed = ::close(descriptor) == 0;
-    if (!saved || !closed) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        return saved ? writeFailed(path, "the file could not be written", error) : false;
+    if (bands == 1) {
+        ImageHandle colour;
+        VipsImage *grey[3] = {image.get(), image.get(), image.get()};
+        if (vips_bandjoin(grey, colour.out(), 3, nullptr) != 0) {
+            fail(error, MarqenNativeImageErrorEncodeFailed,
+                 "The image could not be prepared: " + vips_support::takeErrorText() + ".");
+            return MarqenImageTranscodeResult::Failed;
+        }
+        image = std::move(colour);
     }
-    std::string reason;
-    return moveIntoPlace(temporary, path, &reason) || writeFailed(path, reason, error);
+    ImageHandle ready;
+    if (!finishForSaving(image.get(), format, options, &ready, error) ||
+        !saveStreamed(ready.get(), path, format, options, error))
+        return MarqenImageTranscodeResult::Failed;
+    return MarqenImageTranscodeResult::Written;
 }
 
 }  // namespace marqen

@@ -164,6 +164,39 @@ MarqenImageRef MarqenDOMDocumentCreateImageByFlatteningBitmaps(const std::shared
                        [&](MarqenDOMDocumentRenderer &renderer) { renderer.setDelegate(filter); });
 }
 
+std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocumentBitmapFillingImage(const std::shared_ptr<MarqenDOMDocument> &document,
+                                                                     CGSize size) {
+    int width = 0, height = 0;
+    if (!usableDocument(document, nullptr) || !pixelSize(size, &width, &height, nullptr) || document->pdfPage() ||
+        !CGAffineTransformIsIdentity(document->transform()))
+        return nullptr;
+    // The renderer draws nodes of these exact classes only; anything else in the tree is left to it.
+    std::shared_ptr<MarqenDOMBitmap> found;
+    for (const auto &child : document->children()) {
+        auto layer = std::dynamic_pointer_cast<MarqenDOMLayer>(child);
+        if (!layer || &layer->nodeClass() != &MarqenDOMLayer::classDescriptor() ||
+            !CGAffineTransformIsIdentity(layer->transform()))
+            return nullptr;
+        for (const auto &node : layer->children()) {
+            auto bitmap = std::dynamic_pointer_cast<MarqenDOMBitmap>(node);
+            if (found || !bitmap || layer != document->backgroundLayer() ||
+                &bitmap->nodeClass() != &MarqenDOMBitmap::classDescriptor())
+                return nullptr;
+            found = bitmap;
+        }
+    }
+    if (!found || !CGAffineTransformIsIdentity(found->transform()) || !CGRectIsEmpty(found->cropRect()) ||
+        !CGRectEqualToRect(found->frame(), document->frame()))
+        return nullptr;
+    // Where the frame lands in the y-up image, drawn as drawDocument draws it.
+    auto renderer = MarqenDOMDocumentRenderer::create(document);
+    renderer->setSize(CGSizeMake(width, height));
+    CGRect view = CGRectApplyAffineTransform(found->frame(), renderer->modelViewTransform());
+    view.origin.y = height - CGRectGetMaxY(view);
+    if (!CGRectEqualToRect(view, CGRectMake(0, 0, width, height))) return nullptr;
+    return found;
+}
+
 std::optional<MarqenRGBAColor> CopyMarqenDOMDocumentBackgroundColorForDocument(
     const MarqenDOMDocument &document, const std::optional<std::string> &typeIdentifier) {
     const MarqenRGBAColor white{1, 1, 1, 1};

@@ -62,13 +62,16 @@ int run(const std::vector<std::string> &args) {
 
     auto content = loadDocumentFile(input);
     auto document = pageForRendering(content, page, pdf);
-    std::shared_ptr<MarqenDOMDocumentResourceCoordinator> resources;
-    if (arguments.has("--resources")) {
-        resources = openResources(arguments.value("--resources"));
-        attachResources({document}, resources);
+    std::shared_ptr<MarqenDirectoryResourceCoordinator> resources;
+    if (arguments.has("--resources")) resources = openResources(arguments.value("--resources"));
+    // A picture with nothing over it is written straight from its file, without being drawn.
+    std::optional<std::string> written;
+    if (resources) written = writePictureAlone(document, *resources, request);
+    if (!written) {
+        if (resources) attachResources({document}, resources);
+        written = renderDocumentToFile(document, request);
     }
-    std::string written = renderDocumentToFile(document, request);
-    std::cout << request.output.string() << ": " << written << '\n';
+    std::cout << request.output.string() << ": " << *written << '\n';
     return kExitSuccess;
 }
 

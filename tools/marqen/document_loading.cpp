@@ -2,7 +2,6 @@
 
 #include "command.h"
 #include "dom/bitmap.h"
-#include "formats/directory_resource_coordinator.h"
 
 namespace marqen::cli {
 
@@ -13,7 +12,7 @@ MarqenDOMJSONContent loadDocumentFile(const std::string &path) {
     return *content;
 }
 
-std::shared_ptr<MarqenDOMDocumentResourceCoordinator> openResources(const std::string &directory) {
+std::shared_ptr<MarqenDirectoryResourceCoordinator> openResources(const std::string &directory) {
     MarqenError error;
     auto coordinator = MarqenDirectoryResourceCoordinator::create(directory, &error);
     if (!coordinator) failure(error.localizedDescription());

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/directory_resource_coordinator.h"
 #include "formats/dom_json_file.h"
 
 namespace marqen::cli {
@@ -12,7 +13,7 @@ namespace marqen::cli {
 MarqenDOMJSONContent loadDocumentFile(const std::string &path);
 
 // A coordinator for the resources directory. Throws CommandError(1) when the directory does not exist.
-std::shared_ptr<MarqenDOMDocumentResourceCoordinator> openResources(const std::string &directory);
+std::shared_ptr<MarqenDirectoryResourceCoordinator> openResources(const std::string &directory);
 // Gives each document the coordinator, which loads the bitmaps' pixels, and waits for them. The documents
 // hold it weakly: the caller keeps it while it uses them.
 void attachResources(const std::vector<std::shared_ptr<MarqenDOMDocument>> &documents,

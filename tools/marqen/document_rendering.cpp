@@ -4,6 +4,8 @@
 #include <cmath>
 
 #include "command.h"
+#include "dom/bitmap.h"
+#include "foundation/resource_budget.h"
 #include "platform/image_io.h"
 #include "platform/pdf_page.h"
 #include "render/document_images.h"
@@ -69,6 +71,52 @@ std::shared_ptr<MarqenDOMDocument> pageForRendering(const MarqenDOMJSONContent &
     return withPage;
 }
 
+namespace {
+
+CGSize outputSize(const MarqenDOMDocument &document, const RenderRequest &request) {
+    return request.size.value_or(CGSizeMake(document.frame().size.width * document.deviceScale(),
+                                            document.frame().size.height * document.deviceScale()));
+}
+
+// The resolution says how large the picture is meant to be: 72 dpi per unit of device scale.
+MarqenImageEncodeOptions encodeOptions(const MarqenDOMDocument &document, const RenderRequest &request, int width) {
+    MarqenImageEncodeOptions options;
+    if (request.quality) options.quality = *request.quality;
+    const double scale = document.frame().size.width > 0 ? width / document.frame().size.width : 1;
+    options.dpiWidth = options.dpiHeight = std::isfinite(scale) && scale > 0 ? 72 * scale : 72;
+    return options;
+}
+
+}  // namespace
+
+std::optional<std::string> writePictureAlone(const std::shared_ptr<MarqenDOMDocument> &document,
+                                             const MarqenDirectoryResourceCoordinator &resources,
+                                             const RenderRequest &request) {
+    const std::string format = renderFormatForPath(request.output);
+    if (format == "pdf") return std::nullopt;
+    const CGSize size = outputSize(*document, request);
+    auto bitmap = MarqenDOMDocumentBitmapFillingImage(document, size);
+    if (!bitmap) return std::nullopt;
+    const int width = static_cast<int>(std::lround(size.width)), height = static_cast<int>(std::lround(size.height));
+    // The picture is read as the bitmap would read it: the checked file itself, not a link put in its place.
+    auto file = resources.loadFile(bitmap->uri(), nullptr);
+    std::vector<uint8_t> bytes;
+    if (!file || !MarqenImageReadFileBytes(*file, &bytes, nullptr, uint64_t(4) << 30, false)) return std::nullopt;
+    MarqenImageProperties header;
+    if (!MarqenImageCopyPropertiesFromData(bytes.data(), bytes.size(), &header)) return std::nullopt;
+    // Upright, as decoding turns it.
+    int pictureWidth = header.pixelWidth(), pictureHeight = header.pixelHeight();
+    if (header.format == MarqenImageFormat::JPEG && header.dictionary.value(kMarqenImagePropertyOrientation, 1) >= 5)
+        std::swap(pictureWidth, pictureHeight);
+    if (pictureWidth != width || pictureHeight != height) return std::nullopt;
+    MarqenImageDecodeOptions decodeOptions;
+    decodeOptions.maximumPixelCount = MarqenCurrentResourceBudget().decodedPixelsPerDocument;
+    auto result = MarqenImageTranscodeData(bytes.data(), bytes.size(), request.output, imageFormat(format),
+                                           encodeOptions(*document, request, width), decodeOptions, nullptr);
+    if (result != MarqenImageTranscodeResult::Written) return std::nullopt;
+    return std::to_string(width) + "x" + std::to_string(height);
+}
+
 std::string renderDocumentToFile(const std::shared_ptr<MarqenDOMDocument> &document, const RenderRequest &request) {
     const std::string format = renderFormatForPath(request.output);
     MarqenError error;
@@ -78,8 +126,7 @@ std::string renderDocumentToFile(const std::shared_ptr<MarqenDOMDocument> &docum
         writeFileAtomically(request.output.string(), std::string(data->begin(), data->end()));
         return "vector";
     }
-    CGSize size = request.size.value_or(CGSizeMake(document->frame().size.width * document->deviceScale(),
-                                                   document->frame().size.height * document->deviceScale()));
+    const CGSize size = outputSize(*document, request);
     // A frame the encoder will not take is refused before it is drawn.
     if (const uint64_t limit = MarqenImageEncoderPixelLimit(imageFormat(format))) {
         const double width = std::round(size.width), height = std::round(size.height);
@@ -91,12 +138,8 @@ std::string renderDocumentToFile(const std::shared_ptr<MarqenDOMDocument> &docum
     auto background = CopyMarqenDOMDocumentBackgroundColorForDocument(*document, typeIdentifier(format));
     auto image = MarqenDOMDocumentCreateImageWithSize(document, background, std::nullopt, size, &error);
     if (!image) failure(error.localizedDescription());
-    MarqenImageEncodeOptions options;
-    if (request.quality) options.quality = *request.quality;
-    // The resolution says how large the picture is meant to be: 72 dpi per unit of device scale.
-    const double scale = document->frame().size.width > 0 ? image->width() / document->frame().size.width : 1;
-    options.dpiWidth = options.dpiHeight = std::isfinite(scale) && scale > 0 ? 72 * scale : 72;
-    if (!MarqenImageWriteToFile(*image, request.output, imageFormat(format), options, &error))
+    if (!MarqenImageWriteToFile(*image, request.output, imageFormat(format), encodeOptions(*document, request, image->width()),
+                                &error))
         failure(request.output.string() + ": " + error.localizedDescription());
     return std::to_string(image->width()) + "x" + std::to_string(image->height());
 }

@@ -87,6 +87,23 @@ MARQEN_EXPORT std::optional<std::vector<uint8_t>> MarqenImageEncode(const Marqen
 MARQEN_EXPORT bool MarqenImageWriteToFile(const MarqenImage &image, const std::filesystem::path &path, MarqenImageFormat format,
                                           const MarqenImageEncodeOptions &options = {}, MarqenError *error = nullptr);
 
+enum class MarqenImageTranscodeResult {
+    Written,        // the file is in place
+    NotStreamable,  // nothing was done: the picture has alpha, or a format is read or written whole
+    Failed,         // nothing was written; *error says why
+};
+// Writes the picture held in `bytes` as an image file without a MarqenImage in between: rows go from the
+// decoder to the encoder as they are decoded. The file is the one that MarqenImageDecodeData (with
+// decodeOptions) followed by MarqenImageWriteToFile would write, with the same limits and the same safe
+// write; it is offered for pictures without alpha, whose pixels pass unchanged, and for the formats that
+// stream (not BMP pictures, nor BMP or JPEG 2000 files).
+MARQEN_EXPORT MarqenImageTranscodeResult MarqenImageTranscodeData(const void *bytes, size_t length,
+                                                                  const std::filesystem::path &path,
+                                                                  MarqenImageFormat format,
+                                                                  const MarqenImageEncodeOptions &options = {},
+                                                                  const MarqenImageDecodeOptions &decodeOptions = {},
+                                                                  MarqenError *error = nullptr);
+
 // Reads a whole file (bounded by maximumBytes) for the decoders; exposed for callers that keep the bytes.
 // With followSymbolicLink false, a symbolic link at the path itself is refused instead of followed: for
 // files that were checked by name and must not be swapped for a link before they are opened.

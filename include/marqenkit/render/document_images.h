@@ -52,6 +52,15 @@ MARQEN_EXPORT MarqenImageRef MarqenDOMDocumentCreateImageWithSizeOfRegion(const 
 MARQEN_EXPORT MarqenImageRef MarqenDOMDocumentCreateImageByFlatteningBitmaps(const std::shared_ptr<MarqenDOMDocument> &document,
                                                                              MarqenError *error = nullptr);
 
+// The bitmap that alone makes up an image of the document `size` pixels large (rounded to whole pixels
+// as MarqenDOMDocumentCreateImageWithSize does): the document has no PDF page and nothing to draw but
+// this one bitmap, alone in its background layer; every transform on the way is the identity; the bitmap
+// has no crop; and its frame, the document's frame, covers the whole image exactly. A picture of exactly
+// that many pixels is then drawn one picture pixel onto one image pixel, so a picture without alpha is
+// the image, pixel for pixel, whatever the background colour. Null when any of this does not hold.
+MARQEN_EXPORT std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocumentBitmapFillingImage(
+    const std::shared_ptr<MarqenDOMDocument> &document, CGSize size);
+
 // White, or none (keep transparency) when the document does not force an opaque background, the
 // type is neither PDF nor JPEG (no type: the document is not a PDF page), the document has no
 // preferred image profile, and its background picture exists and lets the background through.
