@@ -184,3 +184,29 @@ TEST(HostileImage, FourBitmapsOverOneLargePNGDecodeItOnce) {
     ASSERT_EQ(out->width(), 400);
     for (int i = 0; i < 4; ++i) EXPECT_EQ(out->pixelAt(i * 100 + 50, 50), 0xFF000000u) << i;
 }
+
+TEST(HostileImage, ALargePictureWithNothingOverItIsRenderedWithoutHoldingItsFrame) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "resources");
+    writeFile(dir / "resources" / "5b0e6c1a-7d2f-4e3a-9c41-0a1b2c3d4e5f.png", blackPNG(8000, 6000));
+    const MarqenJSON frame = {{"x", 0}, {"y", 0}, {"width", 8000}, {"height", 6000}};
+    const MarqenJSON document = {
+        {"type", "Document"},
+        {"frame", frame},
+        {"children",
+         {{{"type", "Layer"},
+           {"layerId", "__background__"},
+           {"children",
+            {{{"type", "Bitmap"}, {"frame", frame}, {"uri", "marqen+uuid:///5b0e6c1a-7d2f-4e3a-9c41-0a1b2c3d4e5f"}}}}}}}};
+    writeFile(dir / "picture.json", document.dump());
+    auto run = runMeasured({"render", (dir / "picture.json").string(), "--resources", (dir / "resources").string(),
+                            "-o", (dir / "out.png").string()});
+    expectWithinBounds(run);
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_EQ(run.out, (dir / "out.png").string() + ": 8000x6000\n");
+    // Drawn, the picture and the page took 192 MB each; streamed, rows pass from decoder to encoder.
+    EXPECT_LT(run.maximumResidentKB, 200 * 1024);
+    auto out = MarqenImageDecodeFile(dir / "out.png");
+    ASSERT_TRUE(out);
+    EXPECT_EQ(out->pixelAt(4000, 3000), 0xFF000000u);
+}
