@@ -7,6 +7,15 @@
 #include "ink/path_fitter_worst_point.h"
 #include "ink/precondition.h"
 
+// The loops over a piece's points run several points at once; on processors with wider vectors a copy
+// built for them is chosen at load time. Lanes compute exactly what single operations compute (no fused
+// multiply-add is enabled), and sums are still added in order, so results are the same on every processor.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define MARQEN_WIDE_VECTORS __attribute__((target_clones("avx2", "default")))
+#else
+#define MARQEN_WIDE_VECTORS
+#endif
+
 namespace marqen {
 
 namespace {
@@ -20,13 +29,33 @@ MarqenPathFitterVector difference(const float *pts, int a, int b) {
 
 double length(MarqenPathFitterVector v) { return std::sqrt(v.x * v.x + v.y * v.y); }
 
-double dot(MarqenPathFitterVector a, MarqenPathFitterVector b) { return a.x * b.x + a.y * b.y; }
 
 int32_t saturatingTrunc(double value) {
     if (std::isnan(value)) return 0;
     if (value >= 2147483647.0) return std::numeric_limits<int32_t>::max();
     if (value <= -2147483648.0) return std::numeric_limits<int32_t>::min();
     return static_cast<int32_t>(value);
+}
+
+// One Newton–Raphson step of a point's parameter towards the curve's nearest point. Both outcomes are
+// computed and one is chosen, so that a loop over points runs several at once.
+inline double newtonStep(const OstwickPathFitterBezier &bez, double Px, double Py, double u, double Q1_0x,
+                         double Q1_0y, double Q1_1x, double Q1_1y, double Q1_2x, double Q1_2y, double Q2_0x,
+                         double Q2_0y, double Q2_1x, double Q2_1y) {
+    double mt = 1 - u;
+    double b0 = mt * mt * mt, b1 = 3 * mt * mt * u, b2 = 3 * mt * u * u, b3 = u * u * u;
+    double qx = b0 * bez._fromX + b1 * bez._tanFromX + b2 * bez._tanToX + b3 * bez._toX;
+    double qy = b0 * bez._fromY + b1 * bez._tanFromY + b2 * bez._tanToY + b3 * bez._toY;
+    double q1x = mt * mt * Q1_0x + 2 * u * mt * Q1_1x + u * u * Q1_2x;
+    double q1y = mt * mt * Q1_0y + 2 * u * mt * Q1_1y + u * u * Q1_2y;
+    double q2x = mt * Q2_0x + u * Q2_1x;
+    double q2y = mt * Q2_0y + u * Q2_1y;
+    double ex = qx - Px, ey = qy - Py;
+    double numerator = ex * q1x + ey * q1y;
+    double denominator = q1x * q1x + q1y * q1y + ex * q2x + ey * q2y;
+    double stepped = u - numerator / denominator;
+    bool flat = !(denominator > 1e-8) && !(denominator < -1e-8);
+    return flat ? u : stepped;
 }
 
 struct FitTask {
@@ -242,6 +271,9 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
     // computes them once. A piece's parameters are these sums over its last one, as parameterizePoints
     // gives them.
     std::vector<double> &sums = runningSums_;
+    std::vector<double> &distances = originDistances_;
+    distances.resize(static_cast<size_t>(std::max(0, iEnd - iStart + 1)));
+    for (int i = iStart; i <= iEnd; ++i) distances[i - iStart] = pathFitterOriginDistance(pts, i);
     int sumsStart = -1, sumsEnd = -1;
     std::vector<double> &u = parameters_;
     // Moments of a long run of pieces that start at one point give their first curve without a pass
@@ -263,7 +295,8 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
         if (sumsStart != s || sumsEnd < e) {
             sums.resize(static_cast<size_t>(e - s + 1));
             sums[0] = 0;
-            for (int k = 1; k <= e - s; ++k) sums[k] = sums[k - 1] + pathFitterOriginDistance(pts, s + k);
+            const double *distance = distances.data() + (s - iStart);
+            for (int k = 1; k <= e - s; ++k) sums[k] = sums[k - 1] + distance[k];
             sumsStart = s;
             sumsEnd = e;
         } else if (e - s >= kMomentsMinimum && !moments_.covers(pts, s, e)) {
@@ -327,7 +360,7 @@ std::vector<double> MarqenPathFitter::parameterizePoints(const float *pts, int i
     return u;
 }
 
-OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int iStart, int iEnd,
+MARQEN_WIDE_VECTORS OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int iStart, int iEnd,
                                                          const std::vector<double> &u,
                                                          MarqenPathFitterVector tangentStart,
                                                          MarqenPathFitterVector tangentEnd) {
@@ -335,17 +368,33 @@ OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int i
     const MarqenPathFitterVector t1 = tangentStart, t2 = tangentEnd;
     const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
     double C00 = 0, C01 = 0, C11 = 0, X0 = 0, X1 = 0;
-    for (int i = s; i <= e; ++i) {
-        double t = u[i - s], mt = 1 - t;
-        double B0 = mt * mt * mt, B1 = 3 * t * mt * mt, B2 = 3 * mt * t * t, B3 = t * t * t;
-        MarqenPathFitterVector A1{t1.x * B1, t1.y * B1}, A2{t2.x * B2, t2.y * B2};
-        C00 += dot(A1, A1);
-        C01 += dot(A1, A2);
-        C11 += dot(A2, A2);
-        MarqenPathFitterVector r{pts[2 * i] - (startX * (B0 + B1) + endX * (B2 + B3)),
-                                 pts[2 * i + 1] - (startY * (B0 + B1) + endY * (B2 + B3))};
-        X0 += dot(A1, r);
-        X1 += dot(A2, r);
+    // The terms of a block of points are computed first (independently, so several at once), then added
+    // in order: the sums are the same as term by term.
+    constexpr int kBlock = 64;
+    double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
+    for (int first = s; first <= e; first += kBlock) {
+        const int count = std::min(kBlock, e - first + 1);
+        const double *uu = u.data() + (first - s);
+        const float *pp = pts + 2 * first;
+        for (int k = 0; k < count; ++k) {
+            double t = uu[k], mt = 1 - t;
+            double B0 = mt * mt * mt, B1 = 3 * t * mt * mt, B2 = 3 * mt * t * t, B3 = t * t * t;
+            double A1x = t1.x * B1, A1y = t1.y * B1, A2x = t2.x * B2, A2y = t2.y * B2;
+            c00[k] = A1x * A1x + A1y * A1y;
+            c01[k] = A1x * A2x + A1y * A2y;
+            c11[k] = A2x * A2x + A2y * A2y;
+            double rx = pp[2 * k] - (startX * (B0 + B1) + endX * (B2 + B3));
+            double ry = pp[2 * k + 1] - (startY * (B0 + B1) + endY * (B2 + B3));
+            x0[k] = A1x * rx + A1y * ry;
+            x1[k] = A2x * rx + A2y * ry;
+        }
+        for (int k = 0; k < count; ++k) {
+            C00 += c00[k];
+            C01 += c01[k];
+            C11 += c11[k];
+            X0 += x0[k];
+            X1 += x1[k];
+        }
     }
     double det = C00 * C11 - C01 * C01;
     double alphaL, alphaR;
@@ -368,23 +417,30 @@ OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int i
                                    static_cast<float>(endY + alphaR * t2.y), pts[2 * e], pts[2 * e + 1]);
 }
 
-float MarqenPathFitter::calcMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
+MARQEN_WIDE_VECTORS float MarqenPathFitter::calcMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
                                      const std::vector<double> &u, int *maxIndex) {
     // An offset count, not an index of the piece; only used when no point is measured.
     *maxIndex = (iEnd - iStart + 1) / 2;
     if (iStart + 1 >= iEnd) return 0;
-    double maxError = 0;
-    for (int i = iStart + 1; i <= iEnd - 1; ++i) {
-        double distance = std::sqrt(static_cast<double>(pathFitterSquaredError(bez, u[i - iStart], pts, i)));
-        if (distance > maxError) {
-            maxError = distance;
-            *maxIndex = i;
+    // The distance is the root (in double) of the squared error; roots of different floats differ, so the
+    // squares are compared instead, a block of them computed at once, and the root of the largest taken.
+    constexpr int kBlock = 64;
+    float squares[kBlock];
+    float largest = 0;
+    for (int first = iStart + 1; first <= iEnd - 1; first += kBlock) {
+        const int count = std::min(kBlock, iEnd - first);
+        for (int k = 0; k < count; ++k) squares[k] = pathFitterSquaredError(bez, u[first + k - iStart], pts, first + k);
+        for (int k = 0; k < count; ++k) {
+            if (squares[k] > largest) {
+                largest = squares[k];
+                *maxIndex = first + k;
+            }
         }
     }
-    return static_cast<float>(maxError);
+    return static_cast<float>(std::sqrt(static_cast<double>(largest)));
 }
 
-void MarqenPathFitter::improveParameters(const float *pts, int iStart, int iEnd, std::vector<double> &u,
+MARQEN_WIDE_VECTORS void MarqenPathFitter::improveParameters(const float *pts, int iStart, int iEnd, std::vector<double> &u,
                                          const OstwickPathFitterBezier &bez) {
     // Control polygons of the first and second derivatives.
     const double Q1_0x = 3.0 * static_cast<double>(bez._tanFromX - bez._fromX);
@@ -395,9 +451,11 @@ void MarqenPathFitter::improveParameters(const float *pts, int iStart, int iEnd,
     const double Q1_2y = 3.0 * static_cast<double>(bez._toY - bez._tanToY);
     const double Q2_0x = 2.0 * (Q1_1x - Q1_0x), Q2_0y = 2.0 * (Q1_1y - Q1_0y);
     const double Q2_1x = 2.0 * (Q1_2x - Q1_1x), Q2_1y = 2.0 * (Q1_2y - Q1_1y);
-    for (int i = iStart; i <= iEnd; ++i)
-        u[i - iStart] = newtonRhapson(bez, pts[2 * i], pts[2 * i + 1], u[i - iStart], Q1_0x, Q1_0y, Q1_1x, Q1_1y,
-                                      Q1_2x, Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y);
+    double *values = u.data();
+    const float *points = pts + 2 * iStart;
+    for (int k = 0; k <= iEnd - iStart; ++k)
+        values[k] = newtonStep(bez, points[2 * k], points[2 * k + 1], values[k], Q1_0x, Q1_0y, Q1_1x, Q1_1y, Q1_2x,
+                               Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y);
     const double a = u[0], b = u[iEnd - iStart];
     for (double &value : u) value = (value - a) / (b - a);
 }
@@ -405,17 +463,7 @@ void MarqenPathFitter::improveParameters(const float *pts, int iStart, int iEnd,
 double MarqenPathFitter::newtonRhapson(const OstwickPathFitterBezier &bez, double Px, double Py, double u,
                                        double Q1_0x, double Q1_0y, double Q1_1x, double Q1_1y, double Q1_2x,
                                        double Q1_2y, double Q2_0x, double Q2_0y, double Q2_1x, double Q2_1y) {
-    CGPoint q = bez.evaluatePoint(u);
-    double mt = 1 - u;
-    double q1x = mt * mt * Q1_0x + 2 * u * mt * Q1_1x + u * u * Q1_2x;
-    double q1y = mt * mt * Q1_0y + 2 * u * mt * Q1_1y + u * u * Q1_2y;
-    double q2x = mt * Q2_0x + u * Q2_1x;
-    double q2y = mt * Q2_0y + u * Q2_1y;
-    double ex = q.x - Px, ey = q.y - Py;
-    double numerator = ex * q1x + ey * q1y;
-    double denominator = q1x * q1x + q1y * q1y + ex * q2x + ey * q2y;
-    if (!(denominator > 1e-8) && !(denominator < -1e-8)) return u;
-    return u - numerator / denominator;
+    return newtonStep(bez, Px, Py, u, Q1_0x, Q1_0y, Q1_1x, Q1_1y, Q1_2x, Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y);
 }
 
 MarqenPathFitterVector MarqenPathFitter::middleTangent(const float *pts, int index) {
