@@ -60,6 +60,55 @@ bool usableDocument(const std::shared_ptr<MarqenDOMDocument> &document, MarqenEr
     return true;
 }
 
+// The bitmap alone in the background layer whose frame covers the whole image of `size` exactly (see
+// MarqenDOMDocumentBitmapFillingImage); with annotationsAllowed the other layers may hold anything.
+std::shared_ptr<MarqenDOMBitmap> bitmapFillingImage(const std::shared_ptr<MarqenDOMDocument> &document, CGSize size,
+                                                    bool annotationsAllowed) {
+    int width = 0, height = 0;
+    if (!usableDocument(document, nullptr) || !pixelSize(size, &width, &height, nullptr) || document->pdfPage() ||
+        !CGAffineTransformIsIdentity(document->transform()))
+        return nullptr;
+    // The renderer draws nodes of these exact classes only; anything else in the tree is left to it.
+    std::shared_ptr<MarqenDOMBitmap> found;
+    const auto background = document->backgroundLayer();
+    for (const auto &child : document->children()) {
+        auto layer = std::dynamic_pointer_cast<MarqenDOMLayer>(child);
+        if (!layer || &layer->nodeClass() != &MarqenDOMLayer::classDescriptor()) return nullptr;
+        if (layer != background) {
+            if (!annotationsAllowed && (!CGAffineTransformIsIdentity(layer->transform()) || !layer->children().empty()))
+                return nullptr;
+            continue;
+        }
+        if (!CGAffineTransformIsIdentity(layer->transform())) return nullptr;
+        for (const auto &node : layer->children()) {
+            auto bitmap = std::dynamic_pointer_cast<MarqenDOMBitmap>(node);
+            if (found || !bitmap || &bitmap->nodeClass() != &MarqenDOMBitmap::classDescriptor()) return nullptr;
+            found = bitmap;
+        }
+    }
+    if (!found || !CGAffineTransformIsIdentity(found->transform()) || !CGRectIsEmpty(found->cropRect()) ||
+        !CGRectEqualToRect(found->frame(), document->frame()))
+        return nullptr;
+    // Where the frame lands in the y-up image, drawn as drawDocument draws it.
+    auto renderer = MarqenDOMDocumentRenderer::create(document);
+    renderer->setSize(CGSizeMake(width, height));
+    CGRect view = CGRectApplyAffineTransform(found->frame(), renderer->modelViewTransform());
+    view.origin.y = height - CGRectGetMaxY(view);
+    if (!CGRectEqualToRect(view, CGRectMake(0, 0, width, height))) return nullptr;
+    return found;
+}
+
+// Leaves out the background layer and what it holds: for a page that starts as the background picture.
+class AllButTheBackgroundFilter : public MarqenDOMDocumentRendererDelegate {
+public:
+    bool rendererShouldRenderNode(const MarqenDOMDocumentRenderer &renderer, const MarqenDOMNodePtr &node) override {
+        auto document = renderer.document();
+        auto background = document ? document->backgroundLayer() : nullptr;
+        if (!background || !node) return true;
+        return node != std::static_pointer_cast<MarqenDOMNode>(background) && node->parent() != background;
+    }
+};
+
 // Lets everything through except the pictures and the background layer itself: what a PDF overlay holds.
 class AnnotationsOnlyFilter : public MarqenDOMDocumentRendererDelegate {
 public:
@@ -98,7 +147,19 @@ MarqenImageRef renderImage(const std::shared_ptr<MarqenDOMDocument> &document,
     int width = 0, height = 0;
     if (!usableDocument(document, error) || !pixelSize(size, &width, &height, error)) return nullptr;
     MarqenError bufferError;
-    auto image = MarqenImage::create(width, height, &bufferError);
+    MarqenImageRef image;
+    // A picture without alpha filling the page one pixel to one is the page before anything else is
+    // drawn (the background under it never shows): it is copied in, and only what lies over it is drawn.
+    std::shared_ptr<AllButTheBackgroundFilter> overPicture;
+    if (!configure && !view) {
+        auto bitmap = bitmapFillingImage(document, CGSizeMake(width, height), true);
+        auto picture = bitmap ? bitmap->image() : nullptr;
+        if (picture && picture->width() == width && picture->height() == height && bitmap->isOpaque()) {
+            image = picture->copy(&bufferError);
+            overPicture = std::make_shared<AllButTheBackgroundFilter>();
+        }
+    }
+    if (!overPicture) image = MarqenImage::create(width, height, &bufferError);
     auto context = image ? MarqenGraphicsContext::createForImage(image, &bufferError) : nullptr;
     if (!context) {
         fail(error, MarqenDOMDocumentRenderErrorBufferFailed,
@@ -106,7 +167,10 @@ MarqenImageRef renderImage(const std::shared_ptr<MarqenDOMDocument> &document,
         return nullptr;
     }
     const CGSize pixels = CGSizeMake(width, height);
-    drawDocument(document, *context, pixels, backgroundColor, configure,
+    std::function<void(MarqenDOMDocumentRenderer &)> withoutBackground = [&](MarqenDOMDocumentRenderer &renderer) {
+        renderer.setDelegate(overPicture);
+    };
+    drawDocument(document, *context, pixels, backgroundColor, overPicture ? withoutBackground : configure,
                  view ? std::optional(view(pixels)) : std::nullopt);
     context.reset();
     return image;
@@ -166,35 +230,7 @@ MarqenImageRef MarqenDOMDocumentCreateImageByFlatteningBitmaps(const std::shared
 
 std::shared_ptr<MarqenDOMBitmap> MarqenDOMDocumentBitmapFillingImage(const std::shared_ptr<MarqenDOMDocument> &document,
                                                                      CGSize size) {
-    int width = 0, height = 0;
-    if (!usableDocument(document, nullptr) || !pixelSize(size, &width, &height, nullptr) || document->pdfPage() ||
-        !CGAffineTransformIsIdentity(document->transform()))
-        return nullptr;
-    // The renderer draws nodes of these exact classes only; anything else in the tree is left to it.
-    std::shared_ptr<MarqenDOMBitmap> found;
-    for (const auto &child : document->children()) {
-        auto layer = std::dynamic_pointer_cast<MarqenDOMLayer>(child);
-        if (!layer || &layer->nodeClass() != &MarqenDOMLayer::classDescriptor() ||
-            !CGAffineTransformIsIdentity(layer->transform()))
-            return nullptr;
-        for (const auto &node : layer->children()) {
-            auto bitmap = std::dynamic_pointer_cast<MarqenDOMBitmap>(node);
-            if (found || !bitmap || layer != document->backgroundLayer() ||
-                &bitmap->nodeClass() != &MarqenDOMBitmap::classDescriptor())
-                return nullptr;
-            found = bitmap;
-        }
-    }
-    if (!found || !CGAffineTransformIsIdentity(found->transform()) || !CGRectIsEmpty(found->cropRect()) ||
-        !CGRectEqualToRect(found->frame(), document->frame()))
-        return nullptr;
-    // Where the frame lands in the y-up image, drawn as drawDocument draws it.
-    auto renderer = MarqenDOMDocumentRenderer::create(document);
-    renderer->setSize(CGSizeMake(width, height));
-    CGRect view = CGRectApplyAffineTransform(found->frame(), renderer->modelViewTransform());
-    view.origin.y = height - CGRectGetMaxY(view);
-    if (!CGRectEqualToRect(view, CGRectMake(0, 0, width, height))) return nullptr;
-    return found;
+    return bitmapFillingImage(document, size, false);
 }
 
 std::optional<MarqenRGBAColor> CopyMarqenDOMDocumentBackgroundColorForDocument(

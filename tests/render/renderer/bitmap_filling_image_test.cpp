@@ -6,6 +6,7 @@
 #include "dom/layer.h"
 #include "render/document_images.h"
 #include "render_test_support.h"
+#include "support/test_support.h"
 
 namespace marqen::test {
 namespace {
@@ -58,6 +59,36 @@ TEST(BitmapFillingImage, AcceptedDocumentsDrawExactlyThePicture) {
             auto drawn = MarqenDOMDocumentCreateImageWithSize(document, background, std::nullopt, size);
             ASSERT_TRUE(drawn);
             EXPECT_TRUE(samePixels(*drawn, *image)) << c.frame.origin.x << " " << c.deviceScale;
+        }
+    }
+}
+
+// The page starts as a copy of such a picture and only what lies over it is drawn: the same pixels as
+// drawing everything, which a memory-mapped page still does.
+TEST(BitmapFillingImage, AnnotationsOverThePictureDrawAsOverTheWholePage) {
+    const Json shadow = {{"shadowColor", colorJson(0, 0, 0)}, {"shadowOpacity", 0.5}, {"shadowRadius", 3},
+                         {"shadowOffset", {{"width", 2}, {"height", 2}}}};
+    const Json stroke = {{"type", "Vector"}, {"path", "M2,2L38,25"}, {"strokeColor", colorJson(255, 0, 0)},
+                         {"lineWidth", 3}, {"style", shadow}};
+    const Json fill = {{"type", "Vector"}, {"path", "M5,20L20,5L30,28Z"}, {"fillColor", colorJson(0, 0, 255, 0.5)},
+                       {"strokeColor", colorJson(0, 200, 0, 0.7)}, {"lineWidth", 1.5}};
+    TempDir dir;
+    int index = 0;
+    for (bool opaque : {true, false}) {
+        auto picture = photo(40, 30);
+        if (!opaque) picture->setPixelAt(5, 5, 0x40102030);
+        auto document = pictureDocument(CGRectMake(0, 0, 40, 30), picture);
+        document->annotationLayer()->addChild(MarqenDOMNode::nodeWithDictionary(stroke));
+        document->textLayer()->addChild(MarqenDOMNode::nodeWithDictionary(fill));
+        document->textLayer()->setTransform(CGAffineTransformMakeTranslation(1.5, -2));
+        ASSERT_TRUE(MarqenDOMDocumentBitmapFillingImage(document, CGSizeMake(40, 30)) == nullptr);
+        for (const auto &background : {std::optional<MarqenRGBAColor>{{1, 1, 1, 1}}, std::optional<MarqenRGBAColor>{}}) {
+            auto drawn = MarqenDOMDocumentCreateImageWithSize(document, background, std::nullopt, CGSizeMake(40, 30));
+            auto whole = MarqenDOMDocumentCreateImageWithSize(document, background, dir / std::to_string(index++),
+                                                              CGSizeMake(40, 30));
+            ASSERT_TRUE(drawn && whole);
+            EXPECT_TRUE(samePixels(*drawn, *whole)) << opaque;
+            EXPECT_NE(drawn->pixelAt(20, 13), picture->pixelAt(20, 13));  // the annotations are there
         }
     }
 }
