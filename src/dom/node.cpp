@@ -19,8 +19,11 @@ namespace marqen {
 namespace {
 
 void post(const char *name, const MarqenDOMNode *node, NotificationUserInfo userInfo = {}) {
-    NotificationCenter::defaultCenter().post(name, node, std::move(userInfo));
+    NotificationCenter &center = NotificationCenter::defaultCenter();
+    if (center.hasAnyObservers()) center.post(name, node, std::move(userInfo));
 }
+
+bool anyoneObserves() { return NotificationCenter::defaultCenter().hasAnyObservers(); }
 
 }  // namespace
 
@@ -117,6 +120,9 @@ std::optional<size_t> MarqenDOMNode::indexOfChild(const MarqenDOMNode *child) co
 
 void MarqenDOMNode::setDocument(const std::shared_ptr<MarqenDOMDocument> &document) {
     auto old = document_.lock();
+    // A node's children always share its document, so when nothing changes here nothing changes below
+    // (nodes built for a document are added to parents that are not attached yet, again and again).
+    if (old == document && (!document || undoManagerAtLastAttach_.lock() == document->undoManagerShared())) return;
     document_ = document;
     if (document) undoManagerAtLastAttach_ = document->undoManagerShared();
     for (const auto &child : children_) child->setDocument(document);
@@ -148,9 +154,11 @@ void MarqenDOMNode::addChildAt(const MarqenDOMNodePtr &child, std::optional<size
     else
         addChildrenObject(child);
     markDocumentNeedsSave();
-    NotificationUserInfo info{{MarqenDOMNodeUserInfoChildKey, child}};
-    if (index) info[MarqenDOMNodeUserInfoIndexKey] = *index;
-    post(MarqenDOMNodeDidAddChild, this, std::move(info));
+    if (anyoneObserves()) {
+        NotificationUserInfo info{{MarqenDOMNodeUserInfoChildKey, child}};
+        if (index) info[MarqenDOMNodeUserInfoIndexKey] = *index;
+        post(MarqenDOMNodeDidAddChild, this, std::move(info));
+    }
     postDidChange();
     registerUndoAction([child](MarqenDOMNode &node) { node.removeChild(child); });
 }

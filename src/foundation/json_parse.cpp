@@ -2,6 +2,7 @@
 // the parent container at the end of every object, which is quadratic in the objects of one array; this
 // builder does constant work per event, so the parse is linear, and it counts depth and values as it goes
 // so that a refused file is refused before it has been built.
+#include <algorithm>
 #include <unordered_map>
 
 #include "foundation/json.h"
@@ -95,14 +96,25 @@ private:
                 }
             }
         }
-        members.emplace_back(pendingKey_, std::move(value));
+        if (members.size() == members.capacity()) grow(members);
+        members.emplace_back(std::move(pendingKey_), std::move(value));
         if (frame.keyIndex) {
-            frame.keyIndex->emplace(std::move(pendingKey_), members.size() - 1);
+            frame.keyIndex->emplace(members.back().first, members.size() - 1);
         } else if (members.size() > kIndexedObjectSize) {
             frame.keyIndex = std::make_unique<std::unordered_map<std::string, size_t>>();
             for (size_t i = 0; i < members.size(); ++i) frame.keyIndex->emplace(members[i].first, i);
         }
         return &members.back().second;
+    }
+
+    // The members' keys are const, so a vector growing on its own copies every member, nested values and
+    // all (an object that gains a member after a large one copies the whole large one). Growing here moves
+    // the values and copies only the keys.
+    static void grow(ObjectVector &members) {
+        ObjectVector grown;
+        grown.reserve(std::max<size_t>(4, members.size() * 2));
+        for (auto &member : members) grown.emplace_back(member.first, std::move(member.second));
+        members.swap(grown);
     }
 
     bool place(MarqenJSON &&value) {

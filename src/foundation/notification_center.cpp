@@ -32,6 +32,7 @@ NotificationToken NotificationCenter::addObserver(const std::string &name, const
     auto entry = std::make_shared<NotificationToken::Entry>(NotificationToken::Entry{name, object, std::move(handler)});
     std::lock_guard lock(mutex_);
     entries_.push_back(entry);
+    observerCount_.store(entries_.size(), std::memory_order_relaxed);
     return NotificationToken(this, entry);
 }
 
@@ -39,9 +40,11 @@ void NotificationCenter::remove(const std::shared_ptr<NotificationToken::Entry> 
     std::lock_guard lock(mutex_);
     entry->removed = true;
     entries_.erase(std::remove(entries_.begin(), entries_.end(), entry), entries_.end());
+    observerCount_.store(entries_.size(), std::memory_order_relaxed);
 }
 
 void NotificationCenter::post(const std::string &name, const void *object, NotificationUserInfo userInfo) {
+    if (!hasAnyObservers()) return;
     post(Notification{name, object, std::move(userInfo)});
 }
 
@@ -53,6 +56,7 @@ bool NotificationCenter::hasObservers(const std::string &name, const void *objec
 }
 
 void NotificationCenter::post(const Notification &notification) {
+    if (!hasAnyObservers()) return;
     // Handlers run outside the lock on a snapshot, so they may add and remove observers and post again;
     // an observer removed during the post is not called afterwards.
     std::vector<std::shared_ptr<NotificationToken::Entry>> matching;

@@ -81,7 +81,7 @@ TEST(HostileImage, ABitmapShowingAMillionPixelWidePNGIsLeftOutQuickly) {
     auto run = runMeasured({"render", (sourceDir() / "samples" / "elements.json").string(), "--resources",
                             (dir / "resources").string(), "-o", (dir / "out.png").string()});
     EXPECT_EQ(run.signal, 0);
-    EXPECT_LT(run.seconds, kSecondsBound);
+    EXPECT_LT(run.processorSeconds, kSecondsBound);
     EXPECT_LT(run.maximumResidentKB, 300 * 1024);  // decoding it took 1.8 GB
     EXPECT_EQ(run.exitStatus, 0) << run.err;
     EXPECT_NE(run.err.find("Unable to load resource with URI marqen+uuid:///5b0e6c1a-7d2f-4e3a-9c41-0a1b2c3d4e5f"),
@@ -110,7 +110,7 @@ TEST(HostileImage, A256MegapixelFrameAsGifOrHeicIsRefusedBeforeItIsDrawn) {
         const auto output = dir / (std::string("big.") + extension);
         auto run = runMeasured({"render", (sourceDir() / "samples" / "basic.json").string(), "--size", "16000x16000",
                                 "-o", output.string()});
-        EXPECT_LT(run.seconds, kSecondsBound);
+        EXPECT_LT(run.processorSeconds, kSecondsBound);
         EXPECT_LT(run.maximumResidentKB, 300 * 1024);
         EXPECT_EQ(run.exitStatus, 1);
         EXPECT_EQ(run.err, "marqen: " + output.string() + ": the image would be 16000x16000 pixels, more than the " +
@@ -128,7 +128,7 @@ TEST(HostileImage, ASparseThreeGigabyteResourceFileIsRefusedFromItsFirstBytes) {
     auto run = runMeasured({"render", (sourceDir() / "samples" / "elements.json").string(), "--resources",
                             (dir / "resources").string(), "-o", (dir / "out.png").string()});
     EXPECT_EQ(run.signal, 0);
-    EXPECT_LT(run.seconds, kSecondsBound);
+    EXPECT_LT(run.processorSeconds, kSecondsBound);
     EXPECT_LT(run.maximumResidentKB, 300 * 1024);  // the whole file was read twice: 6 GB
     EXPECT_EQ(run.exitStatus, 0) << run.err;
     EXPECT_NE(run.err.find("Unable to load resource with URI marqen+uuid:///5b0e6c1a-7d2f-4e3a-9c41-0a1b2c3d4e5f"),

@@ -6,6 +6,7 @@
 // Adding and removing observers is safe from any thread (a lock guards the list), and a post from
 // another thread would run its observers on that thread: the library never does that.
 #include <any>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -67,6 +68,9 @@ public:
     // True when a post of this name from this sender would reach an observer, so that senders can skip
     // building costly user info nobody reads.
     bool hasObservers(const std::string &name, const void *object);
+    // False when nobody observes anything here: senders then skip building the notification at all (a
+    // document being read posts for every node it builds, with nobody listening yet).
+    bool hasAnyObservers() const noexcept { return observerCount_.load(std::memory_order_relaxed) != 0; }
     void post(const Notification &notification);
 
 private:
@@ -75,6 +79,7 @@ private:
 
     std::mutex mutex_;
     std::vector<std::shared_ptr<NotificationToken::Entry>> entries_;
+    std::atomic<size_t> observerCount_{0};  // entries_.size(), written under mutex_
 };
 
 struct MARQEN_EXPORT NotificationToken::Entry {
