@@ -5,7 +5,7 @@ set -euo pipefail
 
 PACKAGES=(
   build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
-  libcairo2-dev libpango1.0-dev libvips-dev libvips-tools libpoppler-glib-dev libpoppler-cpp-dev
+  libcairo2-dev libpixman-1-dev libpango1.0-dev libvips-dev libvips-tools libpoppler-glib-dev libpoppler-cpp-dev
   zlib1g-dev libssl-dev nlohmann-json3-dev libpugixml-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-urw-base35 fonts-dejavu-core

@@ -9,6 +9,7 @@
 #include "foundation/log.h"
 #include "foundation/resource_budget.h"
 #include "platform/shadow_blur.h"
+#include "platform/shadow_compositor.h"
 
 namespace marqen {
 
@@ -154,7 +155,19 @@ bool copyGroupAlpha(cairo_pattern_t *pattern, const double box[4], double x0, do
 
 }  // namespace
 
-MarqenGraphicsContext::MarqenGraphicsContext(cairo_t *context) : context_(cairo_reference(context)) {}
+MarqenGraphicsContext::MarqenGraphicsContext(cairo_t *context) : context_(cairo_reference(context)) {
+    // Cairo lists the clip (within the target) as rectangles when they are whole pixels, as a new
+    // context's clip is.
+    cairo_save(context_);
+    cairo_identity_matrix(context_);
+    cairo_rectangle_list_t *list = cairo_copy_clip_rectangle_list(context_);
+    cairo_restore(context_);
+    if (list->status == CAIRO_STATUS_SUCCESS && list->num_rectangles == 1) {
+        const cairo_rectangle_t &r = list->rectangles[0];
+        state().deviceClip = CGRectMake(r.x, r.y, r.width, r.height);
+    }
+    cairo_rectangle_list_destroy(list);
+}
 
 std::unique_ptr<MarqenGraphicsContext> MarqenGraphicsContext::createForImage(const MarqenImageRef &image,
                                                                              MarqenError *error) {
@@ -234,9 +247,21 @@ void MarqenGraphicsContext::clipToRect(CGRect rect) {
     cairo_new_path(context_);
     cairo_rectangle(context_, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
     cairo_clip(context_);
+    // A CTM that keeps axes on axes keeps the clip a device-space rectangle.
+    cairo_matrix_t m;
+    cairo_get_matrix(context_, &m);
+    auto &clip = state().deviceClip;
+    if (clip && ((m.xy == 0 && m.yx == 0) || (m.xx == 0 && m.yy == 0))) {
+        const CGRect device = CGRectApplyAffineTransform(rect, {m.xx, m.yx, m.xy, m.yy, m.x0, m.y0});
+        const CGRect common = CGRectIntersection(*clip, device);
+        clip = CGRectIsNull(common) ? CGRectZero : common;
+    } else {
+        clip.reset();
+    }
 }
 
 void MarqenGraphicsContext::clipToPath(const MarqenBezierPath &path) {
+    state().deviceClip.reset();
     cairo_new_path(context_);
     appendPath(context_, path);
     cairo_set_fill_rule(context_, fillRule(path.windingRule()));
@@ -573,8 +598,42 @@ void MarqenGraphicsContext::perform(const std::function<void()> &draw) {
     cairo_pattern_destroy(pattern);
 }
 
+std::optional<CGRect> MarqenGraphicsContext::knownDeviceClip() const {
+    const std::optional<CGRect> &clip = state().deviceClip;
+    if (!clip || !std::isfinite(clip->origin.x) || !std::isfinite(clip->origin.y) || !std::isfinite(clip->size.width) ||
+        !std::isfinite(clip->size.height))
+        return std::nullopt;
+    // Cairo's clip extents are its clip rounded out to whole pixels (the edges first put on its
+    // 1/256 grid) and cut to the target; a clip set behind this context's back would show.
+    cairo_surface_t *target = cairo_get_group_target(context_);
+    if (cairo_surface_get_type(target) != CAIRO_SURFACE_TYPE_IMAGE) return std::nullopt;
+    double dx = 0, dy = 0;
+    cairo_surface_get_device_offset(target, &dx, &dy);
+    const double tx1 = -dx, ty1 = -dy;
+    const double tx2 = tx1 + cairo_image_surface_get_width(target), ty2 = ty1 + cairo_image_surface_get_height(target);
+    double x1, y1, x2, y2;
+    cairo_save(context_);
+    cairo_identity_matrix(context_);
+    cairo_clip_extents(context_, &x1, &y1, &x2, &y2);
+    cairo_restore(context_);
+    auto grid = [](double v) { return std::round(v * 256) / 256; };
+    const double left = std::max(tx1, std::floor(grid(CGRectGetMinX(*clip))));
+    const double top = std::max(ty1, std::floor(grid(CGRectGetMinY(*clip))));
+    const double right = std::min(tx2, std::ceil(grid(CGRectGetMaxX(*clip))));
+    const double bottom = std::min(ty2, std::ceil(grid(CGRectGetMaxY(*clip))));
+    if (right <= left || bottom <= top) return std::nullopt;
+    if (x1 != left || y1 != top || x2 != right || y2 != bottom) return std::nullopt;
+    return clip;
+}
+
 void MarqenGraphicsContext::compositeGroup(void *patternPointer, CGFloat alpha, const std::optional<MarqenShadow> &shadow) {
     auto *pattern = static_cast<cairo_pattern_t *>(patternPointer);
+    if (casts(shadow)) {
+        const std::optional<CGRect> clip = knownDeviceClip();
+        if (compositeShadowedRasterGroup(context_, pattern, alpha, *shadow, clip ? &*clip : nullptr) !=
+            ShadowCompositing::NotRaster)
+            return;
+    }
     double box[4];
     if (casts(shadow) && groupInkExtents(context_, pattern, box)) {
         cairo_surface_t *target = cairo_get_group_target(context_);

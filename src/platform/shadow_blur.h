@@ -8,7 +8,10 @@
 namespace marqen {
 
 // Blurs width × height samples with `stride` bytes per row in place. The caller leaves a margin
-// of about 3·sigma around the content: what would spread past the edges is lost.
+// of MarqenShadowBlurReach(sigma) samples around the content: what would spread past the edges is lost.
 void MarqenBlurAlphaMask(uint8_t *pixels, int width, int height, int stride, double sigma);
+
+// How far, in samples, the blur spreads ink (the three box radii added up); 0 when it does nothing.
+int MarqenShadowBlurReach(double sigma);
 
 }  // namespace marqen

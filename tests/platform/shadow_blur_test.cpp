@@ -63,7 +63,10 @@ TEST(MarqenBlurAlphaMask, MatchesThePlainBoxBlurExactly) {
         double sigma;
         unsigned sparseness;  // one sample in this many has ink: long empty runs and blocks are jumped over
     } cases[] = {{23, 17, 32, 1.0, 3},     {40, 31, 40, 2.5, 3},   {64, 9, 80, 6.0, 3},   {5, 70, 8, 12.0, 3},
-                 {400, 12, 404, 140.0, 3}, {300, 90, 300, 1.0, 400}, {211, 150, 212, 2.0, 900}, {90, 40, 92, 4.0, 5000}};
+                 {400, 12, 404, 140.0, 3}, {300, 90, 300, 1.0, 400}, {211, 150, 212, 2.0, 900}, {90, 40, 92, 4.0, 5000},
+                 // Windows of up to 15 samples take 16-bit sums, wider ones 32-bit (8.0: widths 15, 15 and 17).
+                 {50, 9, 52, 3.0, 1},      {33, 40, 36, 1.5, 2},   {70, 50, 72, 8.0, 4},  {3, 3, 4, 0.5, 1},
+                 {17, 60, 20, 4.6, 1}};
     for (const auto &c : cases) {
         SCOPED_TRACE(testing::Message() << c.sigma << " " << c.sparseness);
         std::vector<uint8_t> pixels(static_cast<size_t>(c.stride * c.height), 0xAB);

@@ -112,7 +112,8 @@ public:
     void clearShadow();
     std::optional<MarqenShadow> shadow() const;
 
-    // Runs raw Cairo drawing (text, PDF pages) under the current alpha and shadow.
+    // Runs raw Cairo drawing (text, PDF pages) under the current alpha and shadow. Drawing through the
+    // raw context leaves its clip as it found it (cairo_save and cairo_restore around its own clips).
     void drawWithCairo(const std::function<void(cairo_t *)> &draw);
 
 private:
@@ -122,6 +123,8 @@ private:
         CGFloat alpha = 1;
         std::optional<MarqenShadow> shadow;
         MarqenInterpolationQuality interpolation = MarqenInterpolationQuality::Default;
+        // The clip in device space while it is known to be exactly an axis-aligned rectangle.
+        std::optional<CGRect> deviceClip;
     };
     struct Layer {
         State saved;
@@ -134,6 +137,8 @@ private:
     // Runs one drawing operation, as its own group when a shadow is in effect.
     void perform(const std::function<void()> &draw);
     void compositeGroup(void *pattern, CGFloat alpha, const std::optional<MarqenShadow> &shadow);
+    // The clip as a device-space rectangle when it is known to be one and Cairo's clip agrees.
+    std::optional<CGRect> knownDeviceClip() const;
     // False (and a logged skip) when a path of this many points would exceed the path budgets.
     bool admitPathPoints(uint64_t points);
     void strokeLongPath(const void *path);
