@@ -8,6 +8,8 @@
 #include <zlib.h>
 
 #include <chrono>
+#include <filesystem>
+#include <iostream>
 #include <map>
 #include <thread>
 
@@ -82,6 +84,94 @@ TEST(HostilePDF, TheCommandLineNeverMapsItsInputSoTruncationCannotEndItWithASign
     std::string err;
     EXPECT_EQ(runCli("pdf-info " + path.string(), nullptr, &err), 1);
     EXPECT_EQ(err.rfind("marqen: ", 0), 0u) << err;
+}
+
+namespace {
+
+// Three pages whose content streams hold 8 MB each, with a correct cross-reference table.
+std::string threeLargePages() {
+    std::string pdf = "%PDF-1.7\n";
+    std::vector<size_t> offsets;
+    auto add = [&](const std::string &body) {
+        offsets.push_back(pdf.size());
+        pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
+    };
+    add("<< /Type /Catalog /Pages 2 0 R >>");
+    add("<< /Type /Pages /Kids [3 0 R 5 0 R 7 0 R] /Count 3 /MediaBox [0 0 612 792] >>");
+    const std::string content(size_t(8) << 20, 'n');
+    for (int page = 3; page <= 7; page += 2) {
+        add("<< /Type /Page /Parent 2 0 R /Contents " + std::to_string(page + 1) + " 0 R >>");
+        add("<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "\nendstream");
+    }
+    const size_t xref = pdf.size();
+    pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
+    char line[32];
+    for (size_t offset : offsets) {
+        std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
+        pdf += line;
+    }
+    pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
+           std::to_string(xref) + "\n%%EOF\n";
+    return pdf;
+}
+
+}  // namespace
+
+// The command line reads its PDFs in pieces and copies the untouched bytes inside the kernel: an input
+// that another process truncates at any moment of a pdf-overlay run ends it with the complete result or
+// a one-line error, never with a signal or a partial output.
+TEST(HostilePDF, AnOverlayWhoseInputShrinksMidwayEndsWithTheResultOrAnError) {
+    TempDir dir;
+    const auto input = dir / "input.pdf", overlay = dir / "overlay.pdf", output = dir / "out.pdf";
+    const std::string original = threeLargePages();
+    writeFile(overlay, flatPDF(1));
+    int results = 0, errors = 0;
+    for (int delayMicroseconds : {0, 200, 1000, 3000, 6000, 10000, 20000, 40000}) {
+        SCOPED_TRACE(delayMicroseconds);
+        writeFile(input, original);
+        std::error_code ignored;
+        std::filesystem::remove(output, ignored);
+        const auto errPath = dir / "err.txt";
+        pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            int quiet = ::open("/dev/null", O_WRONLY);
+            int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            ::dup2(quiet, 1);
+            ::dup2(err, 2);
+            ::alarm(60);
+            ::execl(MARQEN_CLI, MARQEN_CLI, "pdf-overlay", input.c_str(), "--overlay", overlay.c_str(), "--page", "1",
+                    "--page", "3", "-o", output.c_str(), static_cast<char *>(nullptr));
+            ::_exit(127);
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(delayMicroseconds));
+        ASSERT_EQ(::truncate(input.c_str(), off_t(original.size() / 3)), 0);
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status)) << "signal " << (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+        const std::string err = readFile(errPath);
+        if (WEXITSTATUS(status) == 0) {
+            ++results;
+            const std::string written = readFile(output);
+            ASSERT_GT(written.size(), original.size());
+            EXPECT_EQ(written.compare(0, original.size(), original), 0);
+        } else {
+            ++errors;
+            EXPECT_EQ(WEXITSTATUS(status), 1);
+            // Warnings met on the way, then the one line that says why.
+            ASSERT_FALSE(err.empty());
+            const std::string last = err.substr(err.rfind('\n', err.size() - 2) + 1);
+            EXPECT_EQ(last.rfind("marqen: ", 0), 0u) << err;
+            EXPECT_NE(last.rfind("marqen: warning: ", 0), 0u) << err;
+            EXPECT_FALSE(std::filesystem::exists(output));
+        }
+        // Never a temporary file left beside the output.
+        for (const auto &entry : std::filesystem::directory_iterator(dir.path()))
+            EXPECT_EQ(entry.path().filename().string().find(".tmp-"), std::string::npos) << entry.path();
+    }
+    // Truncated at once, the run cannot have read the file whole.
+    EXPECT_GE(errors, 1);
+    std::cout << "results " << results << ", errors " << errors << '\n';
 }
 
 namespace {

@@ -61,6 +61,7 @@ int run(const std::vector<std::string> &args) {
     bool complete = true;
     std::vector<MarqenPDFIndirectReference> pages = pdf->allPageReferences(true, &complete);
     // A document without pages is a file this reader could not make sense of, never an empty success.
+    failIfReadFailed(*pdf, path);
     if (pages.empty()) failure(path + " has no pages that can be read");
     nlohmann::ordered_json boxes = nlohmann::ordered_json::array();
     for (size_t i = 0; i < pages.size(); ++i) {
@@ -79,11 +80,12 @@ int run(const std::vector<std::string> &args) {
     info["pages"] = pdf->numberOfPagesInOriginalPDF();
     info["xref"] = pdf->objectXrefStreamInfo() ? "stream" : "table";
     info["rich"] = pdf->isRichPDF();
-    info["originalSize"] = pdf->originalPDFBytes().size();
+    info["originalSize"] = pdf->originalPDFLength();
     info["nextObjectNumber"] = pdf->nextAvailableObjectNumber();
     info["hasDom"] = pdf->richPDFJSON().has_value();
     info["encrypted"] = encryptionJSON(*pdf);
     info["pageBoxes"] = boxes;
+    failIfReadFailed(*pdf, path);
 
     if (arguments.has("--json")) {
         std::cout << info.dump(2) << '\n';

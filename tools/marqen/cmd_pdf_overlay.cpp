@@ -50,6 +50,7 @@ int run(const std::vector<std::string> &args) {
     if (overlay->isEncrypted()) failure(overlayPath + " is encrypted and cannot be used as an overlay");
 
     uint64_t pageCount = target->numberOfPagesInOriginalPDF();
+    failIfReadFailed(*target, targetPath);
     if (pageCount == 0) failure(targetPath + " has no pages");
     MarqenPDFMigrator migrator(target, target->nextAvailableObjectNumber());
     MarqenPDFMigratorSourceMap sourceMap(overlay, target);
@@ -58,9 +59,14 @@ int run(const std::vector<std::string> &args) {
             failure("page " + std::to_string(page) + " is out of range (" + targetPath + " has " +
                     std::to_string(pageCount) + " pages)");
         MarqenError error;
-        if (!MarqenPDFMergeAnnotationPage(*overlay, sourceMap, migrator, page - 1, &error))
+        if (!MarqenPDFMergeAnnotationPage(*overlay, sourceMap, migrator, page - 1, &error)) {
+            failIfReadFailed(*overlay, overlayPath);
+            failIfReadFailed(*target, targetPath);
             failure("cannot overlay page " + std::to_string(page) + ": " + error.localizedDescription());
+        }
     }
+    failIfReadFailed(*overlay, overlayPath);
+    failIfReadFailed(*target, targetPath);
     MarqenError error;
     if (!target->writeModifiedPDFToURL(output, migrator.migratedObjects(), dom, &error))
         failure("cannot write " + output + ": " + error.localizedDescription());

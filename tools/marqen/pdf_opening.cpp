@@ -16,4 +16,11 @@ std::shared_ptr<MarqenPDF> openPDFOrFail(const std::string &path, const Argument
     failure("cannot read " + path + " as a PDF");
 }
 
+void failIfReadFailed(const MarqenPDF &pdf, const std::string &path) {
+    if (!pdf.readFailed()) return;
+    std::string reason = pdf.readFailure();
+    if (reason.rfind("MarqenPDF: ", 0) == 0) reason = reason.substr(11);
+    failure("cannot read " + path + ": " + reason);
+}
+
 }  // namespace marqen::cli

@@ -15,4 +15,8 @@ inline const std::vector<std::string> kPDFPasswordOptions = {"--password", "--ow
 // The opened file; fails the command (exit 1) with the reason when it cannot be opened.
 std::shared_ptr<MarqenPDF> openPDFOrFail(const std::string &path, const Arguments &arguments);
 
+// Fails the command when the file could not be read where the reader looked (another process truncated
+// it meanwhile): what was read from it may be missing objects.
+void failIfReadFailed(const MarqenPDF &pdf, const std::string &path);
+
 }  // namespace marqen::cli

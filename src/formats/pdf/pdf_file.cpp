@@ -72,7 +72,7 @@ std::shared_ptr<MarqenPDFDecodeAllowance> totalDecodeAllowance(const MarqenPDFOp
 
 MarqenPDFOptions MarqenPDFOptions::commandLineDefaults() {
     MarqenPDFOptions options;
-    options.copyFileIntoMemory = true;
+    options.readFileInPieces = true;
     // A stream may decode to 32 times the whole file: generous for real content, while a 3 MB file can
     // no longer ask for gigabytes.
     options.maximumDecodedStreamLengthPerFileByte = 32;
@@ -83,11 +83,14 @@ MarqenPDFOptions MarqenPDFOptions::commandLineDefaults() {
     return options;
 }
 
-MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options)
+MarqenPDF::MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, std::shared_ptr<MarqenPDFFileReader> reader,
+                     MarqenPDFOptions options)
     : pdfData_(std::move(data)),
-      pdfView_(pdfData_->view()),
-      maximumDecodedStreamLength_(decodedStreamLimit(options, pdfView_.size())),
-      decodeAllowance_(totalDecodeAllowance(options, pdfView_.size())),
+      pdfView_(pdfData_ ? pdfData_->view() : std::string_view()),
+      reader_(std::move(reader)),
+      length_(reader_ ? reader_->size() : pdfView_.size()),
+      maximumDecodedStreamLength_(decodedStreamLimit(options, size_t(length_))),
+      decodeAllowance_(totalDecodeAllowance(options, size_t(length_))),
       current_(std::make_shared<XrefTable>()),
       userPassword_(options.userPassword),
       ownerPassword_(options.ownerPassword) {
@@ -107,15 +110,29 @@ bool failOpen(MarqenError *error, const std::vector<std::string> &warnings, long
 
 }  // namespace
 
-std::shared_ptr<MarqenPDF> MarqenPDF::initWithBytes(std::shared_ptr<const MarqenPDFBytes> data,
-                                                    MarqenPDFOptions options, MarqenError *error) {
-    std::shared_ptr<MarqenPDF> pdf(new MarqenPDF(std::move(data), options));
+std::shared_ptr<MarqenPDF> MarqenPDF::openMade(std::shared_ptr<MarqenPDF> pdf, MarqenError *error) {
     MarqenPDFWarningScope scope(&pdf->warnings_);
-    if (!pdf->open()) {
+    bool opened = pdf->open();
+    if (pdf->readFailed()) {
+        // Part of what the open looked at could not be read: that is the reason, whatever followed.
+        if (pdf->warnings_.empty() || pdf->warnings_.back() != pdf->readFailure()) marqenPDFWarn(pdf->readFailure());
+        opened = false;
+    }
+    if (!opened) {
         failOpen(error, pdf->warnings_, pdf->openFailureCode_);
         return nullptr;
     }
     return pdf;
+}
+
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithBytes(std::shared_ptr<const MarqenPDFBytes> data,
+                                                    MarqenPDFOptions options, MarqenError *error) {
+    return openMade(std::shared_ptr<MarqenPDF>(new MarqenPDF(std::move(data), nullptr, options)), error);
+}
+
+std::shared_ptr<MarqenPDF> MarqenPDF::initWithReader(std::shared_ptr<MarqenPDFFileReader> reader,
+                                                     MarqenPDFOptions options, MarqenError *error) {
+    return openMade(std::shared_ptr<MarqenPDF>(new MarqenPDF(nullptr, std::move(reader), options)), error);
 }
 
 std::shared_ptr<MarqenPDF> MarqenPDF::initWithData(std::string data, MarqenPDFOptions options, MarqenError *error) {
@@ -127,9 +144,20 @@ std::shared_ptr<MarqenPDF> MarqenPDF::initWithContentsOfFile(const std::string &
     MarqenPDFSourceFile source;
     std::vector<std::string> readWarnings;
     std::shared_ptr<const MarqenPDFBytes> data;
+    std::shared_ptr<MarqenPDFFileReader> reader;
     {
         MarqenPDFWarningScope scope(&readWarnings);
-        data = MarqenPDFReadFile(path, &source, options.copyFileIntoMemory);
+        if (options.readFileInPieces) reader = MarqenPDFFileReader::open(path, &source);
+        else data = MarqenPDFReadFile(path, &source, options.copyFileIntoMemory);
+    }
+    if (options.readFileInPieces) {
+        if (!reader) {
+            failOpen(error, readWarnings);
+            return nullptr;
+        }
+        auto pdf = initWithReader(std::move(reader), options, error);
+        if (pdf) pdf->sourceFile_ = std::make_shared<MarqenPDFSourceFile>(std::move(source));
+        return pdf;
     }
     if (!data) {
         failOpen(error, readWarnings);
@@ -150,7 +178,8 @@ bool MarqenPDF::open() {
         marqenPDFWarn("MarqenPDF: PDF file length is too small");
         return false;
     }
-    if (pdfData().compare(0, 5, "%PDF-") != 0) {
+    std::optional<MarqenPDFWindow> header = windowAt(0, 5);
+    if (!header || header->bytes.compare(0, 5, "%PDF-") != 0) {
         marqenPDFWarn("MarqenPDF: PDF header does not match");
         return false;
     }
@@ -238,8 +267,70 @@ bool MarqenPDF::verifyRootDictionary(const MarqenPDFObject &root, bool readHidde
     return true;
 }
 
-std::string_view MarqenPDF::tokenFromOffset(uint64_t offset, size_t *nextTokenOffset) const {
-    return tokenFromOffset(offset, pdfData(), nextTokenOffset);
+std::string_view MarqenPDF::pdfData() const {
+    if (!reader_) return pdfView_;
+    if (!wholeFile_) wholeFile_ = reader_->wholeFile();
+    return wholeFile_ ? std::string_view(*wholeFile_) : std::string_view();
+}
+
+bool MarqenPDF::readFailed() const { return reader_ && reader_->failed(); }
+
+std::string MarqenPDF::readFailure() const { return reader_ ? reader_->failure() : std::string(); }
+
+std::optional<MarqenPDFWindow> MarqenPDF::windowAt(uint64_t offset, size_t length) const {
+    if (!reader_) return MarqenPDFWindow{0, pdfView_, pdfData_};
+    return reader_->window(offset, length);
+}
+
+bool MarqenPDF::lookInWindows(uint64_t offset,
+                              const std::function<void(const MarqenPDFWindow &, bool &)> &look) const {
+    size_t length = reader_ ? reader_->firstWindowLength() : SIZE_MAX;
+    for (;;) {
+        std::optional<MarqenPDFWindow> window = windowAt(offset, length);
+        if (!window) return false;
+        bool reachedEnd = false;
+        if (window->end() >= length_) {
+            look(*window, reachedEnd);
+            return true;
+        }
+        MarqenPDFWarningCapture capture;
+        look(*window, reachedEnd);
+        if (!reachedEnd && !capture.overflowed()) {
+            capture.replay();
+            return true;
+        }
+        // Too many problems to hold back: the next look is the last one, over the rest of the file.
+        length = capture.overflowed() || length > SIZE_MAX / 16 ? SIZE_MAX : length * 16;
+    }
+}
+
+uint64_t MarqenPDF::skipWhitespaceAt(uint64_t offset) const {
+    uint64_t result = length_;
+    lookInWindows(offset, [&](const MarqenPDFWindow &window, bool &reachedEnd) {
+        size_t start = size_t(std::min<uint64_t>(offset - std::min(offset, window.offset), window.bytes.size()));
+        size_t end = skipWhitespace(window.bytes, start);
+        reachedEnd = end >= window.bytes.size();
+        result = window.offset + end;
+    });
+    return result;
+}
+
+std::string MarqenPDF::tokenFromOffset(uint64_t offset, size_t *nextTokenOffset) const {
+    std::string token;
+    uint64_t next = length_;
+    bool read = lookInWindows(offset, [&](const MarqenPDFWindow &window, bool &reachedEnd) {
+        size_t end = 0;
+        std::string_view text = tokenFromOffset(offset - std::min(offset, window.offset), window.bytes, &end);
+        reachedEnd = end >= window.bytes.size();
+        token.assign(text);
+        next = window.offset + end;
+    });
+    if (!read) {
+        token.clear();
+        next = length_;
+    }
+    if (nextTokenOffset) *nextTokenOffset = size_t(next);
+    return token;
 }
 
 std::string_view MarqenPDF::tokenFromOffset(uint64_t offset, std::string_view buffer, size_t *nextTokenOffset) {
@@ -249,7 +340,16 @@ std::string_view MarqenPDF::tokenFromOffset(uint64_t offset, std::string_view bu
 
 std::optional<MarqenPDFObject> MarqenPDF::makeObjectFromOffset(uint64_t offset, size_t *nextTokenOffset) const {
     MarqenPDFWarningScope scope(&warnings_);
-    return makeObjectFromOffset(offset, pdfData(), nextTokenOffset);
+    std::optional<MarqenPDFObject> value;
+    uint64_t next = length_;
+    lookInWindows(offset, [&](const MarqenPDFWindow &window, bool &reachedEnd) {
+        size_t start = size_t(std::min<uint64_t>(offset - std::min(offset, window.offset), window.bytes.size()));
+        size_t end = 0;
+        value = MarqenPDFValueParser::makeObjectFromPartOfBuffer(window.bytes, start, &end, &reachedEnd);
+        next = window.offset + end;
+    });
+    if (nextTokenOffset) *nextTokenOffset = size_t(next);
+    return value;
 }
 
 std::optional<MarqenPDFObject> MarqenPDF::makeObjectFromOffset(uint64_t offset, std::string_view buffer,
@@ -301,14 +401,13 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
         }
     } guard(*this, offset);
 
-    std::string_view data = pdfData();
     size_t next = 0;
-    std::string_view number = tokenFromOffset(offset, &next);
+    std::string number = tokenFromOffset(offset, &next);
     if (!isTokenNumeric(number) || hasDecimalPoint(number)) {
         marqenPDFWarn("MarqenPDF: PDF Object did not start with an object number");
         return std::nullopt;
     }
-    std::string_view generation = tokenFromOffset(next, &next);
+    std::string generation = tokenFromOffset(next, &next);
     if (!isTokenNumeric(generation) || hasDecimalPoint(generation)) {
         marqenPDFWarn("MarqenPDF: PDF Object did not have a generation number");
         return std::nullopt;
@@ -325,7 +424,11 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
         size_t afterKeyword = 0;
         if (tokenFromOffset(next, &afterKeyword) == "stream") {
             size_t dataStart = afterKeyword + 1;
-            if (afterKeyword + 1 < data.size() && data[afterKeyword] == '\r' && data[afterKeyword + 1] == '\n')
+            std::optional<MarqenPDFWindow> lineEnd = windowAt(afterKeyword, 2);
+            if (!lineEnd) return std::nullopt;
+            std::string_view afterBytes =
+                lineEnd->bytes.substr(size_t(std::min<uint64_t>(afterKeyword - lineEnd->offset, lineEnd->bytes.size())));
+            if (afterKeyword + 1 < length_ && afterBytes.size() >= 2 && afterBytes[0] == '\r' && afterBytes[1] == '\n')
                 dataStart = afterKeyword + 2;
             const MarqenPDFObject *lengthEntry = dictionary->objectForKey("Length");
             MarqenPDFObject length = lengthEntry ? resolveIndirectReference(*lengthEntry, fromOriginalPDF)
@@ -335,7 +438,7 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
                 return std::nullopt;
             }
             uint64_t dataLength = uint64_t(length.integerValue());
-            if (dataStart > data.size() || dataLength > data.size() - dataStart) {
+            if (dataStart > length_ || dataLength > length_ - dataStart) {
                 marqenPDFWarn("MarqenPDF: Stream length runs past the end of the file");
                 return std::nullopt;
             }
@@ -343,9 +446,12 @@ std::optional<MarqenPDFObject> MarqenPDF::resolveObjectFromOffset(uint64_t offse
                 marqenPDFWarn("MarqenPDF: Stream did not end with endstream token");
                 return std::nullopt;
             }
+            // The stream's bytes are read now, so that a stream never meets a failed read later.
+            std::optional<MarqenPDFWindow> bytes = windowAt(dataStart, size_t(dataLength));
+            if (!bytes) return std::nullopt;
             value = MarqenPDFObject(std::make_shared<const MarqenPDFStream>(
-                *dictionary, pdfData_, data.substr(dataStart, size_t(dataLength)), maximumDecodedStreamLength_,
-                decodeAllowance_));
+                *dictionary, bytes->storage, bytes->bytes.substr(size_t(dataStart - bytes->offset), size_t(dataLength)),
+                maximumDecodedStreamLength_, decodeAllowance_));
         }
     }
     if (securityHandler_ && objectNumber != encryptObjectNumber_) {
@@ -475,7 +581,7 @@ MarqenPDFDictionary MarqenPDF::originalTrailerInformation() const {
 }
 
 std::string_view MarqenPDF::originalPDFBytes() const {
-    return pdfData().substr(0, isRichPDF() ? size_t(originalEOF_) : pdfLength());
+    return pdfData().substr(0, size_t(originalPDFLength()));
 }
 
 }  // namespace marqen

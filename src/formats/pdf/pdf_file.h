@@ -7,6 +7,7 @@
 // Errors: opening returns nullptr and fills the optional MarqenError; every repair and skipped object is
 // logged through CoreMarqenLog and also kept in warnings(), in the order met.
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -24,7 +25,9 @@
 namespace marqen {
 
 struct MarqenPDFSourceFile;
+struct MarqenPDFWindow;
 class MarqenPDFBytes;
+class MarqenPDFFileReader;
 
 // Where an object held in an object stream lives: the stream's object number and the index in it.
 struct MarqenPDFObjectStreamLocation {
@@ -53,12 +56,16 @@ struct MarqenPDFOptions {
     // Files are mapped; this reads them into memory instead, for hosts whose files may be truncated by
     // others while open.
     bool copyFileIntoMemory = false;
+    // Files are instead read in pieces, only where the reader looks (the cross-reference data and the
+    // objects resolved), through a bounded cache; a file truncated by another process meanwhile makes
+    // the reads fail (readFailed()), never a signal. Wins over copyFileIntoMemory.
+    bool readFileInPieces = false;
     // Passwords of an encrypted file. The user password defaults to empty; an owner password that opens
     // the file lifts its permission restrictions.
     std::string userPassword;
     std::string ownerPassword;
 
-    // The limits a command line reading PDFs from strangers works within (the file read into memory).
+    // The limits a command line reading PDFs from strangers works within (the file read in pieces).
     static MarqenPDFOptions commandLineDefaults();
 };
 
@@ -86,13 +93,22 @@ public:
     // Opens bytes already held (a mapping, or a buffer the caller filled).
     static std::shared_ptr<MarqenPDF> initWithBytes(std::shared_ptr<const MarqenPDFBytes> bytes,
                                                     MarqenPDFOptions options = {}, MarqenError *error = nullptr);
+    // Opens a file read in pieces (options.readFileInPieces and copyFileIntoMemory are not consulted).
+    static std::shared_ptr<MarqenPDF> initWithReader(std::shared_ptr<MarqenPDFFileReader> reader,
+                                                     MarqenPDFOptions options = {}, MarqenError *error = nullptr);
 
     // Repairs made and objects skipped while opening and using this document (also logged), oldest first.
     const std::vector<std::string> &warnings() const { return warnings_; }
 
-    std::string_view pdfData() const { return pdfView_; }
-    const char *pdfBytes() const { return pdfView_.data(); }
-    size_t pdfLength() const { return pdfView_.size(); }
+    // The whole file (read once on first use when the file is read in pieces; empty when that fails).
+    std::string_view pdfData() const;
+    const char *pdfBytes() const { return pdfData().data(); }
+    size_t pdfLength() const { return length_; }
+    // A file read in pieces that could not be read where the reader looked (another process truncated
+    // it, or a read failed): objects read from it may be missing, so nothing is written from it.
+    bool readFailed() const;
+    // Why (empty while reads have not failed).
+    std::string readFailure() const;
     uint64_t xrefOffset() const { return xrefOffset_; }
     const std::vector<uint64_t> &objectOffsetTable() const { return current_->offsets; }
     size_t objectTableSize() const { return current_->offsets.size(); }
@@ -120,7 +136,7 @@ public:
     std::optional<MarqenPDFObject> makeObjectFromOffset(uint64_t offset, size_t *nextTokenOffset) const;
     static std::optional<MarqenPDFObject> makeObjectFromOffset(uint64_t offset, std::string_view buffer,
                                                                size_t *nextTokenOffset);
-    std::string_view tokenFromOffset(uint64_t offset, size_t *nextTokenOffset) const;
+    std::string tokenFromOffset(uint64_t offset, size_t *nextTokenOffset) const;
     static std::string_view tokenFromOffset(uint64_t offset, std::string_view buffer, size_t *nextTokenOffset);
 
     std::optional<uint64_t> originalXrefOffset();
@@ -148,8 +164,9 @@ public:
     std::string appendObjects(const std::vector<MarqenPDFAppendedObject> &appendedObjects,
                               const MarqenPDFDictionary &trailer);
     static std::string encodedObject(const MarqenPDFObject &value);
-    // The bytes of the untouched PDF (a view into the file's buffer).
+    // The bytes of the untouched PDF (a view into the file's buffer; see pdfData()), and their length.
     std::string_view originalPDFBytes() const;
+    uint64_t originalPDFLength() const { return isRichPDF() ? originalEOF_ : length_; }
 
 private:
     // One chain of cross-reference sections read newest first.
@@ -168,17 +185,29 @@ private:
         std::vector<std::optional<uint64_t>> offsets;  // relative offsets by index; nothing for a broken pair
     };
 
-    MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, MarqenPDFOptions options);
+    MarqenPDF(std::shared_ptr<const MarqenPDFBytes> data, std::shared_ptr<MarqenPDFFileReader> reader,
+              MarqenPDFOptions options);
+    static std::shared_ptr<MarqenPDF> openMade(std::shared_ptr<MarqenPDF> pdf, MarqenError *error);
     bool open();
+
+    // Reading the file. A window of bytes at offset: the whole buffer of a file held in memory, or a part
+    // of at least length bytes (as far as the file goes) of one read in pieces; nothing when the read fails.
+    std::optional<MarqenPDFWindow> windowAt(uint64_t offset, size_t length) const;
+    // Calls look with windows at offset, longer each time, until it no longer sets reachedEnd (it ran into
+    // the end of a window that is not the end of the file). The warnings of the looks that are repeated
+    // are dropped. False when the file cannot be read.
+    bool lookInWindows(uint64_t offset,
+                       const std::function<void(const MarqenPDFWindow &window, bool &reachedEnd)> &look) const;
+    // The offset of the first byte at or after offset that is not PDF whitespace (or the file's length).
+    uint64_t skipWhitespaceAt(uint64_t offset) const;
 
     // Cross-reference reading.
     bool determineXrefOffset();
-    // The offset that the last "startxref" of data names (repaired as described there); false when none.
-    bool findStartxref(std::string_view data, uint64_t *offset) const;
+    // The offset that the last "startxref" of the first end bytes of the file names (repaired as described
+    // there); false when none.
+    bool findStartxref(uint64_t end, uint64_t *offset) const;
     // Where the untouched PDF's cross-reference data starts in a rich PDF.
     std::optional<uint64_t> untouchedXrefOffset();
-    bool backupInFileFromOffset(size_t offset, size_t *lineStart) const;
-    std::string_view firstTokenOfLine(size_t lineStart) const;
     bool readSectionChain(uint64_t start, XrefTable &table, bool fromOriginalPDF);
     bool findObjectsFromXrefOffset(uint64_t offset, XrefTable &table);
     uint64_t findTrailerSectionAfterXrefOffset(uint64_t offset) const;
@@ -203,14 +232,30 @@ private:
 
     // Page tree.
     MarqenPDFObject pagesRoot(bool fromOriginalPDF, std::set<uint64_t> *visited = nullptr);
+    // With all, every page is listed, and *countsAgree turns false when a /Count differs from the pages
+    // found under its node.
     bool walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, uint64_t &count,
                       std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
-                      bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all);
+                      bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all,
+                      bool *countsAgree = nullptr);
+    // Pages by number from one walk of the tree, made at the second lookup by number. Usable when the walk
+    // completed and every /Count agrees with the pages under it: looking a number up by /Count then finds
+    // the same page as the list.
+    struct PageIndex {
+        int lookups = 0;
+        bool built = false;
+        bool usable = false;
+        std::vector<MarqenPDFIndirectReference> pages;
+    };
+    void buildPageIndex(bool fromOriginalPDF);
 
     const MarqenPDFSourceFile *sourceFile() const { return sourceFile_.get(); }
 
-    std::shared_ptr<const MarqenPDFBytes> pdfData_;
+    std::shared_ptr<const MarqenPDFBytes> pdfData_;  // a file held in memory
     std::string_view pdfView_;
+    std::shared_ptr<MarqenPDFFileReader> reader_;      // or a file read in pieces
+    mutable std::shared_ptr<const std::string> wholeFile_;  // its bytes, once pdfData() asked for them
+    uint64_t length_ = 0;
     std::shared_ptr<MarqenPDFSourceFile> sourceFile_;  // the file read, when opened from one
     size_t maximumDecodedStreamLength_;
     std::shared_ptr<MarqenPDFDecodeAllowance> decodeAllowance_;
@@ -232,6 +277,7 @@ private:
     std::unordered_map<uint64_t, ObjectStreamContents> objectStreamCache_;
     std::map<std::pair<uint64_t, uint64_t>, MarqenPDFObject> objectStreamObjectCache_;
     std::unordered_set<uint64_t> resolving_;
+    PageIndex pageIndex_[2];  // for the current PDF, then the untouched one
     int resolveDepth_ = 0;
 };
 

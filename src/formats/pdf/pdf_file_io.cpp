@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -65,7 +66,200 @@ bool copyFromSource(int out, const MarqenPDFSourceFile &source, size_t length) {
     return copied;
 }
 
+enum class KernelCopy { done, unavailable, failed };
+
+// Copies length bytes from offset 0 of in to out inside the kernel; *moved says how far it got (short of
+// length when the file ended early). unavailable when neither call works for these files (nothing was
+// moved then); failed when a call fails, with errno set.
+KernelCopy copyInKernel(int in, int out, uint64_t length, uint64_t *moved) {
+    *moved = 0;
+    bool useSendfile = false;
+    while (*moved < length) {
+        size_t chunk = size_t(std::min<uint64_t>(length - *moved, uint64_t(1) << 30));
+        ssize_t count;
+        if (!useSendfile) {
+            loff_t from = loff_t(*moved);
+            count = ::copy_file_range(in, &from, out, nullptr, chunk, 0);
+            if (count < 0 && *moved == 0 &&
+                (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP)) {
+                useSendfile = true;
+                continue;
+            }
+        } else {
+            off_t from = off_t(*moved);
+            count = ::sendfile(out, in, &from, chunk);
+            if (count < 0 && *moved == 0 && (errno == EINVAL || errno == ENOSYS)) return KernelCopy::unavailable;
+        }
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return KernelCopy::failed;
+        if (count == 0) break;
+        *moved += uint64_t(count);
+    }
+    return KernelCopy::done;
+}
+
 }  // namespace
+
+MarqenPDFFileReader::MarqenPDFFileReader(int fd, std::string path, uint64_t size, int64_t seconds,
+                                         int64_t nanoseconds, size_t blockLength, size_t firstWindowLength)
+    : fd_(fd),
+      path_(std::move(path)),
+      size_(size),
+      modificationSeconds_(seconds),
+      modificationNanoseconds_(nanoseconds),
+      blockLength_(std::max<size_t>(blockLength, 1)),
+      firstWindowLength_(std::max<size_t>(firstWindowLength, 1)) {}
+
+MarqenPDFFileReader::~MarqenPDFFileReader() { ::close(fd_); }
+
+std::shared_ptr<MarqenPDFFileReader> MarqenPDFFileReader::open(const std::string &path, MarqenPDFSourceFile *source,
+                                                               size_t blockLength, size_t firstWindowLength) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
+        return nullptr;
+    }
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": not a regular file");
+        return nullptr;
+    }
+    if (source)
+        *source = MarqenPDFSourceFile{path,
+                                      uint64_t(info.st_size),
+                                      int64_t(info.st_mtim.tv_sec),
+                                      int64_t(info.st_mtim.tv_nsec),
+                                      uint64_t(info.st_dev),
+                                      uint64_t(info.st_ino)};
+    return std::shared_ptr<MarqenPDFFileReader>(new MarqenPDFFileReader(
+        fd, path, uint64_t(info.st_size), int64_t(info.st_mtim.tv_sec), int64_t(info.st_mtim.tv_nsec), blockLength,
+        firstWindowLength));
+}
+
+bool MarqenPDFFileReader::fail(const std::string &message) {
+    if (!failed_) {
+        failed_ = true;
+        failure_ = message;
+        // Every later read fails at once, so the message would not be met again by a longer look.
+        marqenPDFWarnNow(message);
+    }
+    return false;
+}
+
+bool MarqenPDFFileReader::readAt(char *into, size_t length, uint64_t offset) {
+    if (failed_) return false;
+    size_t filled = 0;
+    while (filled < length) {
+        ++readCalls_;
+        ssize_t count = ::pread(fd_, into + filled, length - filled, off_t(offset + filled));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return fail("MarqenPDF: Could not read file " + path_ + ": " + std::strerror(errno));
+        if (count == 0) return fail("MarqenPDF: " + path_ + " became shorter while it was read");
+        filled += size_t(count);
+        bytesRead_ += uint64_t(count);
+    }
+    return true;
+}
+
+std::shared_ptr<const std::string> MarqenPDFFileReader::block(uint64_t index) {
+    if (auto found = blockIndex_.find(index); found != blockIndex_.end()) {
+        blocks_.splice(blocks_.begin(), blocks_, found->second);
+        return found->second->second;
+    }
+    const uint64_t start = index * blockLength_;
+    auto bytes = std::make_shared<std::string>(size_t(std::min<uint64_t>(blockLength_, size_ - start)), '\0');
+    if (!readAt(bytes->data(), bytes->size(), start)) return nullptr;
+    blocks_.emplace_front(index, bytes);
+    blockIndex_[index] = blocks_.begin();
+    while (blocks_.size() > 1 && blocks_.size() * blockLength_ > kMaximumCachedBytes) {
+        blockIndex_.erase(blocks_.back().first);
+        blocks_.pop_back();
+    }
+    return bytes;
+}
+
+std::optional<MarqenPDFWindow> MarqenPDFFileReader::window(uint64_t offset, size_t length) {
+    if (failed_) return std::nullopt;
+    if (offset >= size_) return MarqenPDFWindow{size_, {}, nullptr};
+    const uint64_t end = size_ - offset < std::max<uint64_t>(length, 1) ? size_ : offset + std::max<size_t>(length, 1);
+    const uint64_t firstBlock = offset / blockLength_, lastBlock = (end - 1) / blockLength_;
+    if (firstBlock == lastBlock) {
+        std::shared_ptr<const std::string> bytes = block(firstBlock);
+        if (!bytes) return std::nullopt;
+        std::string_view view(*bytes);
+        return MarqenPDFWindow{offset, view.substr(size_t(offset - firstBlock * blockLength_)), bytes};
+    }
+    // Across blocks: a few are taken from the cache and joined, to the end of the last one; a long range
+    // is read in one call and not cached (it would push out the small pieces that are read again).
+    auto joined = std::make_shared<std::string>();
+    if (lastBlock - firstBlock < kMaximumJoinedBlocks) {
+        for (uint64_t index = firstBlock; index <= lastBlock; ++index) {
+            std::shared_ptr<const std::string> bytes = block(index);
+            if (!bytes) return std::nullopt;
+            size_t from = index == firstBlock ? size_t(offset - firstBlock * blockLength_) : 0;
+            joined->append(*bytes, from, std::string::npos);
+        }
+    } else {
+        joined->resize(size_t(end - offset));
+        if (!readAt(joined->data(), joined->size(), offset)) return std::nullopt;
+    }
+    return MarqenPDFWindow{offset, std::string_view(*joined), joined};
+}
+
+std::shared_ptr<const std::string> MarqenPDFFileReader::wholeFile() {
+    auto bytes = std::make_shared<std::string>(size_t(size_), '\0');
+    if (!readAt(bytes->data(), bytes->size(), 0)) return nullptr;
+    return bytes;
+}
+
+bool MarqenPDFFileReader::unchangedSinceOpened(std::string *reason) {
+    struct stat info {};
+    if (::fstat(fd_, &info) != 0 || uint64_t(info.st_size) != size_ || info.st_mtim.tv_sec != modificationSeconds_ ||
+        info.st_mtim.tv_nsec != modificationNanoseconds_) {
+        *reason = path_ + " changed while it was read";
+        fail("MarqenPDF: " + *reason);
+        return false;
+    }
+    return true;
+}
+
+bool MarqenPDFFileReader::copyPrefix(int out, uint64_t length, std::string *reason) {
+    if (failed_) {
+        *reason = failure_.rfind("MarqenPDF: ", 0) == 0 ? failure_.substr(11) : failure_;
+        return false;
+    }
+    if (length > size_ || !unchangedSinceOpened(reason)) {
+        if (reason->empty()) *reason = path_ + " is shorter than its original PDF";
+        return false;
+    }
+    uint64_t moved = 0;
+    KernelCopy copied = copyInKernel(fd_, out, length, &moved);
+    if (copied == KernelCopy::failed) {
+        *reason = std::strerror(errno);
+        return false;
+    }
+    if (copied == KernelCopy::unavailable) {
+        // Through a buffer, for files the kernel cannot copy between.
+        std::string buffer(size_t(std::min<uint64_t>(length, uint64_t(1) << 20)), '\0');
+        while (moved < length) {
+            size_t chunk = size_t(std::min<uint64_t>(buffer.size(), length - moved));
+            if (!readAt(buffer.data(), chunk, moved)) break;
+            if (!writeAll(out, std::string_view(buffer.data(), chunk))) {
+                *reason = std::strerror(errno);
+                return false;
+            }
+            moved += chunk;
+        }
+    }
+    if (moved < length) {
+        if (!failed_) fail("MarqenPDF: " + path_ + " became shorter while it was read");
+        *reason = path_ + " became shorter while it was read";
+        return false;
+    }
+    // Changed while copied: the copy may mix old and new bytes.
+    return unchangedSinceOpened(reason);
+}
 
 MarqenPDFBytes::MarqenPDFBytes(void *mapping, size_t length)
     : mapping_(mapping), mappedLength_(length), view_(static_cast<const char *>(mapping), length) {}
@@ -150,8 +344,19 @@ bool MarqenPDFWriteFileAtomically(const std::string &path, const std::vector<Mar
     int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) return posixFail(error, errno, "Could not create " + temporary.string());
     bool complete = true;
+    std::string readerProblem;
     for (size_t i = 0; i < parts.size() && complete; ++i) {
         const MarqenPDFFilePart &part = parts[i];
+        if (part.reader) {
+            complete = part.reader->copyPrefix(fd, part.readerLength, &readerProblem);
+            if (!complete && part.reader->failed()) {
+                ::close(fd);
+                std::error_code ignored;
+                std::filesystem::remove(temporary, ignored);
+                return marqenFail(error, "MarqenPDF", -1, readerProblem);
+            }
+            continue;
+        }
         if (i == 0 && part.source && copyFromSource(fd, *part.source, part.bytes.size())) continue;
         complete = writeAll(fd, part.bytes);
     }

@@ -37,7 +37,8 @@ uint64_t MarqenPDF::numberOfPagesFromOriginalPDF(bool fromOriginalPDF) {
 // Returns false when the walk has to stop (count then holds all ones).
 bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, uint64_t &count,
                              std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
-                             bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all) {
+                             bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all,
+                             bool *countsAgree) {
     if (depth > kMaximumPageTreeDepth) {
         marqenPDFWarn("MarqenPDF: Page tree nests deeper than " + std::to_string(kMaximumPageTreeDepth) + " levels");
         count = kWalkStopped;
@@ -53,10 +54,23 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
             return true;
         }
     }
+    const size_t listedBefore = all ? all->size() : 0;
+    auto checkCount = [&] {
+        if (!all || !countsAgree) return;
+        const MarqenPDFObject *countEntry = node.objectForKey("Count");
+        MarqenPDFObject nodeCount = countEntry ? resolveIndirectReference(*countEntry, fromOriginalPDF)
+                                               : MarqenPDFObject();
+        if (nodeCount.isNumber() && nodeCount.integerValue() >= 0 &&
+            uint64_t(nodeCount.integerValue()) != all->size() - listedBefore)
+            *countsAgree = false;
+    };
     const MarqenPDFObject *kidsEntry = node.objectForKey("Kids");
     MarqenPDFObject kids = kidsEntry ? resolveIndirectReference(*kidsEntry, fromOriginalPDF) : MarqenPDFObject();
     const MarqenPDFArray *list = kids.asArray();
-    if (!list) return true;
+    if (!list) {
+        checkCount();
+        return true;
+    }
     for (const MarqenPDFObject &kid : *list) {
         const MarqenPDFIndirectReference *reference = kid.asReference();
         MarqenPDFObject resolved = reference ? resolveIndirectReference(kid, fromOriginalPDF) : MarqenPDFObject();
@@ -72,7 +86,7 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
                 count = kWalkStopped;
                 return false;
             }
-            if (!walkPageTree(*dictionary, wanted, count, found, visited, depth + 1, fromOriginalPDF, all))
+            if (!walkPageTree(*dictionary, wanted, count, found, visited, depth + 1, fromOriginalPDF, all, countsAgree))
                 return false;
             if (found) return true;
         } else if (type->isName("Page")) {
@@ -85,13 +99,41 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
             }
         }
     }
+    checkCount();
     return true;
+}
+
+void MarqenPDF::buildPageIndex(bool fromOriginalPDF) {
+    PageIndex &index = pageIndex_[fromOriginalPDF ? 1 : 0];
+    index.built = true;
+    // The walk's problems are reported only when its list is used; otherwise lookups by number meet
+    // their own.
+    MarqenPDFWarningCapture capture;
+    std::set<uint64_t> visited;
+    MarqenPDFObject root = pagesRoot(fromOriginalPDF, &visited);
+    const MarqenPDFDictionary *node = root.asDictionary();
+    if (!node) return;
+    uint64_t count = 0;
+    std::optional<MarqenPDFIndirectReference> found;
+    bool countsAgree = true;
+    std::vector<MarqenPDFIndirectReference> pages;
+    if (!walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &pages, &countsAgree) || !countsAgree)
+        return;
+    capture.replay();
+    index.pages = std::move(pages);
+    index.usable = true;
 }
 
 std::optional<MarqenPDFIndirectReference> MarqenPDF::pageReferenceForPageNumber(uint64_t pageNumber,
                                                                                 bool fromOriginalPDF) {
     MarqenPDFWarningScope scope(&warnings_);
     if (pageNumber == 0) return std::nullopt;
+    // Many lookups would each walk the tree from the first page: from the second one on, pages are
+    // found in the list of one walk.
+    PageIndex &index = pageIndex_[fromOriginalPDF ? 1 : 0];
+    if (!index.built && ++index.lookups >= 2) buildPageIndex(fromOriginalPDF);
+    if (index.usable)
+        return pageNumber <= index.pages.size() ? std::optional(index.pages[size_t(pageNumber - 1)]) : std::nullopt;
     std::set<uint64_t> visited;
     MarqenPDFObject pages = pagesRoot(fromOriginalPDF, &visited);
     const MarqenPDFDictionary *node = pages.asDictionary();

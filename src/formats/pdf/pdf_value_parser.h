@@ -20,13 +20,11 @@ public:
     // after the value; after a failure it is past the offending token, so callers always make progress.
     static std::optional<MarqenPDFObject> makeObjectFromOffset(std::string_view buffer, size_t offset, size_t *next,
                                                                int depth = 0);
-
-private:
-    static std::optional<MarqenPDFObject> literalString(std::string_view buffer, size_t start, size_t *next);
-    static std::optional<MarqenPDFObject> hexString(std::string_view buffer, size_t start, size_t *next);
-    static std::optional<MarqenPDFObject> array(std::string_view buffer, size_t start, size_t *next, int depth);
-    static std::optional<MarqenPDFObject> dictionary(std::string_view buffer, size_t start, size_t *next, int depth);
-    static size_t skipComments(std::string_view buffer, size_t offset);
+    // The same over the first part of a longer text: *reachedEnd turns true when the parse looked at the
+    // end of buffer (a token, a string, a container or the look for a reference's "R" ran into it), so
+    // that the value may read differently over a longer part.
+    static std::optional<MarqenPDFObject> makeObjectFromPartOfBuffer(std::string_view buffer, size_t offset,
+                                                                     size_t *next, bool *reachedEnd);
 };
 
 }  // namespace marqen

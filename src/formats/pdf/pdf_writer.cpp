@@ -156,6 +156,13 @@ std::string MarqenPDF::appendObjects(const std::vector<MarqenPDFAppendedObject> 
 }
 
 bool MarqenPDF::writeOriginalPDFToURL(const std::string &path, MarqenError *error) const {
+    if (reader_) {
+        if (reader_->failed()) return marqenFail(error, kErrorDomain, -1, readFailure());
+        MarqenPDFFilePart original;
+        original.reader = reader_.get();
+        original.readerLength = originalPDFLength();
+        return MarqenPDFWriteFileAtomically(path, {original}, error);
+    }
     return MarqenPDFWriteFileAtomically(path, {{originalPDFBytes(), sourceFile()}}, error);
 }
 
@@ -167,8 +174,9 @@ bool MarqenPDF::writeModifiedPDFToURL(const std::string &path,
         return marqenFail(error, kErrorDomain, kMarqenPDFErrorPermissionDenied,
                           "The PDF's permissions do not allow adding or changing annotations; its owner password "
                           "lifts this restriction");
-    std::string_view original = originalPDFBytes();
-    const uint64_t originalSize = original.size();
+    // Objects read from a file that could not be read where the reader looked may be missing.
+    if (readFailed()) return marqenFail(error, kErrorDomain, -1, readFailure());
+    const uint64_t originalSize = originalPDFLength();
     std::optional<uint64_t> previousXref = originalXrefOffset();
     if (!previousXref) return marqenFail(error, kErrorDomain, -1, "Could not find offset to previous xref");
 
@@ -210,7 +218,17 @@ bool MarqenPDF::writeModifiedPDFToURL(const std::string &path,
 
     std::string update = appendObjects(entries, trailer);
     bool shortWrite = false;
-    if (!MarqenPDFWriteFileAtomically(path, {{original, sourceFile()}, {update, nullptr}}, error, &shortWrite)) {
+    // The untouched bytes are copied from the file inside the kernel when it is read in pieces.
+    MarqenPDFFilePart original;
+    if (reader_) {
+        original.reader = reader_.get();
+        original.readerLength = originalSize;
+    } else {
+        original = {originalPDFBytes(), sourceFile()};
+    }
+    MarqenPDFFilePart appended;
+    appended.bytes = update;
+    if (!MarqenPDFWriteFileAtomically(path, {original, appended}, error, &shortWrite)) {
         if (shortWrite) return marqenFail(error, kErrorDomain, -1, "Could not find write to file");
         return false;
     }

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "formats/pdf/pdf_file.h"
+#include "formats/pdf/pdf_file_io.h"
 #include "formats/pdf/pdf_lexer.h"
 #include "formats/pdf/pdf_warnings.h"
 
@@ -26,82 +27,107 @@ int64_t decodeXrefStreamEntryArea(const unsigned char *bytes, int64_t size, int6
 
 }  // namespace
 
-bool MarqenPDF::backupInFileFromOffset(size_t offset, size_t *lineStart) const {
-    std::string_view data = pdfData();
-    if (data.empty()) return false;
-    size_t i = std::min(offset, data.size() - 1);
-    while (i > 1 && isLineEnd(static_cast<unsigned char>(data[i]))) --i;
-    while (i > 1 && !isLineEnd(static_cast<unsigned char>(data[i - 1]))) --i;
-    if (i <= 1) return false;
-    *lineStart = i;
-    return true;
-}
+bool MarqenPDF::determineXrefOffset() { return findStartxref(length_, &xrefOffset_); }
 
-std::string_view MarqenPDF::firstTokenOfLine(size_t lineStart) const {
-    return tokenFromOffset(lineStart, nullptr);
-}
-
-bool MarqenPDF::determineXrefOffset() { return findStartxref(pdfData(), &xrefOffset_); }
-
-bool MarqenPDF::findStartxref(std::string_view data, uint64_t *offset) const {
-    if (data.empty()) return false;
-    size_t position = data.size() - 1;
-    while (position > 0) {
-        unsigned char byte = static_cast<unsigned char>(data[position]);
-        if (byte != 0 && byte != 9 && byte != 12 && byte != 32) break;
-        --position;
-    }
-    size_t line = 0;
-    if (!backupInFileFromOffset(position, &line)) {
-        marqenPDFWarn("MarqenPDF: Could not back up to find start of EOF marker");
-        return false;
-    }
-    while (data.substr(line, 5) != "%%EOF") {
-        if (line < 6 || !backupInFileFromOffset(line - 1, &line)) {
-            marqenPDFWarn("MarqenPDF: PDF file did not end with EOF marker");
-            return false;
-        }
-    }
-    size_t numberLine = 0;
-    if (!backupInFileFromOffset(line - 1, &numberLine)) {
-        marqenPDFWarn("MarqenPDF: Could not back up to find start of xref offset area");
-        return false;
-    }
-    std::string_view numberToken = firstTokenOfLine(numberLine);
-    if (!isTokenNumeric(numberToken) || hasDecimalPoint(numberToken)) {
-        marqenPDFWarn("MarqenPDF: Offset to xref area was not a number");
-        return false;
-    }
-    int64_t number = integerFromToken(numberToken).value_or(-1);
-    if (number < 6) {
-        marqenPDFWarn("MarqenPDF: Offset to xref area was invalid");
-        return false;
-    }
-    size_t startxrefLine = 0;
-    if (!backupInFileFromOffset(numberLine - 1, &startxrefLine)) {
-        marqenPDFWarn("MarqenPDF: Could not back up to find start of startxref token");
-        return false;
-    }
-    if (firstTokenOfLine(startxrefLine) != "startxref") {
-        marqenPDFWarn("MarqenPDF: Could not find startxref token");
-        return false;
-    }
-    // An offset past the startxref line cannot be right: use the nearest preceding "xref" line.
-    if (uint64_t(number) > startxrefLine) {
-        size_t candidate = startxrefLine;
-        while (candidate > 1 && backupInFileFromOffset(candidate - 1, &candidate)) {
-            if (firstTokenOfLine(candidate) == "xref") {
-                number = int64_t(candidate);
-                break;
+bool MarqenPDF::findStartxref(uint64_t end, uint64_t *offset) const {
+    if (end == 0) return false;
+    // The lines are found backwards from the end, in a tail of the file that grows when a line runs
+    // back past its start.
+    size_t tailLength = reader_ ? reader_->firstWindowLength() : SIZE_MAX;
+    for (;;) {
+        const uint64_t start = tailLength >= end ? 0 : end - tailLength;
+        std::optional<MarqenPDFWindow> window = windowAt(start, size_t(end - start));
+        if (!window) return false;
+        const uint64_t base = window->offset;
+        const std::string_view data = window->bytes.substr(0, size_t(end - base));
+        bool needMore = false;
+        std::optional<MarqenPDFWarningCapture> capture;
+        if (base > 0) capture.emplace();
+        auto byteAt = [&](uint64_t index) -> unsigned char {
+            if (index < base) {
+                needMore = true;
+                return 0;
             }
+            return static_cast<unsigned char>(data[size_t(index - base)]);
+        };
+        // A line starts after a byte 10 or 13; line ends before the offset are skipped first. Fails on
+        // reaching offset 1.
+        auto backup = [&](uint64_t from, uint64_t *lineStart) {
+            uint64_t i = std::min<uint64_t>(from, length_ - 1);
+            while (i > 1 && isLineEnd(byteAt(i)) && !needMore) --i;
+            while (i > 1 && !needMore && !isLineEnd(byteAt(i - 1))) --i;
+            if (needMore || i <= 1) return false;
+            *lineStart = i;
+            return true;
+        };
+        auto attempt = [&]() {
+            uint64_t position = end - 1;
+            while (position > 0) {
+                unsigned char byte = byteAt(position);
+                if (needMore) return false;
+                if (byte != 0 && byte != 9 && byte != 12 && byte != 32) break;
+                --position;
+            }
+            uint64_t line = 0;
+            if (!backup(position, &line)) {
+                marqenPDFWarn("MarqenPDF: Could not back up to find start of EOF marker");
+                return false;
+            }
+            while (data.substr(size_t(line - base), 5) != "%%EOF") {
+                if (line < 6 || !backup(line - 1, &line)) {
+                    marqenPDFWarn("MarqenPDF: PDF file did not end with EOF marker");
+                    return false;
+                }
+            }
+            uint64_t numberLine = 0;
+            if (!backup(line - 1, &numberLine)) {
+                marqenPDFWarn("MarqenPDF: Could not back up to find start of xref offset area");
+                return false;
+            }
+            std::string numberToken = tokenFromOffset(numberLine, nullptr);
+            if (!isTokenNumeric(numberToken) || hasDecimalPoint(numberToken)) {
+                marqenPDFWarn("MarqenPDF: Offset to xref area was not a number");
+                return false;
+            }
+            int64_t number = integerFromToken(numberToken).value_or(-1);
+            if (number < 6) {
+                marqenPDFWarn("MarqenPDF: Offset to xref area was invalid");
+                return false;
+            }
+            uint64_t startxrefLine = 0;
+            if (!backup(numberLine - 1, &startxrefLine)) {
+                marqenPDFWarn("MarqenPDF: Could not back up to find start of startxref token");
+                return false;
+            }
+            if (tokenFromOffset(startxrefLine, nullptr) != "startxref") {
+                marqenPDFWarn("MarqenPDF: Could not find startxref token");
+                return false;
+            }
+            // An offset past the startxref line cannot be right: use the nearest preceding "xref" line.
+            if (uint64_t(number) > startxrefLine) {
+                uint64_t candidate = startxrefLine;
+                while (candidate > 1 && backup(candidate - 1, &candidate)) {
+                    if (tokenFromOffset(candidate, nullptr) == "xref") {
+                        number = int64_t(candidate);
+                        break;
+                    }
+                }
+                if (needMore) return false;
+            }
+            if (uint64_t(number) >= end) {
+                marqenPDFWarn("MarqenPDF: Offset to xref area was invalid");
+                return false;
+            }
+            *offset = uint64_t(number);
+            return true;
+        };
+        bool found = attempt();
+        if (!needMore) {
+            if (capture) capture->replay();
+            return found;
         }
+        tailLength = tailLength > SIZE_MAX / 16 ? SIZE_MAX : tailLength * 16;
     }
-    if (uint64_t(number) >= data.size()) {
-        marqenPDFWarn("MarqenPDF: Offset to xref area was invalid");
-        return false;
-    }
-    *offset = uint64_t(number);
-    return true;
 }
 
 bool MarqenPDF::growTable(XrefTable &table, uint64_t size) const {
@@ -123,15 +149,23 @@ void MarqenPDF::noteListedObject(XrefTable &table, uint64_t objectNumber) const 
 }
 
 bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
-    std::string_view data = pdfData();
-    size_t position = 0;
-    if (offset >= data.size() || tokenFromOffset(offset, &position) != "xref") return false;
-    position = skipWhitespace(data, position);
+    size_t afterToken = 0;
+    if (offset >= length_ || tokenFromOffset(offset, &afterToken) != "xref") return false;
+    uint64_t position = skipWhitespaceAt(afterToken);
     bool warnedOffset = false;
     for (;;) {
-        size_t lineEnd = position;
-        while (lineEnd < data.size() && !isLineEnd(static_cast<unsigned char>(data[lineEnd]))) ++lineEnd;
-        std::string_view line = data.substr(position, lineEnd - position);
+        std::string line;
+        uint64_t lineEnd = position;
+        bool read = lookInWindows(position, [&](const MarqenPDFWindow &window, bool &reachedEnd) {
+            std::string_view rest =
+                window.bytes.substr(size_t(std::min<uint64_t>(position - window.offset, window.bytes.size())));
+            size_t length = 0;
+            while (length < rest.size() && !isLineEnd(static_cast<unsigned char>(rest[length]))) ++length;
+            reachedEnd = length >= rest.size();
+            line.assign(rest.substr(0, length));
+            lineEnd = position + length;
+        });
+        if (!read) return false;
         if (line.size() == 7 && line == "trailer") break;
         size_t afterFirst = 0, afterCount = 0;
         std::string_view firstToken = tokenFromOffset(0, line, &afterFirst);
@@ -142,25 +176,32 @@ bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
         int64_t first = integerFromToken(firstToken).value_or(-1);
         int64_t count = integerFromToken(countToken).value_or(-1);
         if (first < 0 || count < 0) break;
-        position = skipWhitespace(data, lineEnd);
+        position = skipWhitespaceAt(lineEnd);
         if (count == 0) continue;
         // Entries are 20 bytes; 19 when written with a one-byte line end, 21 with " \r\n".
+        std::optional<MarqenPDFWindow> head = windowAt(position, 21);
+        if (!head) return false;
+        std::string_view firstEntry =
+            head->bytes.substr(size_t(std::min<uint64_t>(position - head->offset, head->bytes.size())));
         size_t entryLength = 20;
         auto byteAt = [&](size_t index) -> unsigned char {
-            return position + index < data.size() ? static_cast<unsigned char>(data[position + index]) : 0;
+            return index < firstEntry.size() ? static_cast<unsigned char>(firstEntry[index]) : 0;
         };
         if (byteAt(18) == ' ' && isLineEnd(byteAt(19)) && isLineEnd(byteAt(20))) {
             entryLength = 21;
         } else if (!isLineEnd(byteAt(19))) {
             entryLength = 19;
         }
-        if (uint64_t(count) > (data.size() - position) / entryLength) {
+        if (uint64_t(count) > (length_ - position) / entryLength) {
             marqenPDFWarn("MarqenPDF: Xref table runs past the end of the file");
             return false;
         }
         if (!growTable(table, uint64_t(first) + uint64_t(count))) return false;
+        std::optional<MarqenPDFWindow> rows = windowAt(position, size_t(count) * entryLength);
+        if (!rows) return false;
+        std::string_view entries = rows->bytes.substr(size_t(position - rows->offset));
         for (int64_t i = 0; i < count; ++i) {
-            std::string_view entry = data.substr(position + size_t(i) * entryLength, entryLength);
+            std::string_view entry = entries.substr(size_t(i) * entryLength, entryLength);
             uint64_t objectNumber = uint64_t(first + i);
             if (entry[17] != 'n') continue;
             uint64_t entryOffset = 0;
@@ -171,7 +212,7 @@ bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
             }
             if (!digits) continue;
             noteListedObject(table, objectNumber);
-            if (entryOffset >= data.size()) {
+            if (entryOffset >= length_) {
                 if (!warnedOffset)
                     marqenPDFWarn("MarqenPDF: Xref entry for object " + std::to_string(objectNumber) +
                               " points past the end of the file");
@@ -180,7 +221,7 @@ bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
             }
             if (table.offsets[objectNumber] == 0) table.offsets[objectNumber] = entryOffset;
         }
-        position = skipWhitespace(data, position + size_t(count) * entryLength);
+        position = skipWhitespaceAt(position + uint64_t(count) * entryLength);
     }
     size_t afterTrailer = 0;
     if (tokenFromOffset(position, &afterTrailer) != "trailer") {
@@ -191,14 +232,30 @@ bool MarqenPDF::findObjectsFromXrefOffset(uint64_t offset, XrefTable &table) {
 }
 
 uint64_t MarqenPDF::findTrailerSectionAfterXrefOffset(uint64_t offset) const {
-    std::string_view data = pdfData();
-    size_t position = data.find('t', offset);
-    if (position == std::string_view::npos) return 0;
+    // The first "t" at or after offset, looked for in windows that grow.
+    uint64_t from = offset, position = 0;
+    bool found = false;
+    size_t length = reader_ ? reader_->firstWindowLength() : SIZE_MAX;
+    while (!found && from < length_) {
+        std::optional<MarqenPDFWindow> window = windowAt(from, length);
+        if (!window) return 0;
+        std::string_view rest = window->bytes.substr(size_t(from - window->offset));
+        size_t at = rest.find('t');
+        if (at != std::string_view::npos) {
+            position = from + at;
+            found = true;
+        }
+        from = window->end();
+        length = length > SIZE_MAX / 16 ? SIZE_MAX : length * 16;
+    }
+    if (!found) return 0;
     size_t next = 0;
     if (tokenFromOffset(position, &next) != "trailer") return 0;
-    if (next >= data.size()) return 0;
-    unsigned char after = static_cast<unsigned char>(data[next]);
-    if (!isWhitespace(after) && after != '<') return 0;
+    if (next >= length_) return 0;
+    std::optional<MarqenPDFWindow> after = windowAt(next, 1);
+    if (!after) return 0;
+    unsigned char byte = static_cast<unsigned char>(after->bytes[size_t(next - after->offset)]);
+    if (!isWhitespace(byte) && byte != '<') return 0;
     return next;
 }
 
@@ -356,7 +413,9 @@ void MarqenPDF::fixBadPFDFileXrefOffsets(XrefTable &table) {
         }
         // Only a short window is read: an object number is a short token, and a hostile table pointing
         // many entries into one long run of bytes must not cost a scan of that run per entry.
-        std::string_view window = std::string_view(pdfData()).substr(size_t(std::min<uint64_t>(value, pdfLength())), 64);
+        const uint64_t start = std::min<uint64_t>(value, length_);
+        std::optional<MarqenPDFWindow> bytes = windowAt(start, 64);
+        std::string_view window = bytes ? bytes->bytes.substr(size_t(start - bytes->offset), 64) : std::string_view();
         size_t end = 0;
         std::string_view token = pdf_lexer::tokenFromOffset(window, 0, &end);
         std::optional<int64_t> number;
@@ -377,7 +436,7 @@ std::optional<uint64_t> MarqenPDF::untouchedXrefOffset() {
     // Another program saved on top of our update: the newest /Prev names that update, not the untouched
     // PDF. The untouched PDF's own startxref still says where its cross-reference data is.
     uint64_t offset = 0;
-    if (originalEOF_ <= pdfLength() && findStartxref(pdfData().substr(0, size_t(originalEOF_)), &offset) &&
+    if (originalEOF_ <= pdfLength() && findStartxref(originalEOF_, &offset) &&
         offset < originalEOF_)
         return offset;
     return std::nullopt;
