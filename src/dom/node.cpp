@@ -25,6 +25,9 @@ void post(const char *name, const MarqenDOMNode *node, NotificationUserInfo user
 
 bool anyoneObserves() { return NotificationCenter::defaultCenter().hasAnyObservers(); }
 
+// More members than any node kind writes.
+constexpr size_t kRoomForMembersAfterChildren = 32;
+
 }  // namespace
 
 // Common initialisation: detached, no children, empty metadata, identity transform, a fresh guid.
@@ -91,7 +94,12 @@ MarqenJSON MarqenDOMNode::dictionaryRepresentation() const {
             MarqenJSON childDictionary = child->dictionaryRepresentation();
             if (!childDictionary.is_null()) children.push_back(std::move(childDictionary));
         }
-        if (!children.empty()) dictionary["children"] = std::move(children);
+        if (!children.empty()) {
+            // Members added after this one (here and by subclasses) must not make the object grow: its keys
+            // are const, so growing copies every member, the whole subtree with them.
+            dictionary.get_ref<MarqenJSON::object_t &>().reserve(kRoomForMembersAfterChildren);
+            dictionary["children"] = std::move(children);
+        }
     }
     if (!metadata_.empty()) dictionary["metadata"] = metadata_;
     if (!CGAffineTransformIsIdentity(transform_)) dictionary["transform"] = NSDictionaryFromCGAffineTransform(transform_);
