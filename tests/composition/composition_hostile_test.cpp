@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-#include "composition/composition_test_support.h"
+#include "support/composition_test_support.h"
 #include "core/core_document.h"
 #include "dom/bitmap.h"
 #include "dom/document.h"
@@ -75,7 +75,7 @@ TEST(CompositionHostile, RichPicturesWithHostileIndexesFailClearly) {
 
 TEST(CompositionHostile, ARichPDFWhoseDocumentNamesTenThousandPagesIsRefusedQuickly) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 2);
+    makeCairoPDF(dir / "in.pdf", 2, 300, 400);
     MarqenJSON children = MarqenJSON::array();
     for (int page = 1; page <= 10000; ++page) children.push_back({{"type", "Document"}, {"pageNumber", page}});
     MarqenAnnotatedPDFOptions options;
@@ -187,7 +187,7 @@ TEST(CompositionSavingElsewhere, ARichPictureSavedFromAnotherThreadWaitsForTheMa
 
 TEST(CompositionSavingElsewhere, ADocumentFileReplacesThePagesOfAPDF) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 3);
+    makeCairoPDF(dir / "in.pdf", 3, 300, 400);
     auto page = MarqenDOMDocument::createWithSize({300, 400}, 1);
     annotate(*page, "replaced");
     page->setPageNumber(3);
@@ -203,7 +203,7 @@ TEST(CompositionSavingElsewhere, ADocumentFileReplacesThePagesOfAPDF) {
     MarqenError error;
     ASSERT_TRUE(composition->writeFlattenedCompositionToURL(dir / "flat.pdf", "com.adobe.pdf", &error)) << error.description();
     EXPECT_EQ(qpdfCheck(dir / "flat.pdf"), 0);
-    EXPECT_GT(redShareOfPDFPage(dir / "flat.pdf", 3), 0.1);
+    EXPECT_GT(redShareOfPage(dir / "flat.pdf", 3), 0.1);
     LogCapture log;
     auto reopened = MarqenComposition::initWithURL(dir / "flat.pdf");
     ASSERT_TRUE(reopened);

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "composition/composition_test_support.h"
+#include "support/composition_test_support.h"
 #include "dom/bitmap.h"
 #include "dom/exceptions.h"
 #include "dom/layer.h"
@@ -84,7 +84,7 @@ TEST(CompositionState, SizeStacksPagesAndNeedsSaveFollowsAnyPage) {
 
 TEST(CompositionState, MarkingThePDFModifiedNotifiesAndNeedsSave) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 2);
+    makeCairoPDF(dir / "in.pdf", 2, 300, 400);
     auto composition = MarqenComposition::initWithURL(dir / "in.pdf");
     ASSERT_TRUE(composition);
     int posted = 0;
@@ -101,7 +101,7 @@ TEST(CompositionState, MarkingThePDFModifiedNotifiesAndNeedsSave) {
 
 TEST(CompositionOpening, APDFOpensAsOnePagePerPDFPage) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 3, 300, 400);
+    makeCairoPDF(dir / "in.pdf", 3, 300, 400);
     auto composition = MarqenComposition::initWithURL(dir / "in.pdf");
     ASSERT_TRUE(composition);
     ASSERT_EQ(composition->documents().size(), 3u);
@@ -117,7 +117,7 @@ TEST(CompositionOpening, ABundleWithoutIndexButWithAPDFOpensItsPages) {
     TempDir dir;
     auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "work.marqen");
     ASSERT_TRUE(bundle);
-    makePDF(bundle->originalPDFFileURL(), 2);
+    makeCairoPDF(bundle->originalPDFFileURL(), 2, 300, 400);
     auto composition = MarqenComposition::initWithURL(dir / "work.marqen");
     ASSERT_TRUE(composition);
     EXPECT_EQ(composition->documents().size(), 2u);
@@ -128,7 +128,7 @@ TEST(CompositionOpening, ABundleWithoutIndexButWithAPDFOpensItsPages) {
 TEST(CompositionOpening, ThreeUnnumberedPagesForAFourPagePDFFailWithThePageCountMessage) {
     TempDir dir;
     auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "work.marqen");
-    makePDF(bundle->originalPDFFileURL(), 4);
+    makeCairoPDF(bundle->originalPDFFileURL(), 4, 300, 400);
     MarqenJSON children = MarqenJSON::array();
     for (int i = 0; i < 3; ++i) children.push_back(MarqenDOMDocument::createWithSize({300, 400}, 1)->dictionaryRepresentation());
     ASSERT_TRUE(bundle->writeDataForIndexJSONFile(MarqenJSON{{"type", "MultiPageDocument"}, {"children", children}}.dump(), nullptr));
@@ -195,7 +195,7 @@ TEST(CompositionSaving, ANonFileURLFailsWithItsSchemeAndTouchesNothing) {
 
 TEST(CompositionSaving, PagesWithoutVisibleElementsAreLeftOutOfThePDFDocument) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 4);
+    makeCairoPDF(dir / "in.pdf", 4, 300, 400);
     auto composition = MarqenComposition::initWithURL(dir / "in.pdf");
     ASSERT_TRUE(composition);
     annotate(*composition->documents()[1], "Second page");
@@ -208,15 +208,15 @@ TEST(CompositionSaving, PagesWithoutVisibleElementsAreLeftOutOfThePDFDocument) {
 
 TEST(CompositionSaving, APageTwoAnnotationOfAFourPagePDFReopensOnPageTwoOnly) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 4);
+    makeCairoPDF(dir / "in.pdf", 4, 300, 400);
     auto composition = MarqenComposition::initWithURL(dir / "in.pdf");
     ASSERT_TRUE(composition);
     annotate(*composition->documents()[1], "Second page");
     MarqenError error;
     ASSERT_TRUE(composition->writeAnnotatedPDFToURL(dir / "out.pdf", true, false, "", "", &error)) << error.description();
     EXPECT_EQ(qpdfCheck(dir / "out.pdf"), 0);
-    EXPECT_GT(redShareOfPDFPage(dir / "out.pdf", 2), 0.1);
-    EXPECT_LT(redShareOfPDFPage(dir / "out.pdf", 1), 0.01);
+    EXPECT_GT(redShareOfPage(dir / "out.pdf", 2), 0.1);
+    EXPECT_LT(redShareOfPage(dir / "out.pdf", 1), 0.01);
 
     auto reopened = MarqenComposition::initWithURL(dir / "out.pdf");
     ASSERT_TRUE(reopened);
@@ -261,7 +261,7 @@ TEST(CompositionLogging, FailedFlatWritesAndBrokenPDFDocumentsAreLogged) {
     EXPECT_TRUE(log.contains("Error writing to " + (dir / "folder.png").string()));
 
     auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "work.marqen");
-    makePDF(bundle->originalPDFFileURL(), 2);
+    makeCairoPDF(bundle->originalPDFFileURL(), 2, 300, 400);
     ASSERT_TRUE(bundle->writeDataForIndexJSONFile(R"({"type":"MultiPageDocument","children":[7, 8]})", nullptr));
     EXPECT_FALSE(MarqenComposition::initWithURL(dir / "work.marqen"));
     EXPECT_TRUE(log.contains("ERROR: could not make multipage document from pdf embedded json"));

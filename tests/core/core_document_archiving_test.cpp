@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "composition/composition_test_support.h"
+#include "support/composition_test_support.h"
 #include "core/core_document.h"
 #include "dom/bitmap.h"
 #include "dom/document.h"
@@ -50,7 +50,7 @@ TEST(CoreMarqenArchivingOtherProcess, DISABLED_ArchivesUnsavedEdits) {
 
 TEST(CoreMarqenArchiving, RestoresEditsMadeInAnotherProcess) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 3);
+    makeCairoPDF(dir / "in.pdf", 3, 300, 400);
     const std::string command = "MARQEN_TEST_PICTURE_ARCHIVE='" + (dir / "picture.json").string() +
                                 "' MARQEN_TEST_PDF_ARCHIVE='" + (dir / "pdf.json").string() + "' MARQEN_TEST_PDF='" +
                                 (dir / "in.pdf").string() + "' /proc/" + std::to_string(::getpid()) +

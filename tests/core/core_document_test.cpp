@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "composition/composition_test_support.h"
+#include "support/composition_test_support.h"
 #include "core/core_document.h"
 #include "dom/bitmap.h"
 #include "dom/document.h"
@@ -111,7 +111,7 @@ TEST(CoreMarqenDocumentOpening, BadFilesGiveTheFacadeErrorAndLeaveNothingBehind)
 
 TEST(CoreMarqenDocumentOpening, AnEncryptedPDFCannotBeAnnotated) {
     TempDir dir;
-    makePDF(dir / "plain.pdf", 2);
+    makeCairoPDF(dir / "plain.pdf", 2, 300, 400);
     ASSERT_EQ(runTool("qpdf --encrypt user owner 256 -- '" + (dir / "plain.pdf").string() + "' '" +
                       (dir / "locked.pdf").string() + "'"),
               0);
@@ -185,13 +185,13 @@ TEST(CoreMarqenDocumentWriting, APDFFormatWithoutDocumentWritesAFlatOnePagePDFOf
         << error.description();
     EXPECT_EQ(qpdfCheck(dir / "out.pdf"), 0);
     EXPECT_EQ(popplerPageCount(dir / "out.pdf"), 1);
-    EXPECT_GT(redShareOfPDFPage(dir / "out.pdf", 1), 0.12);
+    EXPECT_GT(redShareOfPage(dir / "out.pdf", 1), 0.12);
     EXPECT_NE(pdfText(dir / "out.pdf", 1).find("as pdf"), std::string::npos);
 }
 
 TEST(CoreMarqenDocumentWriting, APDFWithSummaryReopensEditableAndGivesBackTheUntouchedPDF) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 4);
+    makeCairoPDF(dir / "in.pdf", 4, 300, 400);
     std::optional<MarqenExportFormat> found;
     auto document = open(dir / "in.pdf", &found);
     ASSERT_TRUE(document);
@@ -208,8 +208,8 @@ TEST(CoreMarqenDocumentWriting, APDFWithSummaryReopensEditableAndGivesBackTheUnt
     const std::string summary = pdfText(dir / "out.pdf", 1);
     for (const char *text : {"Review", "Ada Lovelace", "Page 2", "Check the figure", "Page 4", "And this table"})
         EXPECT_NE(summary.find(text), std::string::npos) << text;
-    EXPECT_GT(redShareOfPDFPage(dir / "out.pdf", 3), 0.1);
-    EXPECT_LT(redShareOfPDFPage(dir / "out.pdf", 2), 0.01);
+    EXPECT_GT(redShareOfPage(dir / "out.pdf", 3), 0.1);
+    EXPECT_LT(redShareOfPage(dir / "out.pdf", 2), 0.01);
     // Each listed page is a link to its page (the annotated pages are output pages 3 and 5).
     std::string objects;
     ASSERT_EQ(runTool("qpdf --qdf --object-streams=disable '" + (dir / "out.pdf").string() + "' -", &objects), 0);
@@ -242,7 +242,7 @@ TEST(CoreMarqenDocumentWriting, APDFWithSummaryReopensEditableAndGivesBackTheUnt
 
 TEST(CoreMarqenDocumentWriting, PageImagesClampTheIndexAndRefuseEditableFormats) {
     TempDir dir;
-    makePDF(dir / "in.pdf", 3, 200, 100);
+    makeCairoPDF(dir / "in.pdf", 3, 200, 100);
     auto document = open(dir / "in.pdf");
     annotate(*document->documentComposition()->documents()[2], "last");
     auto png = *MarqenExportFormat::initWithUTI("public.png");
