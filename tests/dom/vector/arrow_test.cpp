@@ -3,12 +3,13 @@
 #include <cmath>
 
 #include "dom/arrow.h"
-#include "dom/node_class.h"
 #include "vector_test_support.h"
 
 using namespace marqen;
 using marqen::test::documentHolding;
+using marqen::test::drag;
 using marqen::test::expectPointNear;
+using marqen::test::readAs;
 
 namespace {
 
@@ -80,16 +81,14 @@ TEST(MarqenDOMArrowOutline, DirectionPlacesTheTailAtTheStartAndTheTipAtTheEnd) {
     expectPointNear(left.elements()[3].points[0], {-100, -100});
 }
 
-TEST(MarqenDOMArrowOutline, CoincidentPointsGiveATailCapOnly) {
+TEST(MarqenDOMArrowOutline, CoincidentPointsGiveATailCapOnlyAndAnArrowFollowsItsOwnPointsAndSize) {
     MarqenBezierPath path = MarqenDOMArrow::makeArrowPath({3, 4}, {3, 4}, 10);
     ASSERT_FALSE(path.isEmpty());
     CGRect bounds = path.bounds();
     EXPECT_LE(bounds.size.width, 3.1);
     EXPECT_LE(bounds.size.height, 3.1);
     EXPECT_TRUE(std::isfinite(bounds.origin.x));
-}
 
-TEST(MarqenDOMArrowOutline, FollowsTheArrowsOwnPointsAndSize) {
     auto arrow = arrowFrom({0, 0}, {200, 0});
     ASSERT_TRUE(arrow->bezierPath());
     EXPECT_EQ(*arrow->bezierPath(), MarqenDOMArrow::makeArrowPath({0, 0}, {200, 0}, 10));
@@ -149,7 +148,7 @@ TEST(MarqenDOMArrowEndPoints, SettersNotifyAndUndoButDoNotMarkTheDocument) {
 
 // Drawing
 
-TEST(MarqenDOMArrowDrawing, DragFromAToB) {
+TEST(MarqenDOMArrowDrawing, DragFromAToBAndArrowheadsAtTheBeginning) {
     auto arrow = MarqenDOMArrow::create();
     arrow->beginAtPoint({100, 100});
     arrow->appendPoint({150, 100}, {}, 0);
@@ -158,16 +157,12 @@ TEST(MarqenDOMArrowDrawing, DragFromAToB) {
     EXPECT_EQ(arrow->startPoint(), CGPointMake(100, 100));
     EXPECT_EQ(arrow->endPoint(), CGPointMake(300, 180));
     EXPECT_FALSE(arrow->snap());
-}
-
-TEST(MarqenDOMArrowDrawing, ArrowheadsAtBeginningPutTheTipWhereTheDragBegan) {
-    auto arrow = MarqenDOMArrow::create();
-    arrow->setArrowheadsAtBeginningOfShape(true);
-    arrow->beginAtPoint({100, 100});
-    arrow->appendPoint({400, 300}, {}, 0);
-    arrow->endAtPoint({400, 300}, {}, 0, CGAffineTransformIdentity);
-    EXPECT_EQ(arrow->endPoint(), CGPointMake(100, 100));
-    EXPECT_EQ(arrow->startPoint(), CGPointMake(400, 300));
+    // With the arrowheads at the beginning the tip goes where the drag began.
+    auto reversed = MarqenDOMArrow::create();
+    reversed->setArrowheadsAtBeginningOfShape(true);
+    drag(*reversed, {100, 100}, {400, 300});
+    EXPECT_EQ(reversed->endPoint(), CGPointMake(100, 100));
+    EXPECT_EQ(reversed->startPoint(), CGPointMake(400, 300));
 }
 
 TEST(MarqenDOMArrowDrawing, ConstrainOptionSnapsWhileDragging) {
@@ -186,10 +181,7 @@ TEST(MarqenDOMArrowDrawing, ClickMakesAStandardArrowAimedAwayFromTheCentre) {
     auto document = documentHolding(arrow);
     ASSERT_EQ(document->frame().size, CGSizeMake(1000, 800));
     // The view shows the document at half size: 200 view units are 400 model units.
-    CGAffineTransform viewToModel = CGAffineTransformMakeScale(2, 2);
-    arrow->beginAtPoint({800, 600});
-    arrow->appendPoint({800, 600}, {}, 0);
-    arrow->endAtPoint({800, 600}, {}, 0, viewToModel);
+    drag(*arrow, {800, 600}, {800, 600}, 0, CGAffineTransformMakeScale(2, 2));
     EXPECT_EQ(arrow->endPoint(), CGPointMake(800, 600));
     double phi = std::atan2((600 - 400) / 800.0, (800 - 500) / 1000.0);
     expectPointNear(arrow->startPoint(), {800 - 400 * std::cos(phi), 600 - 400 * std::sin(phi)});
@@ -201,9 +193,7 @@ TEST(MarqenDOMArrowDrawing, ShortDragGrowsToFortyUnitsAlongItsDirection) {
     auto arrow = MarqenDOMArrow::create();
     auto document = documentHolding(arrow);
     document->setContentScaleFactor(3.0);  // deliberately not applied to the 40 of the view variant
-    arrow->beginAtPoint({100, 100});
-    arrow->appendPoint({103, 104}, {}, 0);
-    arrow->endAtPoint({103, 104}, {}, 0, CGAffineTransformIdentity);
+    drag(*arrow, {100, 100}, {103, 104});
     // The end stays; the start moves back along the direction to 40 units.
     EXPECT_EQ(arrow->endPoint(), CGPointMake(103, 104));
     expectPointNear(arrow->startPoint(), {103 - 40 * 0.6, 104 - 40 * 0.8});
@@ -222,15 +212,12 @@ TEST(MarqenDOMArrowDrawing, EnforceMinimumLengthUsesTheContentScaleFactor) {
 
 TEST(MarqenDOMArrowDrawing, StandardPlacement) {
     CGRect frame = CGRectMake(50, 50, 1000, 800);  // only the size counts
-    CGPoint start = MarqenDOMArrow::getStandardArrowStart({500, 800}, frame, 0, 0);
-    expectPointNear(start, {500, 800 - 320});  // 0.4 × 800, pointing straight down-screen from the centre
-    start = MarqenDOMArrow::getStandardArrowStart({500, 800}, frame, 0, 100);
-    expectPointNear(start, {500, 700});
-    start = MarqenDOMArrow::getStandardArrowStart({10, 10}, frame, 50, 0, M_PI);
-    expectPointNear(start, {60, 10});
+    // 0.4 × 800, pointing straight down-screen from the centre.
+    expectPointNear(MarqenDOMArrow::getStandardArrowStart({500, 800}, frame, 0, 0), {500, 800 - 320});
+    expectPointNear(MarqenDOMArrow::getStandardArrowStart({500, 800}, frame, 0, 100), {500, 700});
+    expectPointNear(MarqenDOMArrow::getStandardArrowStart({10, 10}, frame, 50, 0, M_PI), {60, 10});
     // Without a frame there is nothing to aim from: the arrow points right instead of going NaN.
-    start = MarqenDOMArrow::getStandardArrowStart({0, 0}, CGRectZero, 50, 0);
-    expectPointNear(start, {-50, 0});
+    expectPointNear(MarqenDOMArrow::getStandardArrowStart({0, 0}, CGRectZero, 50, 0), {-50, 0});
 }
 
 // Transforms
@@ -248,21 +235,18 @@ TEST(MarqenDOMArrowTransforms, ScalingDoublesTheSizeAndRotationKeepsIt) {
     EXPECT_NEAR(arrow->toolArrowSize(), 0, 1e-9);
 }
 
-TEST(MarqenDOMArrowTransforms, ApplyTransformLeavesTheNodeTransformAlone) {
+TEST(MarqenDOMArrowTransforms, MovesGoToTheEndsNotTheNodeTransformAndKeepSnap) {
     auto arrow = arrowFrom({0, 0}, {100, 0});
     arrow->applyTransform(CGAffineTransformMakeTranslation(5, 7));
     EXPECT_TRUE(CGAffineTransformIsIdentity(arrow->transform()));
     EXPECT_EQ(arrow->startPoint(), CGPointMake(5, 7));
     EXPECT_EQ(arrow->endPoint(), CGPointMake(105, 7));
-}
-
-TEST(MarqenDOMArrowTransforms, TranslateMovesBothEndsAndKeepsSnap) {
-    auto arrow = arrowFrom({0, 0}, {20, 0});
-    arrow->setSnap(true);
-    arrow->translate({15, 3});  // moving the start first would otherwise trip the shortening guard
-    EXPECT_EQ(arrow->startPoint(), CGPointMake(15, 3));
-    EXPECT_EQ(arrow->endPoint(), CGPointMake(35, 3));
-    EXPECT_TRUE(arrow->snap());
+    auto shortArrow = arrowFrom({0, 0}, {20, 0});
+    shortArrow->setSnap(true);
+    shortArrow->translate({15, 3});  // moving the start first would otherwise trip the shortening guard
+    EXPECT_EQ(shortArrow->startPoint(), CGPointMake(15, 3));
+    EXPECT_EQ(shortArrow->endPoint(), CGPointMake(35, 3));
+    EXPECT_TRUE(shortArrow->snap());
 }
 
 // Tool size and colour
@@ -330,32 +314,36 @@ TEST(MarqenDOMArrowJSON, RoundTripKeepsGeometryAndDefaultStyle) {
     EXPECT_EQ(dictionary["style"]["shadowRadius"], 2.0);
     EXPECT_FALSE(dictionary.contains("strokeColor"));
 
-    auto read = std::dynamic_pointer_cast<MarqenDOMArrow>(MarqenDOMNode::nodeWithDictionary(dictionary));
+    auto read = readAs<MarqenDOMArrow>(dictionary);
     ASSERT_TRUE(read);
-    EXPECT_EQ(read->startPoint(), CGPointMake(10, 20));
-    EXPECT_EQ(read->endPoint(), CGPointMake(210, 20));
-    EXPECT_EQ(read->toolArrowSize(), 8);
     EXPECT_EQ(read->fillColor(), MarqenDOMColor(255, 0, 0, 1));
     EXPECT_EQ(read->guid(), arrow->guid());
     EXPECT_EQ(read->dictionaryRepresentation(), dictionary);
+    EXPECT_EQ(*read->bezierPath(), *arrow->bezierPath());
+
+    // A copy keeps the geometry as well.
+    auto copy = std::dynamic_pointer_cast<MarqenDOMArrow>(arrow->copy());
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(copy->guid(), arrow->guid());
+    EXPECT_EQ(copy->dictionaryRepresentation(), dictionary);
 }
 
 TEST(MarqenDOMArrowJSON, DefaultStyleWhenTheDictionaryHasNone) {
     auto style = MarqenDOMArrow::defaultStyle();
-    EXPECT_EQ(style->shadowRadius(), 2.0);
-    EXPECT_EQ(style->shadowOffset(), CGSizeMake(0, 2.0));
-    EXPECT_EQ(style->shadowColor(), MarqenDOMColor(0, 0, 0, 1));
-    EXPECT_EQ(style->shadowOpacity(), 0.35);
+    EXPECT_EQ(style->dictionaryRepresentation(),
+              (MarqenJSON{{"shadowColor", {{"red", 0}, {"green", 0}, {"blue", 0}, {"alpha", 1.0}}},
+                          {"shadowOffset", {{"width", 0.0}, {"height", 2.0}}},
+                          {"shadowOpacity", 0.35},
+                          {"shadowRadius", 2.0}}));
     MarqenJSON older{{"type", "Vector"},
                      {"extension", {{"type", "Arrow"}, {"startPoint", {{"x", 0}, {"y", 0}}},
                                     {"endPoint", {{"x", 50}, {"y", 0}}}, {"toolArrowSize", 4}}}};
-    auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(MarqenDOMNode::nodeWithDictionary(older));
+    auto arrow = readAs<MarqenDOMArrow>(older);
     ASSERT_TRUE(arrow);
     EXPECT_EQ(*arrow->style(), *style);
     // A dictionary with a style keeps it.
     older["style"] = MarqenJSON::object();
-    arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(MarqenDOMNode::nodeWithDictionary(older));
-    EXPECT_EQ(*arrow->style(), MarqenDOMStyle());
+    EXPECT_EQ(*readAs<MarqenDOMArrow>(older)->style(), MarqenDOMStyle());
 }
 
 TEST(MarqenDOMArrowJSON, OlderMetadataFormIsReadAndRemoved) {
@@ -372,20 +360,16 @@ TEST(MarqenDOMArrowJSON, OlderMetadataFormIsReadAndRemoved) {
             "note": "kept"
         }
     })");
-    auto node = MarqenDOMNode::nodeWithDictionary(older);
-    auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(node);
+    auto arrow = readAs<MarqenDOMArrow>(older);
     ASSERT_TRUE(arrow);
-    EXPECT_EQ(arrow->startPoint(), CGPointMake(20, 30));
-    EXPECT_EQ(arrow->endPoint(), CGPointMake(220, 130));
-    EXPECT_EQ(arrow->toolArrowSize(), 12);
     EXPECT_EQ(arrow->fillColor(), MarqenDOMColor(255, 0, 0, 1));
     EXPECT_EQ(arrow->lineWidth(), 3);
     EXPECT_EQ(arrow->metadata(), (MarqenJSON{{"note", "kept"}}));
     EXPECT_EQ(*arrow->bezierPath(), MarqenDOMArrow::makeArrowPath({20, 30}, {220, 130}, 12));
-    MarqenJSON written = arrow->dictionaryRepresentation();
-    EXPECT_EQ(written["type"], "Vector");
-    EXPECT_EQ(written["extension"]["type"], "Arrow");
-    EXPECT_EQ(written["metadata"], (MarqenJSON{{"note", "kept"}}));
+    EXPECT_EQ(arrow->dictionaryRepresentation()["extension"],
+              (MarqenJSON{{"type", "Arrow"}, {"startPoint", {{"x", 20.0}, {"y", 30.0}}},
+                          {"endPoint", {{"x", 220.0}, {"y", 130.0}}}, {"toolArrowSize", 12.0}}));
+    EXPECT_EQ(arrow->dictionaryRepresentation()["metadata"], (MarqenJSON{{"note", "kept"}}));
 }
 
 TEST(MarqenDOMArrowJSON, CoincidentEndsAreNotWritten) {
@@ -407,14 +391,4 @@ TEST(MarqenDOMArrowJSON, GeometryRoundTripThroughElementGeometry) {
     EXPECT_EQ(arrow->endPoint(), CGPointMake(100, 0));
     EXPECT_EQ(arrow->toolArrowSize(), 10);
     EXPECT_TRUE(arrow->snap());
-}
-
-TEST(MarqenDOMArrowJSON, CopyKeepsGeometry) {
-    auto arrow = arrowFrom({0, 0}, {100, 50}, 7);
-    auto copy = std::dynamic_pointer_cast<MarqenDOMArrow>(arrow->copy());
-    ASSERT_TRUE(copy);
-    EXPECT_EQ(copy->guid(), arrow->guid());
-    EXPECT_EQ(copy->endPoint(), arrow->endPoint());
-    EXPECT_EQ(copy->toolArrowSize(), 7);
-    EXPECT_EQ(*copy->bezierPath(), *arrow->bezierPath());
 }

@@ -8,7 +8,9 @@
 using namespace marqen;
 using marqen::test::describePath;
 using marqen::test::documentHolding;
+using marqen::test::drag;
 using marqen::test::expectPointNear;
+using marqen::test::readAs;
 
 namespace {
 
@@ -21,17 +23,14 @@ std::shared_ptr<MarqenDOMLine> line(CGPoint start, CGPoint end) {
 
 }  // namespace
 
-TEST(MarqenDOMLine, PathAndAlignedPath) {
+TEST(MarqenDOMLine, PathAlignedPathAndTheMinimumLength) {
     auto shape = line({0.5, 1.5}, {10.9, -2.1});
     EXPECT_EQ(describePath(*shape->bezierPath(), 1), "M0.5,1.5 L10.9,-2.1");
     EXPECT_EQ(describePath(*shape->alignedBezierPath(), 0), "M0,1 L10,-3");
-}
-
-TEST(MarqenDOMLine, DegenerateLinesGrowToTheMinimumLength) {
-    auto shape = line({5, 5}, {5.5, 5});
-    EXPECT_EQ(shape->endPoint(), CGPointMake(6, 5));
-    shape->enforceMinimumLength(10);
-    EXPECT_EQ(shape->endPoint(), CGPointMake(15, 5));
+    auto degenerate = line({5, 5}, {5.5, 5});  // grows to the minimum length
+    EXPECT_EQ(degenerate->endPoint(), CGPointMake(6, 5));
+    degenerate->enforceMinimumLength(10);
+    EXPECT_EQ(degenerate->endPoint(), CGPointMake(15, 5));
 }
 
 TEST(MarqenDOMLine, SnapUsesTheFortyFiveDegreeRule) {
@@ -51,9 +50,7 @@ TEST(MarqenDOMLine, SnapUsesTheFortyFiveDegreeRule) {
 
 TEST(MarqenDOMLine, ClickWithoutDragMakesA200UnitLine) {
     auto shape = MarqenDOMLine::create();
-    shape->beginAtPoint({300, 200});
-    shape->appendPoint({300, 200}, {}, 0);
-    shape->endAtPoint({300, 200}, {}, 0, CGAffineTransformMakeScale(1.5, 1.5));
+    drag(*shape, {300, 200}, {300, 200}, 0, CGAffineTransformMakeScale(1.5, 1.5));
     EXPECT_EQ(shape->startPoint(), CGPointMake(300, 200));
     EXPECT_EQ(shape->endPoint(), CGPointMake(600, 200));
 }
@@ -70,14 +67,12 @@ TEST(MarqenDOMLine, LineWidthUnderRotation) {
     shape->rotate(M_PI / 3, {0, 0});
     EXPECT_EQ(shape->lineWidth(), 10);
     expectPointNear(shape->endPoint(), {-50, 100 * std::sin(M_PI / 3)}, 1e-9);
-}
-
-TEST(MarqenDOMLine, TransformIgnoresAndKeepsSnap) {
-    auto shape = line({0, 0}, {100, 0});
-    shape->setSnap(true);
-    shape->applyTransform(CGAffineTransformMakeRotation(0.3));
-    expectPointNear(shape->endPoint(), {100 * std::cos(0.3), 100 * std::sin(0.3)});
-    EXPECT_TRUE(shape->snap());
+    // A transform ignores snapping and keeps it.
+    auto snapped = line({0, 0}, {100, 0});
+    snapped->setSnap(true);
+    snapped->applyTransform(CGAffineTransformMakeRotation(0.3));
+    expectPointNear(snapped->endPoint(), {100 * std::cos(0.3), 100 * std::sin(0.3)});
+    EXPECT_TRUE(snapped->snap());
 }
 
 TEST(MarqenDOMLine, SettersUndoAndMarkTheDocument) {
@@ -103,9 +98,8 @@ TEST(MarqenDOMLine, JSONRoundTripAndZeroLengthRefusal) {
     EXPECT_EQ(dictionary["extension"], (MarqenJSON{{"type", "Line"},
                                                    {"startPoint", {{"x", 1.0}, {"y", 2.0}}},
                                                    {"endPoint", {{"x", 30.0}, {"y", 40.0}}}}));
-    auto read = std::dynamic_pointer_cast<MarqenDOMLine>(MarqenDOMNode::nodeWithDictionary(dictionary));
+    auto read = readAs<MarqenDOMLine>(dictionary);
     ASSERT_TRUE(read);
-    EXPECT_EQ(read->endPoint(), CGPointMake(30, 40));
     EXPECT_EQ(read->dictionaryRepresentation(), dictionary);
     EXPECT_TRUE(MarqenDOMLine::create()->dictionaryRepresentation().is_null());
 }
@@ -122,7 +116,7 @@ TEST(MarqenDOMLine, OlderMetadataFormBecomesALine) {
         }
     })");
     EXPECT_TRUE(MarqenDOMLine::willInitializeWithDictionary(older));
-    auto shape = std::dynamic_pointer_cast<MarqenDOMLine>(MarqenDOMNode::nodeWithDictionary(older));
+    auto shape = readAs<MarqenDOMLine>(older);
     ASSERT_TRUE(shape);
     EXPECT_EQ(shape->startPoint(), CGPointMake(5, 5));
     EXPECT_EQ(shape->endPoint(), CGPointMake(100, 5));
@@ -132,7 +126,7 @@ TEST(MarqenDOMLine, OlderMetadataFormBecomesALine) {
     EXPECT_FALSE(shape->dictionaryRepresentation().contains("metadata"));
     // The extension wins over the older metadata.
     older["extension"] = {{"type", "Line"}, {"startPoint", {{"x", 1}, {"y", 1}}}};
-    shape = std::dynamic_pointer_cast<MarqenDOMLine>(MarqenDOMNode::nodeWithDictionary(older));
+    shape = readAs<MarqenDOMLine>(older);
     EXPECT_EQ(shape->startPoint(), CGPointMake(1, 1));
     EXPECT_EQ(shape->endPoint(), CGPointMake(100, 5));
 }

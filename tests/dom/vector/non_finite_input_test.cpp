@@ -4,10 +4,6 @@
 #include <limits>
 
 #include "dom/arrow.h"
-#include "dom/ellipse.h"
-#include "dom/line.h"
-#include "dom/node_class.h"
-#include "dom/rectangle.h"
 #include "vector_test_support.h"
 
 using namespace marqen;
@@ -44,18 +40,16 @@ TEST(MarqenDOMVectorNonFiniteInput, EveryKindSurvivesNaNAndInfinity) {
     EXPECT_TRUE(exercise({{"type", "Vector"}, {"path", "M0,0L10,10"}, {"lineWidth", kNaN}}));
     EXPECT_TRUE(exercise({{"type", "Vector"},
                           {"extension", {{"type", "Polygon"}, {"vertices", {point(0, 0), point(kInf, 0), point(5, kNaN)}}}}}));
-    auto rectangle = exercise({{"type", "Vector"},
-                               {"extension",
-                                {{"type", "Polygon"},
-                                 {"vertices", {point(0, 0), point(10, 0), point(10, 10), point(0, 10)}},
-                                 {"extension", {{"type", "Rectangle"}, {"cornerRadius", kNaN}}}}}});
-    ASSERT_TRUE(rectangle);
-    auto infiniteRectangle = exercise({{"type", "Vector"},
-                                       {"extension",
-                                        {{"type", "Polygon"},
-                                         {"vertices", {point(0, 0), point(kInf, 0), point(kInf, kInf), point(0, kInf)}},
-                                         {"extension", {{"type", "Rectangle"}, {"cornerRadius", 5}}}}}});
-    ASSERT_TRUE(infiniteRectangle);
+    EXPECT_TRUE(exercise({{"type", "Vector"},
+                          {"extension",
+                           {{"type", "Polygon"},
+                            {"vertices", {point(0, 0), point(10, 0), point(10, 10), point(0, 10)}},
+                            {"extension", {{"type", "Rectangle"}, {"cornerRadius", kNaN}}}}}}));
+    EXPECT_TRUE(exercise({{"type", "Vector"},
+                          {"extension",
+                           {{"type", "Polygon"},
+                            {"vertices", {point(0, 0), point(kInf, 0), point(kInf, kInf), point(0, kInf)}},
+                            {"extension", {{"type", "Rectangle"}, {"cornerRadius", 5}}}}}}));
     EXPECT_TRUE(exercise({{"type", "Vector"},
                           {"extension",
                            {{"type", "Ellipse"}, {"center", point(kNaN, 1)}, {"xradius", kInf}, {"yradius", kNaN},

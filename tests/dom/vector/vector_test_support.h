@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "dom/document.h"
+#include "dom/node_class.h"
+#include "dom/vector.h"
 #include "dom/notifications.h"
 #include "foundation/bezier_path.h"
 #include "foundation/notification_center.h"
@@ -43,6 +45,21 @@ inline std::shared_ptr<MarqenDOMDocument> documentHolding(const MarqenDOMNodePtr
     document->undoManager()->removeAllActions();
     document->setNeedsSave(false);
     return document;
+}
+
+// Reads a node from its dictionary as the given kind (null when it reads as something else).
+template <class Kind>
+std::shared_ptr<Kind> readAs(const MarqenJSON &dictionary) {
+    return std::dynamic_pointer_cast<Kind>(MarqenDOMNode::nodeWithDictionary(dictionary));
+}
+
+// A press at `from`, one drag step to `to` and the release there.
+template <class Shape>
+void drag(Shape &shape, CGPoint from, CGPoint to, MarqenVectorDrawingOptions options = 0,
+          CGAffineTransform viewToModel = CGAffineTransformIdentity) {
+    shape.beginAtPoint(from);
+    shape.appendPoint(to, {}, options);
+    shape.endAtPoint(to, {}, options, viewToModel);
 }
 
 inline void expectPointNear(CGPoint actual, CGPoint expected, double tolerance = 1e-9) {
