@@ -2,36 +2,18 @@
 
 #include <thread>
 
-#include "dom/bitmap.h"
-#include "dom/document.h"
+#include "bitmap_test_support.h"
 #include "dom/notifications.h"
 #include "foundation/notification_center.h"
 #include "foundation/queues.h"
 #include "foundation/undo_manager.h"
-#include "platform/image_io.h"
-#include "support/delayed_resource_coordinator.h"
-#include "support/test_support.h"
 
 using namespace marqen;
-using marqen::test::DelayedResourceCoordinator;
-using marqen::test::TempDir;
+using marqen::test::BitmapDocument;
 
 namespace {
 
-MarqenImageRef blankImage(int width, int height) {
-    auto image = MarqenImage::create(width, height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) image->setPixelAt(x, y, 0xFF204060);
-    return image;
-}
-
-// Writes an image as a resource file and returns its URI.
-std::string storeFile(const TempDir &directory, const MarqenImageRef &image) {
-    std::string uri = MarqenDOMBitmap::marqenDOMBitmapCreateUri();
-    EXPECT_TRUE(MarqenImageWriteToFile(*image, directory / uri.substr(std::string(MarqenDOMBitmapURIPrefix).size()),
-                                       MarqenImageFormat::PNG));
-    return uri;
-}
+MarqenImageRef blankImage(int width, int height) { return test::solidImage(width, height, 0xFF204060); }
 
 // Records on which thread every change notification of one node arrives.
 class ChangeThreads {
@@ -59,14 +41,11 @@ public:
 }  // namespace
 
 TEST(MarqenDOMBitmapThreads, LoadedPixelsArriveOnTheMainThreadForTheLatestURIOnly) {
-    TempDir directory;
-    auto coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
-    auto document = MarqenDOMDocument::createWithSize({40, 30}, 1);
-    document->setResourceCoordinator(coordinator);
+    BitmapDocument fixture;
+    auto &[directory, coordinator, document] = fixture;
     auto bitmap = MarqenDOMBitmap::create();
-    document->addNode(bitmap);
-    document->waitForOperationsToFinish();
-    std::string slow = storeFile(directory, blankImage(7, 3)), fast = storeFile(directory, blankImage(5, 2));
+    fixture.add(bitmap);
+    std::string slow = fixture.storeFile(blankImage(7, 3)), fast = fixture.storeFile(blankImage(5, 2));
 
     ChangeThreads threads(*bitmap);
     // The first URI's answer comes last: it must not replace the pixels of the URI that followed it.
@@ -81,7 +60,6 @@ TEST(MarqenDOMBitmapThreads, LoadedPixelsArriveOnTheMainThreadForTheLatestURIOnl
     EXPECT_EQ(bitmap->image()->width(), 5);
     EXPECT_GT(threads.changes, 2);  // two URI changes and the installed pixels
     EXPECT_EQ(threads.offMain, 0);
-    EXPECT_EQ(coordinator->workOnMainThread(), 0);
 
     // Undo goes back to the first URI, and its pixels follow through the same path.
     document->undoManager()->undo();
@@ -92,11 +70,9 @@ TEST(MarqenDOMBitmapThreads, LoadedPixelsArriveOnTheMainThreadForTheLatestURIOnl
 }
 
 TEST(MarqenDOMBitmapThreads, ABitmapGoneBeforeItsPixelsArriveIsLeftAlone) {
-    TempDir directory;
-    auto coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
-    auto document = MarqenDOMDocument::createWithSize({40, 30}, 1);
-    document->setResourceCoordinator(coordinator);
-    std::string uri = storeFile(directory, blankImage(4, 4));
+    BitmapDocument fixture;
+    auto &[directory, coordinator, document] = fixture;
+    std::string uri = fixture.storeFile(blankImage(4, 4));
     std::weak_ptr<MarqenDOMBitmap> gone;
     {
         auto bitmap = MarqenDOMBitmap::create();
@@ -112,10 +88,8 @@ TEST(MarqenDOMBitmapThreads, ABitmapGoneBeforeItsPixelsArriveIsLeftAlone) {
 }
 
 TEST(MarqenDOMBitmapThreads, AFailedStoreLeavesTheBitmapAsItWas) {
-    TempDir directory;
-    auto coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
-    auto document = MarqenDOMDocument::createWithSize({40, 30}, 1);
-    document->setResourceCoordinator(coordinator);
+    BitmapDocument fixture;
+    auto &[directory, coordinator, document] = fixture;
     auto bitmap = document->addBackgroundImage(blankImage(40, 30), 0, MarqenJSON::object());
     document->waitForOperationsToFinish();
     document->undoManager()->removeAllActions();
@@ -135,7 +109,7 @@ TEST(MarqenDOMBitmapThreads, AFailedStoreLeavesTheBitmapAsItWas) {
     // The next edit goes through and waits for its store.
     ASSERT_TRUE(bitmap->rotate90Degrees(true, &error)) << error.description();
     EXPECT_NE(bitmap->uri(), uri);
-    EXPECT_TRUE(std::filesystem::exists(directory / bitmap->uri().substr(std::string(MarqenDOMBitmapURIPrefix).size())));
+    EXPECT_TRUE(std::filesystem::exists(directory / test::resourceFileName(bitmap->uri())));
     EXPECT_EQ(coordinator->stores(), 2);
 }
 

@@ -2,10 +2,8 @@
 
 #include <random>
 
-#include "dom/bitmap.h"
+#include "bitmap_test_support.h"
 #include "platform/digest.h"
-#include "platform/image_io.h"
-#include "support/test_support.h"
 
 using namespace marqen;
 using marqen::test::TempDir;
@@ -38,12 +36,7 @@ bool bitmapAnswer(const MarqenImageRef &image) {
     return bitmap->isOpaque();
 }
 
-MarqenImageRef filled(int width, int height, uint32_t argb) {
-    auto image = MarqenImage::create(width, height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) image->setPixelAt(x, y, argb);
-    return image;
-}
+MarqenImageRef filled(int width, int height, uint32_t argb) { return test::solidImage(width, height, argb); }
 
 }  // namespace
 

@@ -2,39 +2,21 @@
 // decoded-pixels budget, and released with the last bitmap holding it.
 #include <gtest/gtest.h>
 
-#include "dom/bitmap.h"
-#include "dom/document.h"
+#include "bitmap_test_support.h"
 #include "dom/resource_image_cache.h"
 #include "foundation/queues.h"
-#include "foundation/resource_budget.h"
 #include "foundation/undo_manager.h"
-#include "platform/image_io.h"
-#include "support/delayed_resource_coordinator.h"
-#include "support/test_support.h"
 
 using namespace marqen;
-using marqen::test::DelayedResourceCoordinator;
 using marqen::test::LogCapture;
-using marqen::test::TempDir;
 
 namespace {
 
-// Writes a flat image of the given size as a resource file and returns its URI.
-std::string storeFile(const TempDir &directory, int width, int height, uint32_t argb = 0xFF336699) {
-    auto image = MarqenImage::create(width, height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) image->setPixelAt(x, y, argb);
-    std::string uri = MarqenDOMBitmap::marqenDOMBitmapCreateUri();
-    EXPECT_TRUE(MarqenImageWriteToFile(*image, directory / uri.substr(std::string(MarqenDOMBitmapURIPrefix).size()),
-                                       MarqenImageFormat::PNG));
-    return uri;
-}
-
-struct SharedDecodeFixture : ::testing::Test {
-    TempDir directory;
-    std::shared_ptr<DelayedResourceCoordinator> coordinator = std::make_shared<DelayedResourceCoordinator>(directory.path());
-    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({400, 100}, 1);
-    SharedDecodeFixture() { document->setResourceCoordinator(coordinator); }
+struct SharedDecodeFixture : ::testing::Test, test::BitmapDocument {
+    SharedDecodeFixture() : BitmapDocument({400, 100}) {}
+    std::string storeFile(int width, int height, uint32_t argb = 0xFF336699) {
+        return BitmapDocument::storeFile(test::solidImage(width, height, argb));
+    }
 
     std::shared_ptr<MarqenDOMBitmap> addBitmap(const std::string &uri) {
         auto bitmap = MarqenDOMBitmap::create();
@@ -60,7 +42,7 @@ struct SharedDecodeFixture : ::testing::Test {
 }  // namespace
 
 TEST_F(SharedDecodeFixture, FourBitmapsOverOneFileShareOneDecodeUntilTheLastLetsGo) {
-    const std::string uri = storeFile(directory, 60, 40);
+    const std::string uri = storeFile(60, 40);
     // Two ask while the first decode is under way, two after it ended.
     std::vector<std::shared_ptr<MarqenDOMBitmap>> bitmaps = addBitmapsTogether({uri, uri});
     bitmaps.push_back(addBitmap(uri));
@@ -96,16 +78,13 @@ TEST_F(SharedDecodeFixture, FourBitmapsOverOneFileShareOneDecodeUntilTheLastLets
 }
 
 TEST_F(SharedDecodeFixture, AFileStoredAgainIsDecodedAgainAndOtherDocumentsDecodeTheirOwn) {
-    const std::string uri = storeFile(directory, 8, 8, 0xFFFF0000);
+    const std::string uri = storeFile(8, 8, 0xFFFF0000);
     auto first = addBitmap(uri);
     document->waitForOperationsToFinish();
     ASSERT_NE(first->image(), nullptr);
     // The same resource written anew (replaced by rename, as every store does), with other pixels.
-    const std::string file = uri.substr(std::string(MarqenDOMBitmapURIPrefix).size());
-    auto blue = MarqenImage::create(8, 8);
-    for (int y = 0; y < 8; ++y)
-        for (int x = 0; x < 8; ++x) blue->setPixelAt(x, y, 0xFF0000FF);
-    ASSERT_TRUE(MarqenImageWriteToFile(*blue, directory / file, MarqenImageFormat::PNG));
+    ASSERT_TRUE(MarqenImageWriteToFile(*test::solidImage(8, 8, 0xFF0000FF), directory / test::resourceFileName(uri),
+                                       MarqenImageFormat::PNG));
     auto second = addBitmap(uri);
     document->waitForOperationsToFinish();
     ASSERT_NE(second->image(), nullptr);
@@ -128,7 +107,7 @@ TEST_F(SharedDecodeFixture, AFileStoredAgainIsDecodedAgainAndOtherDocumentsDecod
 TEST_F(SharedDecodeFixture, AFileBeyondTheDecodedPixelBudgetIsLeftOutAndLogged) {
     marqen::test::DecodedPixelsBudgetInForce budget(1000);
     LogCapture log;
-    const std::string fits = storeFile(directory, 30, 30), beyond = storeFile(directory, 20, 20);
+    const std::string fits = storeFile(30, 30), beyond = storeFile(20, 20);
     auto shown = addBitmap(fits), twice = addBitmap(fits);
     document->waitForOperationsToFinish();
     ASSERT_NE(shown->image(), nullptr);
@@ -159,8 +138,8 @@ TEST_F(SharedDecodeFixture, AFileBeyondTheDecodedPixelBudgetIsLeftOutAndLogged) 
 
 TEST_F(SharedDecodeFixture, ADamagedFileFailsEveryBitmapWaitingForItAndIsTriedAgainLater) {
     LogCapture log;
-    const std::string uri = storeFile(directory, 50, 50);
-    const auto file = directory / uri.substr(std::string(MarqenDOMBitmapURIPrefix).size());
+    const std::string uri = storeFile(50, 50);
+    const auto file = directory / test::resourceFileName(uri);
     const std::string whole = test::readFile(file);
     test::writeFile(file, whole.substr(0, whole.size() / 2));  // the header reads, the pixels do not
     auto together = addBitmapsTogether({uri, uri});
