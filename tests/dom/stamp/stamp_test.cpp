@@ -31,6 +31,13 @@ CGPoint towards(CGPoint from, double degrees, double length) {
     return {from.x + length * std::cos(radians), from.y + length * std::sin(radians)};
 }
 
+// A rejected badge placed at the centre of a 1000 × 1000 page.
+class MarqenDOMStampAtTheCentre : public ::testing::Test {
+protected:
+    std::shared_ptr<MarqenDOMDocument> document = documentOfSize(1000, 1000);
+    std::shared_ptr<MarqenDOMStamp> stamp = placedStamp(document, {500, 500});
+};
+
 }  // namespace
 
 TEST(MarqenDOMStampNames, TheTenStampsAndTheirDefaultTexts) {
@@ -79,9 +86,7 @@ TEST(MarqenDOMStampPlacement, VerticalConstraintKeepsTheBadgeOnTheDocument) {
     EXPECT_EQ(stamp->startPoint(), CGPointMake(100, 290));
 }
 
-TEST(MarqenDOMStampTail, AppearsAtThirtyTwoUnits) {
-    auto document = documentOfSize(1000, 1000);
-    auto stamp = placedStamp(document, {500, 500});
+TEST_F(MarqenDOMStampAtTheCentre, TailAppearsAtThirtyTwoUnits) {
     stamp->appendPoint({531, 500}, {0, 0}, 0);
     EXPECT_FALSE(stamp->tailAngleInDegrees());
     stamp->appendPoint({532, 500}, {0, 0}, 0);
@@ -90,23 +95,16 @@ TEST(MarqenDOMStampTail, AppearsAtThirtyTwoUnits) {
     EXPECT_FALSE(stamp->tailAngleInDegrees());
 }
 
-TEST(MarqenDOMStampTail, SnapsToTheNearestMultipleOfFortyFive) {
-    auto document = documentOfSize(1000, 1000);
-    auto stamp = placedStamp(document, {500, 500});
-    struct Case {
-        double degrees;
-        long expected;
-    };
-    for (Case c : {Case{30, 45}, Case{22, 0}, Case{350, 0}, Case{23, 45}, Case{90, 90}, Case{200, 180},
-                   Case{247, 225}, Case{338, 0}, Case{337, 315}}) {
-        stamp->updateTailWithPoint(towards({500, 500}, c.degrees, 100));
-        EXPECT_EQ(stamp->tailAngleInDegrees(), c.expected) << c.degrees;
+TEST_F(MarqenDOMStampAtTheCentre, TailSnapsToTheNearestMultipleOfFortyFive) {
+    const std::pair<double, long> cases[] = {{30, 45},  {22, 0},    {350, 0},  {23, 45}, {90, 90},
+                                             {200, 180}, {247, 225}, {338, 0}, {337, 315}};
+    for (auto [degrees, expected] : cases) {
+        stamp->updateTailWithPoint(towards({500, 500}, degrees, 100));
+        EXPECT_EQ(stamp->tailAngleInDegrees(), expected) << degrees;
     }
 }
 
-TEST(MarqenDOMStampTail, WithoutPermissionTheTailNeitherAppearsNorVanishes) {
-    auto document = documentOfSize(1000, 1000);
-    auto stamp = placedStamp(document, {500, 500});
+TEST_F(MarqenDOMStampAtTheCentre, TailWithoutPermissionTheTailNeitherAppearsNorVanishes) {
     stamp->setEndPoint({600, 500});
     stamp->updateTailAngleInDegrees(false);
     EXPECT_FALSE(stamp->tailAngleInDegrees());
@@ -120,9 +118,7 @@ TEST(MarqenDOMStampTail, WithoutPermissionTheTailNeitherAppearsNorVanishes) {
     EXPECT_EQ(stamp->tailAngleInDegrees(), 90);
 }
 
-TEST(MarqenDOMStampTail, SettingTheAngleNotifiesRepositionsAndUndoes) {
-    auto document = documentOfSize(1000, 1000);
-    auto stamp = placedStamp(document, {500, 500});
+TEST_F(MarqenDOMStampAtTheCentre, TailSettingTheAngleNotifiesRepositionsAndUndoes) {
     auto label = MarqenDOMText::attachLabelToNode(stamp, "Rejected");
     EXPECT_EQ(label->labelPosition(), MarqenDOMStampLabelPositionLeft);
     stamp->setTailAngleInDegrees(180);  // tail to the left: the label goes right
@@ -220,9 +216,7 @@ TEST(MarqenDOMStampJSON, FrameNameAndTailRoundTrip) {
     EXPECT_EQ(resolved->className(), "MarqenDOMStamp");
 }
 
-TEST(MarqenDOMStampGeometry, BoundsEncloseBadgeTailAndShadow) {
-    auto document = documentOfSize(1000, 1000);
-    auto stamp = placedStamp(document, {500, 500});
+TEST_F(MarqenDOMStampAtTheCentre, GeometryBoundsEncloseBadgeTailAndShadow) {
     CGRect plain = stamp->contentBounds();
     EXPECT_TRUE(CGRectContainsRect(plain, stamp->frame()));
     EXPECT_TRUE(CGRectContainsRect(plain, CGRectInset(stamp->frame(), -10, -10)));  // the shadow's room
@@ -237,9 +231,7 @@ TEST(MarqenDOMStampGeometry, BoundsEncloseBadgeTailAndShadow) {
     }
 }
 
-TEST(MarqenDOMStampGeometry, HitTestingInnerCircleLabelAndOutside) {
-    auto document = documentOfSize(1000, 1000);
-    auto stamp = placedStamp(document, {500, 500});
+TEST_F(MarqenDOMStampAtTheCentre, GeometryHitTestingInnerCircleLabelAndOutside) {
     auto label = MarqenDOMText::attachLabelToNode(stamp, "Rejected");
     EXPECT_EQ(stamp->hitTestWithPoint({500, 500}), stamp);
     EXPECT_EQ(stamp->hitTestWithPoint({527, 500}), stamp);      // inside the inner circle (radius 28)
@@ -251,9 +243,7 @@ TEST(MarqenDOMStampGeometry, HitTestingInnerCircleLabelAndOutside) {
     EXPECT_EQ(stamp->hitTestWithRect(CGRectMake(700, 700, 5, 5)), nullptr);
 }
 
-TEST(MarqenDOMStampGeometry, MovingKeepsTheBadgeSizeAndCarriesTheLabel) {
-    auto document = documentOfSize(1000, 1000);
-    auto stamp = placedStamp(document, {500, 500});
+TEST_F(MarqenDOMStampAtTheCentre, GeometryMovingKeepsTheBadgeSizeAndCarriesTheLabel) {
     auto label = MarqenDOMText::attachLabelToNode(stamp, "Rejected");
     stamp->applyTransform(CGAffineTransformMakeScale(0.5, 0.5));
     EXPECT_EQ(stamp->startPoint(), CGPointMake(250, 250));
