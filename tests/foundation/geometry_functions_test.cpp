@@ -36,12 +36,10 @@ TEST(GeometryFunctions, RotateAroundCenterOfFrameIgnoresTheOrigin) {
     CGAffineTransform t = CGAffineTransformRotateAroundCenterOfFrame(M_PI / 2, CGRectMake(100, 100, 10, 20));
     EXPECT_EQ(t, CGAffineTransformRotateAroundCenterOfFrame(M_PI / 2, CGRectMake(0, 0, 10, 20)));
     // The translations wrap the rotation in call order: a point p maps to R(p + c) − c with c = (5, 10).
-    CGPoint origin = CGPointApplyAffineTransform({0, 0}, t);
-    EXPECT_NEAR(origin.x, -15, 1e-12);
-    EXPECT_NEAR(origin.y, -5, 1e-12);
-    CGPoint fixed = CGPointApplyAffineTransform({-5, -10}, t);
-    EXPECT_NEAR(fixed.x, -5, 1e-12);
-    EXPECT_NEAR(fixed.y, -10, 1e-12);
+    for (auto [from, to] : {std::pair<CGPoint, CGPoint>{{0, 0}, {-15, -5}}, {{-5, -10}, {-5, -10}}}) {
+        EXPECT_NEAR(CGPointApplyAffineTransform(from, t).x, to.x, 1e-12);
+        EXPECT_NEAR(CGPointApplyAffineTransform(from, t).y, to.y, 1e-12);
+    }
     EXPECT_EQ(CGAffineTransformRotateAroundCenterOfFrame(0, CGRectMake(0, 0, 10, 20)), CGAffineTransformIdentity);
 }
 
@@ -57,9 +55,4 @@ TEST(EdgeInsets, InsetRect) {
               CGRectMake(12, 21, 94, 46));
     EXPECT_EQ(MarqenEdgeInsetsInsetRect(CGRectMake(0, 0, 10, 10), MarqenEdgeInsetsMake(-5, -5, -5, -5)),
               CGRectMake(-5, -5, 20, 20));
-    MarqenEdgeInsets insets = MarqenEdgeInsetsMake(1, 2, 3, 4);
-    EXPECT_EQ(insets.top, 1);
-    EXPECT_EQ(insets.left, 2);
-    EXPECT_EQ(insets.bottom, 3);
-    EXPECT_EQ(insets.right, 4);
 }

@@ -5,11 +5,7 @@
 using namespace marqen;
 
 TEST(Palette, ColorFromRGB) {
-    MarqenColor orange = marqenColorFromRGB(0xFF8017);
-    EXPECT_EQ(orange.red, 1.0);
-    EXPECT_EQ(orange.green, 128 / 255.0);
-    EXPECT_EQ(orange.blue, 23 / 255.0);
-    EXPECT_EQ(orange.alpha, 1.0);
+    EXPECT_EQ(marqenColorFromRGB(0xFF8017), (MarqenColor{1, 128 / 255.0, 23 / 255.0, 1}));
     EXPECT_EQ(marqenColorFromRGB(0xFF8017, 50).alpha, 0.5);
     EXPECT_EQ(marqenColorFromRGB(0xFF8017, 150).alpha, 1.0);  // capped at 100 %
     EXPECT_EQ(marqenColorFromRGB(0xFF8017, 0).alpha, 0.0);

@@ -27,21 +27,10 @@ TEST(SnapAt45Degrees, TheFactorTwoBoundaryIsDiagonal) {
 TEST(SnapNear90Degrees, OnlyNearlyAxisAlignedLinesSnap) {
     // Just right of +y: left alone. Just left of +y: snapped, with the tiny x of len·cos(π/2).
     EXPECT_EQ(MarqenSnapEndpointNear90Degrees({0, 0}, {3, 100}), (CGPoint{3, 100}));
-    CGPoint up = MarqenSnapEndpointNear90Degrees({0, 0}, {-3, 100});
-    EXPECT_EQ(up.x, 6.125988831336238e-15);
-    EXPECT_EQ(up.y, 100.04498987955368);
-
-    CGPoint right = MarqenSnapEndpointNear90Degrees({0, 0}, {100, 3});
-    EXPECT_EQ(right.x, 100.04498987955368);
-    EXPECT_EQ(right.y, -2.4503955325344953e-14);
-
-    CGPoint down = MarqenSnapEndpointNear90Degrees({0, 0}, {3, -100});
-    EXPECT_EQ(down.x, -1.8377966494008712e-14);
-    EXPECT_EQ(down.y, -100.04498987955368);
-
-    CGPoint left = MarqenSnapEndpointNear90Degrees({0, 0}, {-100, -3});
-    EXPECT_EQ(left.x, -100.04498987955368);
-    EXPECT_EQ(left.y, 1.2251977662672477e-14);
+    EXPECT_EQ(MarqenSnapEndpointNear90Degrees({0, 0}, {-3, 100}), (CGPoint{6.125988831336238e-15, 100.04498987955368}));
+    EXPECT_EQ(MarqenSnapEndpointNear90Degrees({0, 0}, {100, 3}), (CGPoint{100.04498987955368, -2.4503955325344953e-14}));
+    EXPECT_EQ(MarqenSnapEndpointNear90Degrees({0, 0}, {3, -100}), (CGPoint{-1.8377966494008712e-14, -100.04498987955368}));
+    EXPECT_EQ(MarqenSnapEndpointNear90Degrees({0, 0}, {-100, -3}), (CGPoint{-100.04498987955368, 1.2251977662672477e-14}));
 
     EXPECT_EQ(MarqenSnapEndpointNear90Degrees({0, 0}, {30, 100}), (CGPoint{30, 100}));
     EXPECT_EQ(MarqenSnapEndpointNear90Degrees({0, 0}, {-10, -10}), (CGPoint{-10, -10}));

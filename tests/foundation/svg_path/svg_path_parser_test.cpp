@@ -20,84 +20,62 @@ namespace {
 
 MarqenBezierPath parse(const std::string &text) { return marqen_bezierPathWithSVGString(text); }
 
+// A path written as its steps in order: {'M', {x, y}}, {'L', {x, y}}, {'C', {x1, y1, x2, y2, x, y}}, {'Z', {}}.
+struct Step {
+    char letter;
+    std::vector<CGFloat> n;
+};
+MarqenBezierPath pathOf(std::initializer_list<Step> steps) {
+    MarqenBezierPath path;
+    for (const auto &[letter, n] : steps) {
+        if (letter == 'M') path.moveToPoint({n.at(0), n.at(1)});
+        else if (letter == 'L') path.addLineToPoint({n.at(0), n.at(1)});
+        else if (letter == 'C') path.addCurveToPoint({n.at(0), n.at(1)}, {n.at(2), n.at(3)}, {n.at(4), n.at(5)});
+        else path.closeSubpath();
+    }
+    return path;
+}
+
 }  // namespace
 
 TEST(SVGPathImport, SeparatorsDoNotMatterAndRelativeCommandsStartAtTheCurrentPoint) {
     EXPECT_EQ(parse("M0,0 L10,10"), parse("M0,0L10,10"));
 
-    MarqenBezierPath expected;
-    expected.moveToPoint({0, 0});
-    expected.moveToPoint({10, 10});
-    expected.addLineToPoint({15, 15});
-    EXPECT_EQ(parse("M0,0 m10 10 l5 5"), expected);
-
-    MarqenBezierPath lines;
-    lines.moveToPoint({1, 2});
-    lines.addLineToPoint({4, 2});
-    lines.addLineToPoint({4, 6});
-    lines.addLineToPoint({0, 6});
-    lines.addLineToPoint({0, 0});
-    lines.closeSubpath();
-    EXPECT_EQ(parse("M1,2 h3 v4 H0 V0 z"), lines);
+    EXPECT_EQ(parse("M0,0 m10 10 l5 5"), pathOf({{'M', {0, 0}}, {'M', {10, 10}}, {'L', {15, 15}}}));
+    EXPECT_EQ(parse("M1,2 h3 v4 H0 V0 z"),
+              pathOf({{'M', {1, 2}}, {'L', {4, 2}}, {'L', {4, 6}}, {'L', {0, 6}}, {'L', {0, 0}}, {'Z', {}}}));
 }
 
 TEST(SVGPathImport, CurvesAndQuadraticsBecomeCubics) {
-    MarqenBezierPath cubic;
-    cubic.moveToPoint({1, 1});
-    cubic.addCurveToPoint({2, 3}, {4, 5}, {6, 7});
-    EXPECT_EQ(parse("M1,1 c1,2 3,4 5,6"), cubic);
-
+    EXPECT_EQ(parse("M1,1 c1,2 3,4 5,6"), pathOf({{'M', {1, 1}}, {'C', {2, 3, 4, 5, 6, 7}}}));
     // Both control points sit on the quadratic control point.
-    MarqenBezierPath quad;
-    quad.moveToPoint({1, 1});
-    quad.addCurveToPoint({6, 11}, {6, 11}, {11, 1});
+    const MarqenBezierPath quad = pathOf({{'M', {1, 1}}, {'C', {6, 11, 6, 11, 11, 1}}});
     EXPECT_EQ(parse("M1,1 Q6,11 11,1"), quad);
     EXPECT_EQ(parse("M1,1 q5,10 10,0"), quad);
 }
 
 TEST(SVGPathImport, SmoothCubicReflectsThePreviousSecondControlPoint) {
-    MarqenBezierPath afterAbsolute;
-    afterAbsolute.moveToPoint({0, 0});
-    afterAbsolute.addCurveToPoint({1, 2}, {3, 4}, {5, 5});
-    afterAbsolute.addCurveToPoint({7, 6}, {9, 8}, {10, 10});
-    EXPECT_EQ(parse("M0,0 C1,2 3,4 5,5 S9,8 10,10"), afterAbsolute);
-
+    EXPECT_EQ(parse("M0,0 C1,2 3,4 5,5 S9,8 10,10"),
+              pathOf({{'M', {0, 0}}, {'C', {1, 2, 3, 4, 5, 5}}, {'C', {7, 6, 9, 8, 10, 10}}}));
     // Relative "c" from (1, 1): control 2 is (4, 5), the end (6, 6); the reflection is (8, 7).
-    MarqenBezierPath afterRelative;
-    afterRelative.moveToPoint({1, 1});
-    afterRelative.addCurveToPoint({2, 3}, {4, 5}, {6, 6});
-    afterRelative.addCurveToPoint({8, 7}, {7, 7}, {8, 8});
-    EXPECT_EQ(parse("M1,1 c1,2 3,4 5,5 s1,1 2,2"), afterRelative);
-
+    EXPECT_EQ(parse("M1,1 c1,2 3,4 5,5 s1,1 2,2"),
+              pathOf({{'M', {1, 1}}, {'C', {2, 3, 4, 5, 6, 6}}, {'C', {8, 7, 7, 7, 8, 8}}}));
     // The first "s" has nothing to reflect; the second reflects the first one's relative control.
-    MarqenBezierPath chain;
-    chain.moveToPoint({0, 0});
-    chain.addCurveToPoint({0, 0}, {2, 2}, {4, 0});
-    chain.addCurveToPoint({6, -2}, {6, -2}, {8, 0});
-    EXPECT_EQ(parse("M0,0 s2,2 4,0 s2,-2 4,0"), chain);
-
-    MarqenBezierPath afterLine;
-    afterLine.moveToPoint({0, 0});
-    afterLine.addLineToPoint({4, 4});
-    afterLine.addCurveToPoint({4, 4}, {6, 8}, {10, 10});
-    EXPECT_EQ(parse("M0,0 L4,4 S6,8 10,10"), afterLine);
+    EXPECT_EQ(parse("M0,0 s2,2 4,0 s2,-2 4,0"),
+              pathOf({{'M', {0, 0}}, {'C', {0, 0, 2, 2, 4, 0}}, {'C', {6, -2, 6, -2, 8, 0}}}));
+    EXPECT_EQ(parse("M0,0 L4,4 S6,8 10,10"), pathOf({{'M', {0, 0}}, {'L', {4, 4}}, {'C', {4, 4, 6, 8, 10, 10}}}));
 }
 
 TEST(SVGPathImport, SmoothQuadraticReflectsOnlyAQuadratic) {
-    MarqenBezierPath expected;
-    expected.moveToPoint({0, 0});
-    expected.addCurveToPoint({5, 10}, {5, 10}, {10, 0});
-    expected.addCurveToPoint({15, -10}, {15, -10}, {20, 0});
-    expected.addCurveToPoint({20, 0}, {20, 0}, {30, 0});  // after a "t" the current point is used
+    // After a "t" the current point is used.
+    const MarqenBezierPath expected = pathOf(
+        {{'M', {0, 0}}, {'C', {5, 10, 5, 10, 10, 0}}, {'C', {15, -10, 15, -10, 20, 0}}, {'C', {20, 0, 20, 0, 30, 0}}});
     EXPECT_EQ(parse("M0,0 Q5,10 10,0 T20,0 T30,0"), expected);
     EXPECT_EQ(parse("M0,0 q5,10 10,0 t10,0 t10,0"), expected);
 }
 
 TEST(SVGPathImport, OnlyTheFirstNumbersOfACommandAreUsed) {
-    MarqenBezierPath expected;
-    expected.moveToPoint({0, 0});
-    expected.addLineToPoint({1, 1});
-    EXPECT_EQ(parse("M0,0 L1,1 2,2"), expected);
+    EXPECT_EQ(parse("M0,0 L1,1 2,2"), pathOf({{'M', {0, 0}}, {'L', {1, 1}}}));
 }
 
 TEST(SVGPathImport, NumbersAreReadInSinglePrecisionWithoutExponents) {
@@ -113,35 +91,24 @@ TEST(SVGPathImport, NumbersAreReadInSinglePrecisionWithoutExponents) {
     EXPECT_EQ(SVGParseSinglePrecisionNumber("0." + std::string(400, '0') + "1"), 0.0f);
 
     LogCapture log;
-    MarqenBezierPath exponent = parse("M0,0 L1e-5,2");
-    MarqenBezierPath moveOnly;
-    moveOnly.moveToPoint({0, 0});
-    EXPECT_EQ(exponent, moveOnly);
+    EXPECT_EQ(parse("M0,0 L1e-5,2"), pathOf({{'M', {0, 0}}}));
     EXPECT_EQ(log.lines(), (std::vector<std::string>{"Error with SVG: Missing numbers in command L1",
                                                      "Error with SVG: Unknown command e-5,2"}));
 }
 
 TEST(SVGPathImport, BadCommandsAreLoggedAndSkipped) {
     LogCapture log;
-    MarqenBezierPath expected;
-    expected.moveToPoint({0, 0});
-    expected.addLineToPoint({1, 1});
+    const MarqenBezierPath expected = pathOf({{'M', {0, 0}}, {'L', {1, 1}}});
     EXPECT_EQ(parse("M0,0 A5,5 0 0 1 10,10 L1,1"), expected);
     EXPECT_EQ(parse("M0,0 C1,2 3,4 L1,1"), expected);
     EXPECT_EQ(log.lines(), (std::vector<std::string>{"Error with SVG: Unknown command A5,5 0 0 1 10,10 ",
                                                      "Error with SVG: Missing numbers in command C1,2 3,4 "}));
 
     // The skipped command still counts as the previous one: the "s" reflects nothing.
-    MarqenBezierPath smooth;
-    smooth.moveToPoint({0, 0});
-    smooth.addCurveToPoint({1, 2}, {3, 4}, {5, 5});
-    smooth.addCurveToPoint({5, 5}, {6, 6}, {7, 7});
-    EXPECT_EQ(parse("M0,0 C1,2 3,4 5,5 X S6,6 7,7"), smooth);
+    EXPECT_EQ(parse("M0,0 C1,2 3,4 5,5 X S6,6 7,7"),
+              pathOf({{'M', {0, 0}}, {'C', {1, 2, 3, 4, 5, 5}}, {'C', {5, 5, 6, 6, 7, 7}}}));
     // A broken "c" before an "s" cannot be reflected either.
-    MarqenBezierPath afterBroken;
-    afterBroken.moveToPoint({0, 0});
-    afterBroken.addCurveToPoint({0, 0}, {3, 3}, {4, 4});
-    EXPECT_EQ(parse("M0,0 C1,2 S3,3 4,4"), afterBroken);
+    EXPECT_EQ(parse("M0,0 C1,2 S3,3 4,4"), pathOf({{'M', {0, 0}}, {'C', {0, 0, 3, 3, 4, 4}}}));
 
     MarqenBezierPath untouched;
     processCommandString("", "", untouched);
@@ -160,11 +127,7 @@ TEST(SVGPathImport, AddsToAnExistingPath) {
 }
 
 TEST(SVGPathImport, ReadsBackWhatTheWriterWrote) {
-    MarqenBezierPath path;
-    path.moveToPoint({10.5, -20.25});
-    path.addLineToPoint({30, 40});
-    path.addCurveToPoint({1, 2}, {3, 4}, {5, 6});
-    path.closeSubpath();
+    const MarqenBezierPath path = pathOf({{'M', {10.5, -20.25}}, {'L', {30, 40}}, {'C', {1, 2, 3, 4, 5, 6}}, {'Z', {}}});
     EXPECT_EQ(parse(BezierToSvg::pathDataFromCGPath(path)), path);
 }
 

@@ -35,9 +35,10 @@ TEST(BezierToSvg, HugeCoordinatesAreWrittenInFull) {
     EXPECT_EQ(data.substr(data.size() - 11), "0.000,0.500");
 }
 
-TEST(BezierToSvg, UnknownElementAsLastElementRaises) {
+TEST(BezierToSvg, OnlyTheLastElementDecidesValidityAndAnUnknownOneThereRaises) {
     MarqenPathElement move{MarqenPathElementType::MoveToPoint, {{1, 2}, {}, {}}};
     MarqenPathElement unknown{static_cast<MarqenPathElementType>(42), {{3, 4}, {}, {}}};
+    MarqenPathElement line{MarqenPathElementType::AddLineToPoint, {{5, 6}, {}, {}}};
     try {
         BezierToSvg::pathDataFromElements({move, unknown});
         FAIL() << "expected an exception";
@@ -45,12 +46,6 @@ TEST(BezierToSvg, UnknownElementAsLastElementRaises) {
         EXPECT_STREQ(exception.name(), "BezierToSvg Error");
         EXPECT_STREQ(exception.what(), "could not export svg from cgpath");
     }
-}
-
-TEST(BezierToSvg, OnlyTheLastElementDecidesValidity) {
-    MarqenPathElement move{MarqenPathElementType::MoveToPoint, {{1, 2}, {}, {}}};
-    MarqenPathElement unknown{static_cast<MarqenPathElementType>(42), {{3, 4}, {}, {}}};
-    MarqenPathElement line{MarqenPathElementType::AddLineToPoint, {{5, 6}, {}, {}}};
     // The unknown element writes nothing, and a valid element after it makes the whole path valid.
     EXPECT_EQ(BezierToSvg::pathDataFromElements({move, unknown, line}), "M1.000,2.000L5.000,6.000");
 
