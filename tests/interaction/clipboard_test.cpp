@@ -1,16 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "dom/bitmap.h"
-#include "dom/document.h"
-#include "dom/layer.h"
 #include "dom/rectangle.h"
-#include "editing/tools_model.h"
 #include "foundation/base64.h"
-#include "foundation/queues.h"
-#include "foundation/undo_manager.h"
 #include "interaction/clipboard_payload.h"
-#include "interaction/document_view.h"
-#include "interaction/preferences.h"
+#include "interaction/page_view.h"
 #include "platform/image_io.h"
 #include "support/test_support.h"
 
@@ -18,22 +12,13 @@ using namespace marqen;
 
 namespace {
 
-// One page with its own undo history and controller.
-struct Page {
-    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({800, 600}, 1);
-    std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
-    MarqenToolsModel tools;
-    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
-    MarqenDocumentView view{document, &tools, &preferences};
-    Page() { document->setUndoManager(undo); }
-    std::string json() const { return document->dictionaryRepresentation().dump(); }
+// A page on which rectangles are drawn with the rectangle tool.
+struct Page : test::PageView {
     void drawRectangle(CGPoint from, CGPoint to) {
-        tools.chooseTool(MarqenTool(MarqenToolIDRectangle));
-        view.pointerPressed({from});
-        view.pointerMoved({to});
-        view.pointerReleased({to});
+        tool(MarqenToolIDRectangle);
+        drag(from, to, 1);
     }
-    std::vector<MarqenDOMNodePtr> annotations() const { return document->annotationLayer()->children(); }
+    std::vector<MarqenDOMNodePtr> children() const { return document->annotationLayer()->children(); }
 };
 
 MarqenImageRef checkerImage() {
@@ -57,40 +42,34 @@ TEST_F(ClipboardTest, CopyAndPasteIntoAnotherDocumentWithFreshGuids) {
     MarqenJSON parsed = MarqenJSON::parse(payload);
     EXPECT_EQ(parsed["type"], "com.brondale.marqen.json");
     ASSERT_EQ(parsed["nodes"].size(), 1u);
-    std::string originalGuid = source.annotations()[0]->guid();
+    std::string originalGuid = source.children()[0]->guid();
 
-    std::string before = target.json();
     ASSERT_TRUE(target.view.paste(payload));
-    ASSERT_EQ(target.annotations().size(), 1u);
-    auto pasted = target.annotations()[0];
+    ASSERT_EQ(target.children().size(), 1u);
+    auto pasted = target.children()[0];
     EXPECT_NE(pasted->guid(), originalGuid);
     // Same shape, same place: nothing was under it in the other page.
-    EXPECT_TRUE(CGRectEqualToRect(pasted->contentBounds(), source.annotations()[0]->contentBounds()));
+    EXPECT_TRUE(CGRectEqualToRect(pasted->contentBounds(), source.children()[0]->contentBounds()));
     ASSERT_EQ(target.view.selectedElements().size(), 1u);
     EXPECT_EQ(target.view.selectedElements()[0], pasted);
-    EXPECT_EQ(target.undo->undoActionName(), "Paste");
     EXPECT_EQ(target.undo->undoCount(), 1u);
-    std::string after = target.json();
-    target.view.undo();
-    EXPECT_EQ(target.json(), before);
-    target.view.redo();
-    EXPECT_EQ(target.json(), after);
+    target.expectLastStep("Paste", target.start);
 }
 
 TEST_F(ClipboardTest, PastingOverTheOriginalLandsOffsetEachTime) {
     Page page;
     page.drawRectangle({100, 100}, {200, 180});
-    CGRect original = page.annotations()[0]->contentBounds();
+    CGRect original = page.children()[0]->contentBounds();
     std::string payload = page.view.copySelection();
     page.view.setZoom(2);  // 10 view units are 5 in the page
     ASSERT_TRUE(page.view.paste(payload));
     ASSERT_TRUE(page.view.paste(payload));
-    ASSERT_EQ(page.annotations().size(), 3u);
-    CGRect first = page.annotations()[1]->contentBounds(), second = page.annotations()[2]->contentBounds();
+    ASSERT_EQ(page.children().size(), 3u);
+    CGRect first = page.children()[1]->contentBounds(), second = page.children()[2]->contentBounds();
     EXPECT_DOUBLE_EQ(first.origin.x - original.origin.x, 5);
     EXPECT_DOUBLE_EQ(first.origin.y - original.origin.y, 5);
     EXPECT_DOUBLE_EQ(second.origin.x - original.origin.x, 10);
-    EXPECT_NE(page.annotations()[1]->guid(), page.annotations()[2]->guid());
+    EXPECT_NE(page.children()[1]->guid(), page.children()[2]->guid());
 }
 
 TEST_F(ClipboardTest, CutRemovesAndPasteRestores) {
@@ -98,11 +77,11 @@ TEST_F(ClipboardTest, CutRemovesAndPasteRestores) {
     page.drawRectangle({100, 100}, {200, 180});
     std::string drawn = page.json();
     std::string payload = page.view.cutSelection();
-    EXPECT_TRUE(page.annotations().empty());
+    EXPECT_TRUE(page.children().empty());
     EXPECT_EQ(page.undo->undoActionName(), "Cut");
     EXPECT_TRUE(page.view.copySelection().empty());
     ASSERT_TRUE(page.view.paste(payload));
-    ASSERT_EQ(page.annotations().size(), 1u);
+    ASSERT_EQ(page.children().size(), 1u);
     // Not offset: its original is gone.
     auto redrawn = MarqenJSON::parse(page.json());
     auto original = MarqenJSON::parse(drawn);

@@ -3,71 +3,26 @@
 #include <cmath>
 
 #include "dom/arrow.h"
-#include "dom/document.h"
-#include "dom/layer.h"
 #include "dom/rectangle.h"
 #include "dom/stamp.h"
 #include "dom/text.h"
 #include "dom/two_point_vector.h"
 #include "dom/vector.h"
-#include "editing/tools_model.h"
-#include "foundation/queues.h"
-#include "foundation/undo_manager.h"
-#include "interaction/document_view.h"
-#include "interaction/preferences.h"
+#include "interaction/page_view.h"
 
 using namespace marqen;
 
 namespace {
 
-class DocumentViewTest : public testing::Test {
+class DocumentViewTest : public test::PageViewTest {
 protected:
     void SetUp() override {
-        MainQueue::shared().drain();
-        document->setUndoManager(undo);
         view.setDelegate({[this](CGRect) { ++redraws; }, [this](const std::string &c) { cursors.push_back(c); },
                           [this] { ++selectionChanges; }});
-        start = json();
     }
-    void TearDown() override {
-        ThreadPool::shared().waitIdle();
-        MainQueue::shared().drain();
-    }
+    void click(CGFloat x, CGFloat y, MarqenModifierFlags modifiers = 0) { PageView::click({x, y}, modifiers); }
+    static MarqenPointerEvent at(CGFloat x, CGFloat y, MarqenModifierFlags modifiers = 0) { return PageView::at({x, y}, modifiers); }
 
-    std::string json() const { return document->dictionaryRepresentation().dump(); }
-    void tool(MarqenToolID id) { tools.chooseTool(MarqenTool(id)); }
-    static MarqenPointerEvent at(CGFloat x, CGFloat y, MarqenModifierFlags modifiers = 0) {
-        MarqenPointerEvent event;
-        event.location = {x, y};
-        event.modifiers = modifiers;
-        return event;
-    }
-    void drag(CGPoint from, CGPoint to, int steps = 4, MarqenModifierFlags modifiers = 0) {
-        view.pointerPressed(at(from.x, from.y, modifiers));
-        for (int i = 1; i <= steps; ++i)
-            view.pointerMoved(at(from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps, modifiers));
-        view.pointerReleased(at(to.x, to.y, modifiers));
-    }
-    void click(CGFloat x, CGFloat y, MarqenModifierFlags modifiers = 0) {
-        view.pointerPressed(at(x, y, modifiers));
-        view.pointerReleased(at(x, y, modifiers));
-    }
-    size_t annotations() const { return document->annotationLayer()->children().size(); }
-    // Undo everything, check the start; redo everything, check the end.
-    void expectUndoRedoRoundTrip() {
-        std::string end = json();
-        while (undo->canUndo()) view.undo();
-        EXPECT_EQ(json(), start);
-        while (undo->canRedo()) view.redo();
-        EXPECT_EQ(json(), end);
-    }
-
-    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({800, 600}, 1);
-    std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
-    MarqenToolsModel tools;
-    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
-    MarqenDocumentView view{document, &tools, &preferences};
-    std::string start;
     int redraws = 0, selectionChanges = 0;
     std::vector<std::string> cursors;
 };
@@ -79,7 +34,7 @@ TEST_F(DocumentViewTest, DrawingARectangleIsOneUndoableStepAndSelectsIt) {
     view.setToolColor({0x19, 0x77, 0xFF, 1});
     drag({100, 100}, {300, 250});
     ASSERT_EQ(annotations(), 1u);
-    auto rectangle = std::dynamic_pointer_cast<MarqenDOMRectangle>(document->annotationLayer()->childAtIndex(0));
+    auto rectangle = annotation<MarqenDOMRectangle>(0);
     ASSERT_TRUE(rectangle);
     EXPECT_EQ(rectangle->toolColor(), MarqenDOMColor(0x19, 0x77, 0xFF, 1));
     CGRect bounds = rectangle->contentBounds();
@@ -97,7 +52,7 @@ TEST_F(DocumentViewTest, DrawingARectangleIsOneUndoableStepAndSelectsIt) {
 TEST_F(DocumentViewTest, ClickWithoutDragSizesInViewUnits) {
     tool(MarqenToolIDLine);
     auto lineLength = [this](size_t index) {
-        auto line = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(document->annotationLayer()->childAtIndex(index));
+        auto line = annotation<MarqenDOMTwoPointVector>(index);
         return line ? std::hypot(line->endPoint().x - line->startPoint().x, line->endPoint().y - line->startPoint().y)
                     : 0.0;
     };
@@ -114,12 +69,12 @@ TEST_F(DocumentViewTest, ClickWithoutDragSizesInViewUnits) {
 
 TEST_F(DocumentViewTest, ArrowsFollowTheArrowheadPreference) {
     drag({100, 100}, {300, 100});  // arrow is the first tool
-    auto first = std::dynamic_pointer_cast<MarqenDOMArrow>(document->annotationLayer()->childAtIndex(0));
+    auto first = annotation<MarqenDOMArrow>(0);
     ASSERT_TRUE(first);
     EXPECT_FALSE(first->arrowheadsAtBeginningOfShape());
     preferences.setBool(kMarqenPreferenceArrowheadsAtBeginningOfShape, true);
     drag({100, 300}, {300, 300});
-    auto second = std::dynamic_pointer_cast<MarqenDOMArrow>(document->annotationLayer()->childAtIndex(1));
+    auto second = annotation<MarqenDOMArrow>(1);
     ASSERT_TRUE(second);
     EXPECT_TRUE(second->arrowheadsAtBeginningOfShape());
     EXPECT_EQ(undo->undoActionName(), "Add Arrow");
@@ -141,13 +96,8 @@ TEST_F(DocumentViewTest, PressingAnElementSelectsAndDragsItInOneStep) {
     EXPECT_NEAR(after.origin.x - before.origin.x, 30, 1e-6);
     EXPECT_NEAR(after.origin.y - before.origin.y, 20, 1e-6);
     EXPECT_EQ(annotations(), 1u);  // moved, nothing new drawn
-    EXPECT_EQ(undo->undoActionName(), "Move");
     EXPECT_EQ(undo->undoCount(), 2u);
-    std::string moved = json();
-    view.undo();
-    EXPECT_EQ(json(), drawn);
-    view.redo();
-    EXPECT_EQ(json(), moved);
+    expectLastStep("Move", drawn);
 }
 
 TEST_F(DocumentViewTest, ShiftClickSelectAllAndEscape) {
@@ -216,7 +166,7 @@ TEST_F(DocumentViewTest, MarkerStrokeIsFittedInTheBackgroundAndUndoesWhole) {
     ThreadPool::shared().waitIdle();
     MainQueue::shared().drain();
     ASSERT_EQ(annotations(), 1u);
-    auto stroke = std::dynamic_pointer_cast<MarqenDOMVector>(document->annotationLayer()->childAtIndex(0));
+    auto stroke = annotation<MarqenDOMVector>(0);
     ASSERT_TRUE(stroke);
     ASSERT_TRUE(stroke->bezierPath());
     EXPECT_EQ(undo->undoCount(), 1u);
@@ -227,7 +177,7 @@ TEST_F(DocumentViewTest, MarkerStrokeIsFittedInTheBackgroundAndUndoesWhole) {
 TEST_F(DocumentViewTest, HighlighterIsTranslucentAndStampsArePlacedByClick) {
     tool(MarqenToolIDHighlighter);
     drag({100, 100}, {300, 120}, 10);
-    auto stroke = std::dynamic_pointer_cast<MarqenDOMElement>(document->annotationLayer()->childAtIndex(0));
+    auto stroke = annotation<MarqenDOMElement>(0);
     ASSERT_TRUE(stroke && stroke->toolColor());
     EXPECT_LT(stroke->toolColor()->alpha(), 1);
     EXPECT_EQ(undo->undoActionName(), "Add Highlighter");
@@ -351,7 +301,7 @@ CGPoint handleCenter(const std::vector<MarqenHandle> &handles, MarqenHandleKind 
 TEST_F(DocumentViewTest, LineEndPointHandleIsOneUndoableChange) {
     tool(MarqenToolIDLine);
     drag({100, 100}, {300, 100});
-    auto line = std::dynamic_pointer_cast<MarqenDOMTwoPointVector>(document->annotationLayer()->childAtIndex(0));
+    auto line = annotation<MarqenDOMTwoPointVector>(0);
     ASSERT_TRUE(line);
     std::string drawn = json();
     auto handles = view.handles();
@@ -374,18 +324,13 @@ TEST_F(DocumentViewTest, LineEndPointHandleIsOneUndoableChange) {
     EXPECT_EQ(line->startPoint(), (CGPoint{100, 100}));
     EXPECT_EQ(annotations(), 1u);
     EXPECT_EQ(undo->undoCount(), 2u);
-    EXPECT_EQ(undo->undoActionName(), "Line Endpoint");
     EXPECT_TRUE(undo->isUndoRegistrationEnabled());
-    std::string edited = json();
-    view.undo();
-    EXPECT_EQ(json(), drawn);
-    view.redo();
-    EXPECT_EQ(json(), edited);
+    expectLastStep("Line Endpoint", drawn);
 }
 
 TEST_F(DocumentViewTest, ArrowEndPointHandleSnapsWithShiftAndKeepsItsMinimumLength) {
     drag({100, 100}, {300, 100});
-    auto arrow = std::dynamic_pointer_cast<MarqenDOMArrow>(document->annotationLayer()->childAtIndex(0));
+    auto arrow = annotation<MarqenDOMArrow>(0);
     ASSERT_TRUE(arrow);
     CGPoint tip = arrow->endPoint();
     CGPoint handle = handleCenter(view.handles(), MarqenHandleKind::EndPoint);
@@ -412,7 +357,7 @@ TEST_F(DocumentViewTest, ArrowEndPointHandleSnapsWithShiftAndKeepsItsMinimumLeng
 TEST_F(DocumentViewTest, ResizeHandlesKeepTheOppositeSide) {
     tool(MarqenToolIDRectangle);
     drag({100, 100}, {300, 250});
-    auto rectangle = std::dynamic_pointer_cast<MarqenDOMRectangle>(document->annotationLayer()->childAtIndex(0));
+    auto rectangle = annotation<MarqenDOMRectangle>(0);
     ASSERT_TRUE(rectangle);
     ASSERT_EQ(view.handles().size(), 8u);  // sides and corners; the rotation handle is apart
     ASSERT_TRUE(view.rotationHandle());
@@ -444,7 +389,7 @@ TEST_F(DocumentViewTest, PropertyChangesApplyToTheSelectionWithTheirNames) {
     tool(MarqenToolIDRectangle);
     drag({100, 100}, {200, 200});
     drag({300, 300}, {400, 400});
-    tools.chooseTool(MarqenTool(MarqenToolIDStamp));
+    tool(MarqenToolIDStamp);
     click(600, 100);
     view.keyPressed({"a", MarqenModifierControl});
     ASSERT_EQ(view.selectedElements().size(), 3u);  // two rectangles and the stamp (its label goes with it)

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "foundation/notification_center.h"
 #include "interaction/preferences.h"
 #include "support/test_support.h"
@@ -70,16 +68,10 @@ TEST(PreferencesStore, UnreadableFileIsLoggedAndReplaced) {
 }
 
 TEST(PreferencesStore, DefaultPathFollowsTheConfigurationFolder) {
-    const char *saved = std::getenv("XDG_CONFIG_HOME");
-    std::string savedValue = saved ? saved : "";
-    setenv("XDG_CONFIG_HOME", "/tmp/marqen-config", 1);
+    test::EnvironmentInForce absolute("XDG_CONFIG_HOME", "/tmp/marqen-config");
     EXPECT_EQ(MarqenKeyFilePreferencesStore::defaultPath(), "/tmp/marqen-config/marqenkit/preferences.ini");
-    setenv("XDG_CONFIG_HOME", "relative/ignored", 1);  // only absolute folders count
+    test::EnvironmentInForce relative("XDG_CONFIG_HOME", "relative/ignored");  // only absolute folders count
     EXPECT_NE(MarqenKeyFilePreferencesStore::defaultPath().string().rfind("relative", 0), 0u);
-    if (saved)
-        setenv("XDG_CONFIG_HOME", savedValue.c_str(), 1);
-    else
-        unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST(Preferences, DefaultsTypedValuesAndNotifications) {

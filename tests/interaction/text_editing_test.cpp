@@ -1,13 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "dom/document.h"
-#include "dom/layer.h"
 #include "dom/text.h"
-#include "editing/tools_model.h"
-#include "foundation/queues.h"
-#include "foundation/undo_manager.h"
-#include "interaction/document_view.h"
-#include "interaction/preferences.h"
+#include "interaction/page_view.h"
 #include "interaction/text_editing_session.h"
 #include "platform/text_layout.h"
 
@@ -54,34 +48,16 @@ TEST(TextEditingSession, CaretAndSelectionKeepToCharacterBoundaries) {
 
 namespace {
 
-class TextEditingTest : public testing::Test {
+class TextEditingTest : public test::PageViewTest {
 protected:
-    void SetUp() override {
-        document->setUndoManager(undo);
-        start = json();
-    }
-    void TearDown() override { MainQueue::shared().drain(); }
-    std::string json() const { return document->dictionaryRepresentation().dump(); }
-    void click(CGFloat x, CGFloat y, unsigned count = 1) {
-        MarqenPointerEvent event{{x, y}};
-        event.clickCount = count;
-        view.pointerPressed(event);
-        view.pointerReleased(event);
-    }
+    void click(CGFloat x, CGFloat y, unsigned count = 1) { PageView::click({x, y}, 0, count); }
     std::vector<MarqenDOMNodePtr> texts() const { return document->textLayer()->children(); }
-
-    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({800, 600}, 1);
-    std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
-    MarqenToolsModel tools;
-    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
-    MarqenDocumentView view{document, &tools, &preferences};
-    std::string start;
 };
 
 }  // namespace
 
 TEST_F(TextEditingTest, TextToolTypesComposesAndFinishesAsOneStep) {
-    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    tool(MarqenToolIDText);
     click(100, 100);
     ASSERT_TRUE(view.isEditingText());
     auto text = view.editingText();
@@ -107,17 +83,12 @@ TEST_F(TextEditingTest, TextToolTypesComposesAndFinishesAsOneStep) {
     EXPECT_FALSE(text->editingInProgress());
     ASSERT_EQ(texts().size(), 1u);
     EXPECT_EQ(undo->undoCount(), 1u);
-    EXPECT_EQ(undo->undoActionName(), "Add Text");
     EXPECT_EQ(view.selectedElements().size(), 1u);
-    std::string typed = json();
-    view.undo();
-    EXPECT_EQ(json(), start);
-    view.redo();
-    EXPECT_EQ(json(), typed);
+    expectLastStep("Add Text", start);
 }
 
 TEST_F(TextEditingTest, AnEmptyTextIsRemovedWhenEditingEnds) {
-    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    tool(MarqenToolIDText);
     click(100, 100);
     ASSERT_TRUE(view.isEditingText());
     view.insertText("x");
@@ -148,13 +119,13 @@ TEST_F(TextEditingTest, TypingWithNothingSelectedFollowsThePreference) {
 }
 
 TEST_F(TextEditingTest, DoubleClickEditsAgainWithTheCaretWherePressed) {
-    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    tool(MarqenToolIDText);
     click(100, 100);
     view.insertText("abcdefgh");
     view.keyPressed({"Escape"});
     auto text = std::dynamic_pointer_cast<MarqenDOMText>(texts()[0]);
     std::string added = json();
-    tools.chooseTool(MarqenTool(MarqenToolIDArrow));
+    tool(MarqenToolIDArrow);
 
     CGRect bounds = text->textBounds();
     click(CGRectGetMinX(bounds) + 1, CGRectGetMidY(bounds), 2);
@@ -196,7 +167,7 @@ TEST_F(TextEditingTest, TheCaretStandsAfterTheLastTypedGlyphInViewPixels) {
     int redraws = 0;
     view.setDelegate({[&](CGRect) { ++redraws; }, nullptr, nullptr});
     EXPECT_FALSE(view.textCaretInView());  // nothing is being edited
-    tools.chooseTool(MarqenTool(MarqenToolIDText));
+    tool(MarqenToolIDText);
     click(300, 200);
     ASSERT_TRUE(view.isEditingText());
     auto text = view.editingText();

@@ -2,16 +2,10 @@
 
 #include <algorithm>
 
-#include "dom/document.h"
-#include "dom/layer.h"
 #include "dom/rectangle.h"
 #include "foundation/bezier_path.h"
-#include "editing/tools_model.h"
 #include "foundation/geometry_functions.h"
-#include "foundation/queues.h"
-#include "foundation/undo_manager.h"
-#include "interaction/document_view.h"
-#include "interaction/preferences.h"
+#include "interaction/page_view.h"
 #include "platform/graphics.h"
 #include "platform/image.h"
 #include "render/document_renderer.h"
@@ -23,10 +17,9 @@ namespace {
 // Where the view draws the page and where the pointer edits it must be the same place: the page is drawn
 // the way a host draws it (the view's drawing transform, then a renderer of the frame's size), and the
 // drawn pixels are looked up independently of the controller's mapping.
-class ViewMappingTest : public testing::TestWithParam<unsigned long> {
+class ViewMappingTest : public testing::TestWithParam<unsigned long>, public test::PageView {
 protected:
     void SetUp() override {
-        document->setUndoManager(undo);
         document->setCoordinateSystem(GetParam());
         // A frame away from the origin: the mapping must take the origin into account too.
         document->setFrame(CGRectMake(40, 20, 800, 600));
@@ -39,8 +32,6 @@ protected:
         view.setZoom(1.5);
         view.setPan({30, 15});
     }
-    void TearDown() override { MainQueue::shared().drain(); }
-
     // The bounding box, in view pixels, of the blue pixels the page draws in a view of 1400 × 1100.
     CGRect drawnBlueBox() const {
         constexpr int width = 1400, height = 1100;
@@ -66,11 +57,6 @@ protected:
         return CGRectMake(minX, minY, maxX + 1 - minX, maxY + 1 - minY);
     }
 
-    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({800, 600}, 1);
-    std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
-    MarqenToolsModel tools;
-    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
-    MarqenDocumentView view{document, &tools, &preferences};
     std::shared_ptr<MarqenDOMRectangle> rectangle;
 };
 
@@ -130,15 +116,12 @@ TEST_P(ViewMappingTest, MappingRoundTripsAndZoomKeepsItsAnchor) {
 INSTANTIATE_TEST_SUITE_P(CoordinateSystems, ViewMappingTest, testing::Values(1ul, 2ul));
 
 TEST(ViewMapping, FrameOriginOfTheUsualCoordinateSystemIsTheViewsTopLeft) {
-    auto document = MarqenDOMDocument::createWithSize({800, 600}, 1);
-    document->setFrame(CGRectMake(-50, 70, 800, 600));
-    MarqenToolsModel tools;
-    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
-    MarqenDocumentView view{document, &tools, &preferences};
-    CGPoint topLeft = view.viewPointForModelPoint({-50, 70});
+    test::PageView page;
+    page.document->setFrame(CGRectMake(-50, 70, 800, 600));
+    CGPoint topLeft = page.view.viewPointForModelPoint({-50, 70});
     EXPECT_DOUBLE_EQ(topLeft.x, 0);
     EXPECT_DOUBLE_EQ(topLeft.y, 0);
-    CGPoint bottomRight = view.viewPointForModelPoint({750, 670});
+    CGPoint bottomRight = page.view.viewPointForModelPoint({750, 670});
     EXPECT_DOUBLE_EQ(bottomRight.x, 800);
     EXPECT_DOUBLE_EQ(bottomRight.y, 600);
 }

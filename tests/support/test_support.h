@@ -1,7 +1,9 @@
 #pragma once
 // Helpers shared by every test program.
+#include <cstdlib>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +44,20 @@ void writeFile(const std::filesystem::path &path, const std::string &bytes);
 
 // Runs the marqen command line with the given arguments; returns the exit status and fills output.
 int runCli(const std::string &arguments, std::string *stdoutText = nullptr, std::string *stderrText = nullptr);
+
+// Sets an environment variable for one test and puts its previous value (or its absence) back.
+class EnvironmentInForce {
+public:
+    EnvironmentInForce(const char *name, const std::string &value) : name_(name) {
+        if (const char *previous = std::getenv(name)) previous_ = previous;
+        ::setenv(name, value.c_str(), 1);
+    }
+    ~EnvironmentInForce() { previous_ ? ::setenv(name_.c_str(), previous_->c_str(), 1) : ::unsetenv(name_.c_str()); }
+
+private:
+    std::string name_;
+    std::optional<std::string> previous_;
+};
 
 // Sets the decoded pixels per document budget for one test and puts the previous budget back.
 class DecodedPixelsBudgetInForce {
