@@ -12,6 +12,7 @@
 #include "editing/annotated_pdf_writer.h"
 #include "editing/composition.h"
 #include "formats/composition_bundle.h"
+#include "formats/rich_image/rich_image_test_bytes.h"
 #include "formats/pdf/pdf_file.h"
 #include "foundation/base64.h"
 #include "foundation/queues.h"
@@ -40,8 +41,6 @@ void writeRichPNG(const fs::path &directory, const fs::path &output, const std::
 double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
-
-std::string crc32Chunk(const std::string &type, const std::string &data);
 
 }  // namespace
 
@@ -130,9 +129,7 @@ TEST(CompositionHostile, LegacyDocumentsThatAreNotXMLOrTooDeepOrTooLargeFailClea
     for (int i = 0; i < 100000; ++i) deep += "<g>";
     writeFile(dir / "deep.marqen", deep);
     // A PNG header claiming 60000 x 60000 pixels, inside the base64 image of an otherwise fine document.
-    std::string png = "\x89PNG\r\n\x1a\n";
-    png += crc32Chunk("IHDR", std::string("\x00\x00\xea\x60\x00\x00\xea\x60\x08\x06\x00\x00\x00", 13));
-    png += crc32Chunk("IEND", "");
+    const std::string png = kPNGSignature + pngChunk("IHDR", be32(60000) + be32(60000) + std::string("\x08\x06\0\0\0", 5)) + kIEND;
     writeFile(dir / "huge.marqen", "<!-- Marqen 1.0 --><svg version=\"1.1\" width=\"40\" height=\"30\" style=\"rgb(1,2,3)\">"
                                    "<image x=\"0\" y=\"0\" xlink:href=\"data:image/png;base64," +
                                        NewBase64Encode(png.data(), png.size(), false) + "\"/></svg>");
@@ -228,43 +225,20 @@ TEST(CompositionSavingElsewhere, TheWatermarkIsDrawnOverFlatPictures) {
     EXPECT_GT(redShareOfPicture(dir / "marked.png"), 0.15);
 }
 
-namespace {
-
-std::string crc32Chunk(const std::string &type, const std::string &data) {
-    auto be32 = [](uint32_t value) {
-        return std::string{char(value >> 24), char(value >> 16), char(value >> 8), char(value)};
-    };
-    uint32_t crc = 0xFFFFFFFFu;
-    for (unsigned char c : type + data) {
-        crc ^= c;
-        for (int k = 0; k < 8; ++k) crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
-    }
-    return be32(uint32_t(data.size())) + type + data + be32(crc ^ 0xFFFFFFFFu);
-}
-
-}  // namespace
-
 // Cross-reference offsets shifted by a few bytes: poppler rebuilds the table and shows the page, our reader
 // keeps to the table and cannot annotate the file. Opening says so instead of showing a page that could
 // never be saved, and leaves nothing behind.
 TEST(CompositionHostile, APDFThatPopplerShowsButOurReaderRefusesIsAClearError) {
     TempDir dir;
     PrivateTemporaryFolder temporary;
-    std::string pdf = "%PDF-1.7\n";
-    std::vector<size_t> offsets;
-    for (const char *body : {"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-                             "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"}) {
-        offsets.push_back(pdf.size());
-        pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
-    }
-    const size_t xref = pdf.size();
-    pdf += "xref\n0 4\n0000000000 65535 f \n";
-    char line[32];
-    for (size_t offset : offsets) {
-        std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset + 7);
-        pdf += line;
-    }
-    pdf += "trailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref + 3) + "\n%%EOF\n";
+    PDFBuilder builder("%PDF-1.7\n");
+    builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+    builder.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
+    for (auto &entry : builder.offsets) entry.second += 7;
+    std::string pdf = builder.finishWithTable("/Root 1 0 R");
+    const std::string startxref = "startxref\n" + std::to_string(builder.xrefOffset);
+    pdf.replace(pdf.rfind(startxref), startxref.size(), "startxref\n" + std::to_string(builder.xrefOffset + 3));
     writeFile(dir / "shifted.pdf", pdf);
     ASSERT_TRUE(MarqenPDFDocument::openFile(dir / "shifted.pdf"));  // poppler shows it
     EXPECT_FALSE(MarqenPDF::initWithContentsOfFile((dir / "shifted.pdf").string(), {}));

@@ -70,7 +70,7 @@ TEST(CompositionState, SizeStacksPagesAndNeedsSaveFollowsAnyPage) {
     EXPECT_TRUE(composition->needsSave());
     composition->markCompositionAsClean();
     EXPECT_FALSE(composition->needsSave());
-
+    // Set on every page: the latest of the pages is the date.
     const auto date = std::chrono::system_clock::now() - std::chrono::hours(5);
     composition->setLastModified(date);
     EXPECT_EQ(composition->lastModified(), date);
@@ -193,25 +193,18 @@ TEST(CompositionSaving, ANonFileURLFailsWithItsSchemeAndTouchesNothing) {
     EXPECT_FALSE(fs::exists(composition->bundle()->indexJSONFileURL()));
 }
 
-TEST(CompositionSaving, PagesWithoutVisibleElementsAreLeftOutOfThePDFDocument) {
-    TempDir dir;
-    makeCairoPDF(dir / "in.pdf", 4, 300, 400);
-    auto composition = MarqenComposition::initWithURL(dir / "in.pdf");
-    ASSERT_TRUE(composition);
-    annotate(*composition->documents()[1], "Second page");
-    auto dictionary = composition->dictionaryRepresentation();
-    ASSERT_TRUE(dictionary);
-    EXPECT_EQ((*dictionary)["type"], "MultiPageDocument");
-    ASSERT_EQ((*dictionary)["children"].size(), 1u);
-    EXPECT_EQ((*dictionary)["children"][0]["pageNumber"], 2);
-}
-
 TEST(CompositionSaving, APageTwoAnnotationOfAFourPagePDFReopensOnPageTwoOnly) {
     TempDir dir;
     makeCairoPDF(dir / "in.pdf", 4, 300, 400);
     auto composition = MarqenComposition::initWithURL(dir / "in.pdf");
     ASSERT_TRUE(composition);
     annotate(*composition->documents()[1], "Second page");
+    // Pages without visible elements are left out of the document.
+    auto dictionary = composition->dictionaryRepresentation();
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ((*dictionary)["type"], "MultiPageDocument");
+    ASSERT_EQ((*dictionary)["children"].size(), 1u);
+    EXPECT_EQ((*dictionary)["children"][0]["pageNumber"], 2);
     MarqenError error;
     ASSERT_TRUE(composition->writeAnnotatedPDFToURL(dir / "out.pdf", true, false, "", "", &error)) << error.description();
     EXPECT_EQ(qpdfCheck(dir / "out.pdf"), 0);

@@ -41,6 +41,20 @@ std::shared_ptr<CoreMarqenDocument> open(const fs::path &path, std::optional<Mar
     return document;
 }
 
+std::shared_ptr<MarqenDOMDocument> page(const std::shared_ptr<CoreMarqenDocument> &document, size_t index = 0) {
+    return document->documentComposition()->documents().at(index);
+}
+
+// in.png (a 240 × 160 picture) opened, with annotate's red bar and the text.
+std::shared_ptr<CoreMarqenDocument> openAnnotatedPicture(const TempDir &dir, const std::string &text) {
+    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
+    auto document = open(dir / "in.png");
+    if (document) annotate(*page(document), text);
+    return document;
+}
+
+const std::string kEmbeddedPNG = "com.brondale.marqen:dom.embedded:public.png";
+
 }  // namespace
 
 TEST(CoreMarqenDocumentOpening, PictureResolutionAndColourProfileChooseScaleAndStorage) {
@@ -50,14 +64,14 @@ TEST(CoreMarqenDocumentOpening, PictureResolutionAndColourProfileChooseScaleAndS
     std::optional<MarqenExportFormat> format;
     auto hidpi = open(dir / "hidpi.jpg", &format);
     ASSERT_TRUE(hidpi);
-    EXPECT_EQ(hidpi->documentComposition()->documents().front()->deviceScale(), 2);
+    EXPECT_EQ(page(hidpi)->deviceScale(), 2);
     EXPECT_EQ(hidpi->documentComposition()->size().width, 120);
     // Kept losslessly (no colour profile): its preferred format and the format reported are PNG.
     ASSERT_TRUE(format);
     EXPECT_EQ(format->uti(), "public.png");
     auto plain = open(dir / "plain.jpg");
     ASSERT_TRUE(plain);
-    EXPECT_EQ(plain->documentComposition()->documents().front()->deviceScale(), 1);
+    EXPECT_EQ(page(plain)->deviceScale(), 1);
 
     const fs::path icc = "/usr/share/color/icc/ghostscript/srgb.icc";
     if (!fs::exists(icc)) GTEST_SKIP() << "no colour profile to embed";
@@ -66,20 +80,20 @@ TEST(CoreMarqenDocumentOpening, PictureResolutionAndColourProfileChooseScaleAndS
     EXPECT_EQ(MarqenImageFileURLProfile(dir / "photo.jpg"), std::optional<unsigned long>(1));
     auto photo = open(dir / "photo.jpg", &format);
     ASSERT_TRUE(photo);
-    EXPECT_EQ(photo->documentComposition()->documents().front()->deviceScale(), 1);  // lossy pictures open at scale 1
+    EXPECT_EQ(page(photo)->deviceScale(), 1);  // lossy pictures open at scale 1
     EXPECT_EQ(format->uti(), "public.jpeg");
 }
 
 TEST(CoreMarqenDocumentOpening, NewDocumentsHaveOneOfTheTwoScales) {
     auto document = CoreMarqenDocument::initWithSize({300, 200}, 1.5);
     ASSERT_TRUE(document);
-    EXPECT_EQ(document->documentComposition()->documents().front()->deviceScale(), 2);
-    EXPECT_EQ(CoreMarqenDocument::initWithSize({300, 200}, 1.0)->documentComposition()->documents().front()->deviceScale(), 1);
+    EXPECT_EQ(page(document)->deviceScale(), 2);
+    EXPECT_EQ(page(CoreMarqenDocument::initWithSize({300, 200}, 1.0))->deviceScale(), 1);
     auto lossy = CoreMarqenDocument::initWithBackgroundImage(makePicture(50, 40), 2, {{"DPIWidth", 144}}, true);
-    EXPECT_EQ(lossy->documentComposition()->documents().front()->deviceScale(), 1);
+    EXPECT_EQ(page(lossy)->deviceScale(), 1);
     EXPECT_EQ(lossy->documentComposition()->preferredFlattenedFormat(), "public.jpeg");
     auto lossless = CoreMarqenDocument::initWithBackgroundImage(makePicture(50, 40), 2, MarqenJSON::object(), false);
-    EXPECT_EQ(lossless->documentComposition()->documents().front()->deviceScale(), 2);
+    EXPECT_EQ(page(lossless)->deviceScale(), 2);
     EXPECT_EQ(lossless->documentComposition()->size().width, 25);
 }
 
@@ -136,7 +150,7 @@ TEST(CoreMarqenDocumentWriting, EveryPictureInputSavesEditableAndReopensWithItsA
         for (const char *type : {"public.png", "public.jpeg", "public.heic"}) {
             auto document = open(dir / input);
             ASSERT_TRUE(document);
-            annotate(*document->documentComposition()->documents().front(), std::string("from ") + input);
+            annotate(*page(document), std::string("from ") + input);
             const fs::path output = dir / (std::string("out-") + input + "." + MarqenExportFormat::initWithUTI(type)->fileExtension());
             MarqenError error;
             ASSERT_TRUE(document->writeToURL(output, formatOf(std::string(kMarqenExportFormatDOMEmbeddedPrefix) + type),
@@ -148,18 +162,15 @@ TEST(CoreMarqenDocumentWriting, EveryPictureInputSavesEditableAndReopensWithItsA
             ASSERT_TRUE(reopened);
             ASSERT_TRUE(found);
             EXPECT_TRUE(found->isDOMEmbedded()) << output;
-            const auto &page = reopened->documentComposition()->documents().front();
-            EXPECT_EQ(elementCount(*page), 2u) << output;
-            EXPECT_EQ(page->textStrings(), std::vector<std::string>{std::string("from ") + input});
+            EXPECT_EQ(elementCount(*page(reopened)), 2u) << output;
+            EXPECT_EQ(page(reopened)->textStrings(), std::vector<std::string>{std::string("from ") + input});
         }
     }
 }
 
 TEST(CoreMarqenDocumentWriting, FlatPicturesCarryNoDocument) {
     TempDir dir;
-    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
-    auto document = open(dir / "in.png");
-    annotate(*document->documentComposition()->documents().front(), "flat");
+    auto document = openAnnotatedPicture(dir, "flat");
     for (const char *type : {"public.png", "public.tiff", "com.compuserve.gif", "com.microsoft.bmp", "public.jpeg-2000"}) {
         auto format = *MarqenExportFormat::initWithUTI(type);
         if (!format.isFormatWritable()) continue;
@@ -177,9 +188,7 @@ TEST(CoreMarqenDocumentWriting, FlatPicturesCarryNoDocument) {
 
 TEST(CoreMarqenDocumentWriting, APDFFormatWithoutDocumentWritesAFlatOnePagePDFOfAPicture) {
     TempDir dir;
-    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
-    auto document = open(dir / "in.png");
-    annotate(*document->documentComposition()->documents().front(), "as pdf");
+    auto document = openAnnotatedPicture(dir, "as pdf");
     MarqenError error;
     ASSERT_TRUE(document->writeToURL(dir / "out.pdf", *MarqenExportFormat::initWithUTI("com.adobe.pdf"), MarqenJSON::object(), &error))
         << error.description();
@@ -196,13 +205,12 @@ TEST(CoreMarqenDocumentWriting, APDFWithSummaryReopensEditableAndGivesBackTheUnt
     auto document = open(dir / "in.pdf", &found);
     ASSERT_TRUE(document);
     EXPECT_EQ(found->formatIdentifier(), "com.adobe.pdf");
-    annotate(*document->documentComposition()->documents()[1], "Check the figure");
-    annotate(*document->documentComposition()->documents()[3], "And this table");
+    annotate(*page(document, 1), "Check the figure");
+    annotate(*page(document, 3), "And this table");
     MarqenJSON options = {{CoreMarqenDocumentOptionPDFAuthor, "Ada Lovelace"}, {CoreMarqenDocumentOptionPDFSummaryTitle, "Review"}};
+    const auto summaryFormat = formatOf(MarqenExportFormat::pdfWithSummaryFormatIdentifierWithDOMEmbedded(true));
     MarqenError error;
-    ASSERT_TRUE(document->writeToURL(dir / "out.pdf", formatOf(MarqenExportFormat::pdfWithSummaryFormatIdentifierWithDOMEmbedded(true)),
-                                     options, &error))
-        << error.description();
+    ASSERT_TRUE(document->writeToURL(dir / "out.pdf", summaryFormat, options, &error)) << error.description();
     EXPECT_EQ(qpdfCheck(dir / "out.pdf"), 0);
     EXPECT_EQ(popplerPageCount(dir / "out.pdf"), 5);
     const std::string summary = pdfText(dir / "out.pdf", 1);
@@ -223,17 +231,15 @@ TEST(CoreMarqenDocumentWriting, APDFWithSummaryReopensEditableAndGivesBackTheUnt
     EXPECT_TRUE(found->isPDFWithSummary());
     EXPECT_TRUE(reopened->documentComposition()->pdfHasSummaryPage());
     ASSERT_EQ(reopened->pageCount(), 4u);
-    for (size_t i = 0; i < 4; ++i) EXPECT_EQ(elementCount(*reopened->documentComposition()->documents()[i]), i % 2 ? 2u : 0u);
+    for (size_t i = 0; i < 4; ++i) EXPECT_EQ(elementCount(*page(reopened, i)), i % 2 ? 2u : 0u);
     ASSERT_TRUE(reopened->writeCleanUnannotatedToURL(dir / "clean.pdf", &error)) << error.description();
     EXPECT_EQ(readFile(dir / "clean.pdf"), readFile(dir / "in.pdf"));
 
     // Saved onto itself twice, the file still holds one update over the untouched PDF.
-    ASSERT_TRUE(reopened->writeToURL(dir / "out.pdf", formatOf(MarqenExportFormat::pdfWithSummaryFormatIdentifierWithDOMEmbedded(true)),
-                                     options, &error));
+    ASSERT_TRUE(reopened->writeToURL(dir / "out.pdf", summaryFormat, options, &error));
     const auto once = fs::file_size(dir / "out.pdf");
     auto again = open(dir / "out.pdf");
-    ASSERT_TRUE(again->writeToURL(dir / "out.pdf", formatOf(MarqenExportFormat::pdfWithSummaryFormatIdentifierWithDOMEmbedded(true)),
-                                  options, &error));
+    ASSERT_TRUE(again->writeToURL(dir / "out.pdf", summaryFormat, options, &error));
     EXPECT_LE(fs::file_size(dir / "out.pdf"), once + 64);
     auto pdf = MarqenPDF::initWithContentsOfFile((dir / "out.pdf").string());
     ASSERT_TRUE(pdf);
@@ -244,7 +250,7 @@ TEST(CoreMarqenDocumentWriting, PageImagesClampTheIndexAndRefuseEditableFormats)
     TempDir dir;
     makeCairoPDF(dir / "in.pdf", 3, 200, 100);
     auto document = open(dir / "in.pdf");
-    annotate(*document->documentComposition()->documents()[2], "last");
+    annotate(*page(document, 2), "last");
     auto png = *MarqenExportFormat::initWithUTI("public.png");
     auto last = document->imageRepresentationWithFormat(png, {{CoreMarqenDocumentOptionPDFPageIndex, 99}});
     ASSERT_TRUE(last);
@@ -254,7 +260,7 @@ TEST(CoreMarqenDocumentWriting, PageImagesClampTheIndexAndRefuseEditableFormats)
     ASSERT_TRUE(first);
     writeFile(dir / "first.png", std::string(first->begin(), first->end()));
     EXPECT_LT(redShareOfPicture(dir / "first.png"), 0.01);
-    EXPECT_FALSE(document->imageRepresentationWithFormat(formatOf("com.brondale.marqen:dom.embedded:public.png"), {}));
+    EXPECT_FALSE(document->imageRepresentationWithFormat(formatOf(kEmbeddedPNG), {}));
     EXPECT_FALSE(document->imageRepresentationWithFormat(*MarqenExportFormat::initWithUTI("com.adobe.pdf"), {}));
 }
 
@@ -264,7 +270,7 @@ TEST(CoreMarqenDocumentWriting, AFailedSaveLeavesTheOldFileAndNoTemporaryFile) {
     auto document = open(dir / "in.png");
     fs::create_directories(dir / "folder.png");
     MarqenError error;
-    EXPECT_FALSE(document->writeToURL(dir / "folder.png", formatOf("com.brondale.marqen:dom.embedded:public.png"), {}, &error));
+    EXPECT_FALSE(document->writeToURL(dir / "folder.png", formatOf(kEmbeddedPNG), {}, &error));
     EXPECT_FALSE(error.domain.empty());
     EXPECT_TRUE(fs::is_directory(dir / "folder.png"));
     // A picture too large to draw fails before anything is written over the old file.
@@ -281,9 +287,7 @@ TEST(CoreMarqenDocumentWriting, AFailedSaveLeavesTheOldFileAndNoTemporaryFile) {
 
 TEST(CoreMarqenDocumentWriting, TheCleanFileOfAPictureIsItsBackground) {
     TempDir dir;
-    writePicture(dir / "in.png", MarqenImageFormat::PNG, 72);
-    auto document = open(dir / "in.png");
-    annotate(*document->documentComposition()->documents().front(), "hidden in the clean file");
+    auto document = openAnnotatedPicture(dir, "hidden in the clean file");
     MarqenError error;
     ASSERT_TRUE(document->writeCleanUnannotatedToURL(dir / "clean.png", &error)) << error.description();
     EXPECT_LT(redShareOfPicture(dir / "clean.png"), 0.001);
@@ -300,13 +304,13 @@ TEST(CoreMarqenDocumentOpening, LegacyDocumentsAndBundlesOpenThroughTheFacade) {
     auto legacy = open(sourceDir() / "samples/legacy/shapes.marqen", &format);
     ASSERT_TRUE(legacy);
     EXPECT_EQ(format->uti(), "public.png");
-    EXPECT_EQ(elementCount(*legacy->documentComposition()->documents().front()), 2u);
+    EXPECT_EQ(elementCount(*page(legacy)), 2u);
     MarqenError error;
-    ASSERT_TRUE(legacy->writeToURL(dir / "legacy.png", formatOf("com.brondale.marqen:dom.embedded:public.png"), {}, &error))
+    ASSERT_TRUE(legacy->writeToURL(dir / "legacy.png", formatOf(kEmbeddedPNG), {}, &error))
         << error.description();
     auto again = open(dir / "legacy.png");
     ASSERT_TRUE(again);
-    EXPECT_EQ(elementCount(*again->documentComposition()->documents().front()), 2u);
+    EXPECT_EQ(elementCount(*page(again)), 2u);
 
     writeFile(dir / "shapes.svg", readFile(sourceDir() / "samples/legacy/shapes.marqen"));
     EXPECT_FALSE(CoreMarqenDocument::initWithURL(dir / "shapes.svg", nullptr, &error));
@@ -326,7 +330,7 @@ TEST(CoreMarqenDocumentEvents, OpeningAndSavingPostUsageEvents) {
                              text(kMarqenAnalyticsLabelKey));
         });
     auto document = open(dir / "in.png");
-    ASSERT_TRUE(document->writeToURL(dir / "out.png", formatOf("com.brondale.marqen:dom.embedded:public.png"), {}));
+    ASSERT_TRUE(document->writeToURL(dir / "out.png", formatOf(kEmbeddedPNG), {}));
     EXPECT_FALSE(document->writeToURL(dir / "missing/out.png", formatOf("public.png"), {}));
     EXPECT_EQ(events, (std::vector<std::string>{"Document/Open/public.png", "Document/Save/com.brondale.marqen:dom.embedded:public.png"}));
 }
@@ -346,12 +350,12 @@ TEST(CoreMarqenDocumentWriting, OtherPictureTypesOpenAsPicturesAndSaveEditable) 
         ASSERT_TRUE(document) << name;
         EXPECT_EQ(found->uti(), "public.png") << name;  // a lossless picture saves as PNG
         EXPECT_FALSE(found->isDOMEmbedded()) << name;
-        annotate(*document->documentComposition()->documents().front(), name);
+        annotate(*page(document), name);
         const fs::path output = dir / (std::string(name) + ".png");
-        ASSERT_TRUE(document->writeToURL(output, formatOf("com.brondale.marqen:dom.embedded:public.png"), {}, &error))
+        ASSERT_TRUE(document->writeToURL(output, formatOf(kEmbeddedPNG), {}, &error))
             << name << ": " << error.description();
         auto reopened = open(output);
         ASSERT_TRUE(reopened) << name;
-        EXPECT_EQ(reopened->documentComposition()->documents().front()->textStrings(), std::vector<std::string>{name});
+        EXPECT_EQ(page(reopened)->textStrings(), std::vector<std::string>{name});
     }
 }

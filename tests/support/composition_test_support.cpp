@@ -62,20 +62,16 @@ double redShareOfPicture(const std::filesystem::path &picture) {
     return double(red) / double(size_t(image->width()) * size_t(image->height()));
 }
 
-PrivateTemporaryFolder::PrivateTemporaryFolder() {
-    static int counter = 0;
-    path_ = std::filesystem::temp_directory_path() / ("marqen-tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+static int temporaryFolders = 0;
+
+PrivateTemporaryFolder::PrivateTemporaryFolder()
+    : path_(std::filesystem::temp_directory_path() /
+            ("marqen-tmp-" + std::to_string(::getpid()) + "-" + std::to_string(temporaryFolders++))),
+      temporary_("TMPDIR", path_.string()) {
     std::filesystem::create_directories(path_);
-    if (const char *value = std::getenv("TMPDIR")) {
-        previous_ = value;
-        hadPrevious_ = true;
-    }
-    ::setenv("TMPDIR", path_.c_str(), 1);
 }
 
 PrivateTemporaryFolder::~PrivateTemporaryFolder() {
-    if (hadPrevious_) ::setenv("TMPDIR", previous_.c_str(), 1);
-    else ::unsetenv("TMPDIR");
     std::error_code ec;
     std::filesystem::remove_all(path_, ec);
 }

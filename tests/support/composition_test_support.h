@@ -9,6 +9,7 @@
 #include "dom/document.h"
 #include "formats/pdf/pdf_test_helpers.h"
 #include "platform/image.h"
+#include "support/test_support.h"
 
 namespace marqen::test {
 
@@ -27,14 +28,13 @@ double redShareOfPicture(const std::filesystem::path &picture);
 class PrivateTemporaryFolder {
 public:
     PrivateTemporaryFolder();
-    ~PrivateTemporaryFolder();
+    ~PrivateTemporaryFolder();  // removes the folder
     const std::filesystem::path &path() const { return path_; }
     size_t entryCount() const;
 
 private:
     std::filesystem::path path_;
-    std::string previous_;
-    bool hadPrevious_ = false;
+    EnvironmentInForce temporary_;
 };
 
 }  // namespace marqen::test

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
-#include <cairo-pdf.h>
 
 #include <filesystem>
 
 #include "formats/composition_bundle.h"
+#include "formats/pdf/pdf_test_helpers.h"
 #include "formats/pdf/pdf_file.h"
 #include "platform/poppler_document.h"
 #include "support/test_support.h"
@@ -15,18 +15,6 @@ namespace fs = std::filesystem;
 namespace {
 
 const std::string kUUID = "abcdef01-2345-6789-abcd-ef0123456789";
-
-void makePDF(const fs::path &path, int pages) {
-    cairo_surface_t *surface = cairo_pdf_surface_create(path.c_str(), 200, 100);
-    cairo_t *cr = cairo_create(surface);
-    for (int page = 0; page < pages; ++page) {
-        cairo_rectangle(cr, 10 + page, 10, 50, 50);
-        cairo_fill(cr);
-        cairo_show_page(cr);
-    }
-    cairo_destroy(cr);
-    cairo_surface_destroy(surface);
-}
 
 std::vector<std::string> resourceNames(const MarqenCompositionBundle &bundle) {
     std::vector<std::string> names;
@@ -163,7 +151,7 @@ TEST(CompositionBundle, OpeningURLs) {
 
 TEST(CompositionBundle, PlainAndRichPDFs) {
     TempDir dir;
-    makePDF(dir / "plain.pdf", 2);
+    makeCairoPDF(dir / "plain.pdf", 2, 200, 100);
     auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "b1");
     ASSERT_TRUE(bundle->extractPDF(dir / "plain.pdf"));
     EXPECT_EQ(readFile(bundle->originalPDFFileURL()), readFile(dir / "plain.pdf"));
@@ -190,25 +178,8 @@ TEST(CompositionBundle, PlainAndRichPDFs) {
 }
 
 namespace {
-// A one-page PDF with the catalog as 1, the page tree as 2 and the page as 3.
-std::string onePagePDF() {
-    std::string pdf = "%PDF-1.4\n";
-    std::vector<size_t> offsets;
-    for (const std::string &body : {std::string("<< /Type /Catalog /Pages 2 0 R >>"),
-                                    std::string("<< /Type /Pages /Kids [3 0 R] /Count 1 >>"),
-                                    std::string("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] >>")}) {
-        offsets.push_back(pdf.size());
-        pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
-    }
-    const size_t xref = pdf.size();
-    pdf += "xref\n0 4\n0000000000 65535 f \n";
-    for (size_t offset : offsets) {
-        char entry[32];
-        std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", offset);
-        pdf += entry;
-    }
-    return pdf + "trailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
-}
+// A one-page PDF with the catalog as 1, the page tree as 2, the page as 3 and its content as 4.
+std::string onePagePDF() { return PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R"); }
 
 MarqenPDFObject parsedObject(const std::string &text) {
     size_t next = 0;

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "formats/rich_image/composition_png_codec.h"
 #include "formats/rich_image/rich_image_test_bundles.h"
 #include "formats/rich_image/rich_image_test_bytes.h"
@@ -110,10 +108,8 @@ TEST(CompositionPNGCodec, EachContainerRoundTripsTheBundle) {
 
 TEST(CompositionPNGCodec, DelegateChoosesResourcesAndTemporaryFilesGo) {
     TempDir dir;
-    const char *previous = std::getenv("TMPDIR");
-    const std::string saved = previous ? previous : "";
     fs::create_directory(dir / "tmp");
-    setenv("TMPDIR", (dir / "tmp").c_str(), 1);
+    EnvironmentInForce temporary("TMPDIR", (dir / "tmp").string());
     auto bundle = makeSampleBundle(dir / "in", MarqenImageFormat::PNG);
     auto delegate = std::make_shared<OnlyFirstResource>();
     MarqenCompositionPNGCodec codec;
@@ -126,7 +122,6 @@ TEST(CompositionPNGCodec, DelegateChoosesResourcesAndTemporaryFilesGo) {
     ASSERT_EQ(back->resources().size(), 1u);
     EXPECT_EQ(back->resources()[0].resourceURI, "marqen+uuid:///" + kFirstResourceUUID);
     EXPECT_TRUE(fs::is_empty(dir / "tmp"));
-    if (previous) setenv("TMPDIR", saved.c_str(), 1); else unsetenv("TMPDIR");
 }
 
 TEST(CompositionPNGCodec, FailuresKeepTheOldFileAndReportCodes) {
