@@ -124,6 +124,15 @@ struct Recorder {
     size_t count(const std::string &name) const { return std::count(names.begin(), names.end(), name); }
 };
 
+// The "action label" of every analytics event posted while it lives.
+struct AnalyticsLabels {
+    std::vector<std::string> labels;
+    NotificationToken token = NotificationCenter::defaultCenter().addObserver(
+        "MarqenAnalyticsInterestingEventDidOccur", nullptr, [this](const Notification &n) {
+            labels.push_back(*n.value<std::string>("action") + " " + *n.value<std::string>("label"));
+        });
+};
+
 class PropertiesModelTest : public testing::Test {
 protected:
     void SetUp() override { MainQueue::shared().drain(); }
@@ -220,10 +229,7 @@ TEST_F(PropertiesModelTest, ChoosingAColorAppliesRemembersAndAnnounces) {
     view.select({rectangle});
     EXPECT_EQ(model.colorProperty().currentColorID(), MarqenPropertyColorIDRed);
 
-    std::vector<std::string> labels;
-    auto token = NotificationCenter::defaultCenter().addObserver(
-        "MarqenAnalyticsInterestingEventDidOccur", nullptr,
-        [&](const Notification &n) { labels.push_back(*n.value<std::string>("action") + " " + *n.value<std::string>("label")); });
+    AnalyticsLabels analytics;
     Recorder recorder;
     model.colorProperty().chooseColor({0x19, 0x77, 0xFF, 1});
     EXPECT_EQ(rectangle->toolColor(), MarqenDOMColor(0x19, 0x77, 0xFF, 1));
@@ -232,7 +238,7 @@ TEST_F(PropertiesModelTest, ChoosingAColorAppliesRemembersAndAnnounces) {
     EXPECT_EQ(view.toolColor, MarqenDOMColor(0x19, 0x77, 0xFF, 1));
     EXPECT_EQ(recorder.count(kMarqenPropertyColorUserDidChangeColorNotification), 1u);
     EXPECT_EQ(recorder.count(kMarqenPropertyColorCurrentColorDidChangeNotification), 1u);
-    EXPECT_EQ(labels, std::vector<std::string>{"color_changed blue"});
+    EXPECT_EQ(analytics.labels, std::vector<std::string>{"color_changed blue"});
 
     model.colorProperty().chooseColor({10, 20, 30, 1});
     EXPECT_EQ(model.colorProperty().currentColorID(), MarqenPropertyColorIDCustom);
@@ -308,10 +314,7 @@ TEST_F(PropertiesModelTest, TextStyleAndFontFollowTheSelectedTexts) {
     view.select({first, second});
     EXPECT_EQ(model.textStyleProperty().currentTextStyleID(), MarqenDOMTextBlockStyleBubble);  // mixed: remembered
 
-    std::vector<std::string> labels;
-    auto token = NotificationCenter::defaultCenter().addObserver(
-        "MarqenAnalyticsInterestingEventDidOccur", nullptr,
-        [&](const Notification &n) { labels.push_back(*n.value<std::string>("action") + " " + *n.value<std::string>("label")); });
+    AnalyticsLabels analytics;
     model.textStyleProperty().chooseTextStyle(2);
     EXPECT_EQ(first->textBlockStyle(), MarqenDOMTextBlockStyleLabel);
     EXPECT_EQ(second->textBlockStyle(), MarqenDOMTextBlockStyleLabel);
@@ -321,7 +324,7 @@ TEST_F(PropertiesModelTest, TextStyleAndFontFollowTheSelectedTexts) {
     view.select({first});
     model.textFontProperty().chooseTextFont(MarqenDOMFont("Times-Roman", 18));
     EXPECT_EQ(model.textFontProperty().emptySelectionTextFont(), MarqenDOMFont("Times-Roman", 18));
-    EXPECT_EQ(labels, (std::vector<std::string>{"object_interact label_text", "font_changed Times-Roman"}));
+    EXPECT_EQ(analytics.labels, (std::vector<std::string>{"object_interact label_text", "font_changed Times-Roman"}));
 }
 
 TEST_F(PropertiesModelTest, FontFollowsTheContentScaleFactor) {
@@ -399,11 +402,11 @@ TEST_F(PropertiesModelTest, CropLimitsAndOperation) {
     view.tools.setAllowCropAndResizeTools(true);
     view.chooseTool(MarqenToolIDCrop);
     MarqenPropertyCrop &crop = *model.cropProperty();
-    EXPECT_TRUE(CGRectEqualToRect(crop.cropRect(), CGRectMake(0, 0, 800, 600)));
+    EXPECT_EQ(crop.cropRect(), CGRectMake(0, 0, 800, 600));
     crop.setCropRect(CGRectMake(790, -50, 2, 3));  // raised to the minimum, moved inside the page
-    EXPECT_TRUE(CGRectEqualToRect(crop.cropRect(), CGRectMake(790, 0, 10, 10)));
+    EXPECT_EQ(crop.cropRect(), CGRectMake(790, 0, 10, 10));
     crop.setCropRect(CGRectMake(NAN, 0, 10, 10));
-    EXPECT_TRUE(CGRectEqualToRect(crop.cropRect(), CGRectMake(790, 0, 10, 10)));
+    EXPECT_EQ(crop.cropRect(), CGRectMake(790, 0, 10, 10));
 
     Recorder recorder;
     MainQueue::shared().drain();
@@ -421,14 +424,13 @@ TEST_F(PropertiesModelTest, ResizeLimitsKeepScaleAndSizeInStep) {
     MarqenPropertyResize &resize = *model.resizeProperty();
     EXPECT_DOUBLE_EQ(resize.maximumResizeScale(), 62.5);  // 50000 / 800
     resize.setResizeScale(0.5);
-    EXPECT_EQ(resize.resizeSize().width, 400);
-    EXPECT_EQ(resize.resizeSize().height, 300);
+    EXPECT_EQ(resize.resizeSize(), CGSizeMake(400, 300));
     resize.setResizeSize({1600, 1});
     EXPECT_EQ(resize.resizeScale(), 2);
-    EXPECT_EQ(resize.resizeSize().height, 1200);
+    EXPECT_EQ(resize.resizeSize(), CGSizeMake(1600, 1200));
     resize.setResizeScale(1000);
     EXPECT_DOUBLE_EQ(resize.resizeScale(), 62.5);
-    EXPECT_EQ(resize.resizeSize().width, 50000);
+    EXPECT_EQ(resize.resizeSize(), CGSizeMake(50000, 37500));
     resize.setResizeScale(0.0001);
     EXPECT_DOUBLE_EQ(resize.resizeScale(), 10.0 / 600);  // the height reaches its minimum first
     resize.setResizeScale(-1);

@@ -128,7 +128,7 @@ TEST_F(ToolsModelTest, SecondaryBar) {
     EXPECT_FALSE(model.secondaryTools());
 }
 
-TEST_F(ToolsModelTest, ChoosingTheCurrentToolPostsNothing) {
+TEST_F(ToolsModelTest, NotificationsArriveLaterOnTheMainQueueAndTheCurrentToolPostsNothing) {
     MarqenToolsModel model;
     model.expandMainTools();
     MainQueue::shared().drain();
@@ -137,13 +137,7 @@ TEST_F(ToolsModelTest, ChoosingTheCurrentToolPostsNothing) {
     MainQueue::shared().drain();
     EXPECT_TRUE(seen.names.empty());
     EXPECT_FALSE(model.previousTool());
-}
 
-TEST_F(ToolsModelTest, NotificationsArriveLaterOnTheMainQueue) {
-    MarqenToolsModel model;
-    model.expandMainTools();
-    MainQueue::shared().drain();
-    ToolsNotifications seen(&model);
     model.chooseTool(kText);
     EXPECT_TRUE(seen.names.empty());  // not inline
     MainQueue::shared().drain();
