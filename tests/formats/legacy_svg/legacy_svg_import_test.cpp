@@ -188,30 +188,29 @@ TEST(LegacySVGImport, RootStyleColourOrWhite) {
     EXPECT_EQ(background->pixelAt(0, 0), 0xFFFFFFFFu);
 }
 
-TEST(LegacySVGImport, EmbeddedPNGBecomesTheBackgroundAndSetsTheSize) {
+// The embedded PNG becomes the background and sets the page's size in points: a picture at twice the
+// resolution is scaled to its point size.
+TEST(LegacySVGImport, EmbeddedPNGBecomesTheBackgroundAtItsPointSize) {
     TempDir dir;
-    auto imported = importText(dir, legacyFile(plainRoot(), "<image x=\"0\" y=\"0\" xlink:href=\"" +
-                                                                pngDataURI(30, 20, 0xFFFF0000) + "\"/>"));
-    ASSERT_TRUE(imported.document) << imported.error.description();
-    EXPECT_EQ(imported.document->frame().size.width, 30);
-    EXPECT_EQ(imported.document->frame().size.height, 20);
-    auto background = backgroundImageOf(*imported.document);
-    ASSERT_TRUE(background);
-    EXPECT_EQ(background->width(), 30);
-    EXPECT_EQ(background->pixelAt(10, 10), 0xFFFF0000u);
-}
-
-TEST(LegacySVGImport, ImageAtTwiceTheResolutionIsScaledToItsPointSize) {
-    TempDir dir;
-    auto imported = importText(dir, legacyFile(plainRoot(), "<image x=\"0\" y=\"0\" xlink:href=\"" +
-                                                                pngDataURI(40, 20, 0xFF00FF00, 144) + "\"/>"));
-    ASSERT_TRUE(imported.document) << imported.error.description();
-    EXPECT_EQ(imported.document->frame().size.width, 20);
-    EXPECT_EQ(imported.document->frame().size.height, 10);
-    auto background = backgroundImageOf(*imported.document);
-    EXPECT_EQ(background->width(), 20);
-    EXPECT_EQ(background->height(), 10);
-    EXPECT_EQ(background->pixelAt(10, 5), 0xFF00FF00u);
+    struct Row {
+        int pixelWidth, pixelHeight;
+        uint32_t argb;
+        double dpi;
+        int width, height;
+    };
+    for (const Row &row : {Row{30, 20, 0xFFFF0000, 72, 30, 20}, Row{40, 20, 0xFF00FF00, 144, 20, 10}}) {
+        SCOPED_TRACE(row.dpi);
+        auto imported = importText(dir, legacyFile(plainRoot(), "<image x=\"0\" y=\"0\" xlink:href=\"" +
+                                                                    pngDataURI(row.pixelWidth, row.pixelHeight, row.argb, row.dpi) + "\"/>"));
+        ASSERT_TRUE(imported.document) << imported.error.description();
+        EXPECT_EQ(imported.document->frame().size.width, row.width);
+        EXPECT_EQ(imported.document->frame().size.height, row.height);
+        auto background = backgroundImageOf(*imported.document);
+        ASSERT_TRUE(background);
+        EXPECT_EQ(background->width(), row.width);
+        EXPECT_EQ(background->height(), row.height);
+        EXPECT_EQ(background->pixelAt(10, 5), row.argb);
+    }
 }
 
 TEST(LegacySVGImport, ImagesThatAreNoPNGDataAreIgnored) {

@@ -16,6 +16,7 @@ using marqen::test::TempDir;
 namespace {
 
 constexpr const char *kUUID = "abcdef01-2345-6789-abcd-ef0123456789";
+const std::string kURI = std::string("marqen+uuid:///") + kUUID;
 
 struct Outcome {
     std::filesystem::path file;
@@ -66,7 +67,7 @@ MarqenImageRef tinyImage() {
 }  // namespace
 
 TEST(MarqenDirectoryResourceCoordinator, FileNamesComeFromTheUUIDOnly) {
-    EXPECT_EQ(MarqenDirectoryResourceCoordinator::fileNameForURI(std::string("marqen+uuid:///") + kUUID), kUUID);
+    EXPECT_EQ(MarqenDirectoryResourceCoordinator::fileNameForURI(kURI), kUUID);
     EXPECT_EQ(MarqenDirectoryResourceCoordinator::fileNameForURI("MARQEN+UUID:///ABCDEF01-2345-6789-ABCD-EF0123456789.PNG"),
               std::string(kUUID) + ".png");
     // Leading dots and slashes are trimmed as a bundle trims them: the name stays a plain file name.
@@ -82,7 +83,7 @@ TEST(MarqenDirectoryResourceCoordinator, StoresAndLoadsBackByURI) {
     TempDir directory;
     auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
     ASSERT_NE(coordinator, nullptr);
-    std::string uri = std::string("marqen+uuid:///") + kUUID;
+    const std::string &uri = kURI;
     Outcome stored = store(*coordinator, uri, tinyImage());
     EXPECT_EQ(stored.calls, 1);
     EXPECT_FALSE(stored.error);
@@ -108,12 +109,12 @@ TEST(MarqenDirectoryResourceCoordinator, AFileWithAnExtensionAnswersForItsUUID) 
     TempDir directory;
     ASSERT_TRUE(MarqenImageWriteToFile(*tinyImage(), directory / (std::string(kUUID) + ".png"), MarqenImageFormat::PNG));
     auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
-    Outcome loaded = load(*coordinator, std::string("marqen+uuid:///") + kUUID);
+    Outcome loaded = load(*coordinator, kURI);
     ASSERT_FALSE(loaded.error);
     EXPECT_EQ(loaded.file.filename(), std::string(kUUID) + ".png");
     // Storing again replaces that same file, so that loading finds the new pixels.
     auto other = MarqenImage::create(5, 5);
-    Outcome stored = store(*coordinator, std::string("marqen+uuid:///") + kUUID, other);
+    Outcome stored = store(*coordinator, kURI, other);
     EXPECT_EQ(stored.file, loaded.file);
     EXPECT_EQ(MarqenImageDecodeFile(loaded.file)->width(), 5);
 }
@@ -136,7 +137,7 @@ TEST(MarqenDirectoryResourceCoordinator, NothingOutsideTheDirectoryIsReadOrWritt
     // A symbolic link inside the directory that points out of it is refused both ways.
     test::writeFile(outside / "secret.png", "not yours");
     std::filesystem::create_symlink(outside / "secret.png", directory / kUUID);
-    std::string uri = std::string("marqen+uuid:///") + kUUID;
+    const std::string &uri = kURI;
     Outcome linked = load(*coordinator, uri);
     ASSERT_TRUE(linked.error);
     EXPECT_EQ(linked.error->code, MarqenResourceErrorOutsideStorage);
@@ -156,7 +157,7 @@ TEST(MarqenDirectoryResourceCoordinator, NothingOutsideTheDirectoryIsReadOrWritt
 TEST(MarqenDirectoryResourceCoordinator, AnswersInTheOrderAskedOnTheMainQueue) {
     TempDir directory;
     auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
-    const std::string uri = std::string("marqen+uuid:///") + kUUID;
+    const std::string &uri = kURI;
     auto order = std::make_shared<std::vector<std::string>>();
     auto record = [order](const char *what) {
         return [order, what](const std::filesystem::path &, const std::string &, const MarqenError *error) {
@@ -222,7 +223,7 @@ TEST(MarqenDirectoryResourceCoordinator, ALinkSwappedInAfterTheCheckIsNotFollowe
     auto bitmap = MarqenDOMBitmap::create();
     document->addNode(bitmap);
     LogCapture log;
-    bitmap->setUri(std::string("marqen+uuid:///") + kUUID);
+    bitmap->setUri(kURI);
     document->waitForOperationsToFinish();
     EXPECT_TRUE(std::filesystem::is_symlink(directory / kUUID));  // the swap happened before the read
     EXPECT_EQ(bitmap->image(), nullptr);

@@ -59,6 +59,14 @@ protected:
         source = {(dir / "index.json").string(), (dir / "resource").string(), kUUID};
     }
     std::string path(const std::string &name) const { return (dir / name).string(); }
+    // The answer of a file test (MarqenJPGImageIsValidMarqenJPGFile, ...) for a file of these bytes.
+    int fileTest(int (*test)(FILE *), const std::string &bytes) {
+        writeFile(dir / "t", bytes);
+        FILE *file = std::fopen(path("t").c_str(), "rb");
+        const int result = test(file);
+        std::fclose(file);
+        return result;
+    }
     Walk walkPNG(const std::string &name, int *result) {
         Walk walk;
         *result = MarqenPNGReadChunkTokens(&walk, path(name).c_str(), recordToken);
@@ -182,13 +190,7 @@ TEST_F(RichImageCodec, PNGWriterFailures) {
 }
 
 TEST_F(RichImageCodec, JPEGTestsLookOnlyAtTheNameAndTrailer) {
-    auto code = [&](const std::string &bytes) {
-        writeFile(dir / "t.jpg", bytes);
-        FILE *file = std::fopen(path("t.jpg").c_str(), "rb");
-        int result = MarqenJPGImageIsValidMarqenJPGFile(file);
-        std::fclose(file);
-        return result;
-    };
+    auto code = [&](const std::string &bytes) { return fileTest(MarqenJPGImageIsValidMarqenJPGFile, bytes); };
     EXPECT_EQ(code(fakeJPEG(124)), 10);
     EXPECT_EQ(code(fakeJPEG(125)), 12);  // a JPEG, but no trailer
     EXPECT_EQ(code(fakeJPEG(200, std::string("JFIF\1", 5))), 11);
@@ -229,13 +231,7 @@ TEST_F(RichImageCodec, JPEGWriterAppendsChunksLengthAndMarker) {
 }
 
 TEST_F(RichImageCodec, HEICTestsAndBoxWalk) {
-    auto code = [&](const std::string &bytes) {
-        writeFile(dir / "t.heic", bytes);
-        FILE *file = std::fopen(path("t.heic").c_str(), "rb");
-        int result = MarqenHEICImageIsValidMarqenHEICFile(file);
-        std::fclose(file);
-        return result;
-    };
+    auto code = [&](const std::string &bytes) { return fileTest(MarqenHEICImageIsValidMarqenHEICFile, bytes); };
     EXPECT_EQ(code(""), 13);
     EXPECT_EQ(code(std::string(19, 'x')), 10);
     EXPECT_EQ(code(be32(19) + "ftyp" + std::string(12, 'x')), 11);

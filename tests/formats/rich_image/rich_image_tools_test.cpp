@@ -1,11 +1,10 @@
 // Rich images stay ordinary pictures for other programs: pngcheck, heif-info, exiftool and libvips read
 // what the codec writes, and libvips decodes the same pixels as the preview's.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <cstring>
 
+#include "formats/pdf/pdf_test_helpers.h"
 #include "formats/rich_image/composition_png_codec.h"
 #include "formats/rich_image/rich_image_test_bundles.h"
 #include "platform/image_io.h"
@@ -17,17 +16,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-int runTool(const std::string &command, std::string *output = nullptr) {
-    TempDir dir;
-    const std::string full = command + " >" + (dir / "out").string() + " 2>&1 </dev/null";
-    const int status = std::system(full.c_str());
-    if (output) *output = readFile(dir / "out");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 // Every tool is installed by scripts/setup.sh; a missing one is a broken setup, not a skipped check.
 void requireTool(const std::string &name) {
-    ASSERT_EQ(runTool("command -v " + name), 0) << name << " is missing: run scripts/setup.sh";
+    ASSERT_TRUE(toolAvailable(name)) << name << " is missing: run scripts/setup.sh";
 }
 
 fs::path packSample(const TempDir &dir, MarqenImageFormat format) {
