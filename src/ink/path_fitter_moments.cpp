@@ -94,9 +94,42 @@ void PathFitterMoments::build(const float *pts, int s, const double *sums, int c
     Sums acc;
     add(acc, sums[0], x0, y0, x0, y0);
     checkpoints_.push_back(acc);
-    for (int k = 1; k <= count; ++k) {
-        add(acc, sums[k], pts[2 * (s + k)], pts[2 * (s + k) + 1], x0, y0);
-        if (k % kStride == 0) checkpoints_.push_back(acc);
+    // Each stride of points is summed on its own and then added to the running sums (a sum's error bound
+    // only depends on how many additions a term goes through, which this does not raise); the loops are
+    // split so that each keeps its few sums in registers.
+    for (int first = 1; first <= count; first += kStride) {
+        const int last = std::min(count, first + kStride - 1);
+        const double *r = sums + first;
+        const float *p = pts + 2 * (s + first);
+        const int n = last - first + 1;
+        Wide r1 = 0, r2 = 0, r3 = 0, r4 = 0, r5 = 0, r6 = 0;
+        for (int k = 0; k < n; ++k) {
+            const Wide v = r[k], v2 = v * v, v3 = v2 * v, v4 = v3 * v, v5 = v4 * v, v6 = v5 * v;
+            r1 += v, r2 += v2, r3 += v3, r4 += v4, r5 += v5, r6 += v6;
+        }
+        Wide a1 = 0, a2 = 0, a3 = 0, b1 = 0, b2 = 0, b3 = 0;
+        for (int k = 0; k < n; ++k) {
+            const Wide v = r[k], v2 = v * v, v3 = v2 * v, dx = static_cast<Wide>(p[2 * k]) - x0;
+            a1 += dx * v, a2 += dx * v2, a3 += dx * v3;
+        }
+        for (int k = 0; k < n; ++k) {
+            const Wide v = r[k], v2 = v * v, v3 = v2 * v, dy = static_cast<Wide>(p[2 * k + 1]) - y0;
+            b1 += dy * v, b2 += dy * v2, b3 += dy * v3;
+        }
+        Wide d2 = 0;
+        double maxAbs = acc.maxAbs, maxDx = acc.maxDx, maxDy = acc.maxDy;
+        for (int k = 0; k < n; ++k) {
+            const Wide dx = static_cast<Wide>(p[2 * k]) - x0, dy = static_cast<Wide>(p[2 * k + 1]) - y0;
+            d2 += dx * dx + dy * dy;
+            maxAbs = std::max(maxAbs, std::abs(static_cast<double>(p[2 * k])) + std::abs(static_cast<double>(p[2 * k + 1])));
+            maxDx = std::max(maxDx, static_cast<double>(std::abs(dx)));
+            maxDy = std::max(maxDy, static_cast<double>(std::abs(dy)));
+        }
+        acc.r[0] += r1, acc.r[1] += r2, acc.r[2] += r3, acc.r[3] += r4, acc.r[4] += r5, acc.r[5] += r6;
+        acc.dx[0] += a1, acc.dx[1] += a2, acc.dx[2] += a3, acc.dy[0] += b1, acc.dy[1] += b2, acc.dy[2] += b3;
+        acc.d2 += d2;
+        acc.maxAbs = maxAbs, acc.maxDx = maxDx, acc.maxDy = maxDy;
+        if (n == kStride) checkpoints_.push_back(acc);
     }
 }
 
@@ -110,7 +143,8 @@ void PathFitterMoments::build(const float *pts, int s, const double *sums, int c
 // Two errors separate the value computed here from the one generateBezier computes:
 // - ours: every moment is a sum of nonnegative powers (or of powers times offsets, bounded by the
 //   largest offset times the plain sum), summed in extended precision (unit u_L) after at most 6
-//   roundings per term, so it errs by at most (m + 40)·u_L relatively to that bound; combining them errs by
+//   roundings per term, and no term goes through more than m additions (also with the sums taken a
+//   stride at a time), so it errs by at most (m + 40)·u_L relatively to that bound; combining them errs by
 //   at most that relative amount of the sum of the absolute values of the combined terms ("mass"), plus
 //   a few u_L of it;
 // - generateBezier's: with unit u of double, each of its terms lies within 100u (C terms) or 100u·Q
