@@ -5,18 +5,12 @@
 // runs for JPEG (at the same quality, 75; goal: at most 1.3) and PNG (goal: at most 1.1: the command streams
 // the picture through the same libvips decoder and encoder, and deflate dominates, so what it may add is its
 // start-up and its safe write, the file and its folder flushed to disk, which vips copy does not do).
-// Then the image adapter in process (the picture decoded into a MarqenImage, then encoded from it and written
-// safely) against the libvips API in process doing the same load and save, written as safely. Goals: at most
-// 1.7 for JPEG (the adapter decodes the whole 48 MB frame before it encodes, where the libvips pipeline
-// overlaps decoding and encoding on two cores and never holds the frame, and it packs the pixels to and from
-// ARGB; measured 1.46-1.65) and 1.1 for PNG (deflate dominates; measured 0.97-1.09).
 // MARQEN_CLI names the marqen program (default: marqen on the PATH).
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vips/vips.h>
 
 #include <algorithm>
 #include <chrono>
@@ -139,57 +133,6 @@ void BM_VipsCopyCommandJPEG(benchmark::State &state) { runCommand(state, "vips J
 void BM_RenderCommandPNG(benchmark::State &state) { runCommand(state, "render PNG", renderCommand("png")); }
 void BM_VipsCopyCommandPNG(benchmark::State &state) { runCommand(state, "vips PNG", vipsCommand("png")); }
 
-// The adapter: the whole picture decoded into a MarqenImage, then encoded from it.
-void adapterRoundTrip(benchmark::State &state, const char *extension, MarqenImageFormat format) {
-    MarqenImageEncodeOptions options;
-    options.quality = 0.75;
-    for (auto _ : state) {
-        MarqenError error;
-        MarqenImageRef image = MarqenImageDecodeFile(workDirectory / (std::string("in.") + extension), nullptr, &error);
-        if (!image || !MarqenImageWriteToFile(*image, workDirectory / (std::string("adapter.") + extension), format,
-                                              options, &error)) {
-            state.SkipWithError(error.description().c_str());
-            break;
-        }
-    }
-}
-
-// Flushes a file or a folder to disk.
-bool flush(const fs::path &path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return false;
-    const bool flushed = ::fsync(descriptor) == 0;
-    ::close(descriptor);
-    return flushed;
-}
-
-// The libvips API doing the same load and save in this process, as `vips copy` does, and the same safe
-// write as the adapter's: a temporary file flushed to disk, renamed into place, the folder flushed.
-void libraryRoundTrip(benchmark::State &state, const char *extension) {
-    const std::string input = (workDirectory / (std::string("in.") + extension)).string();
-    const fs::path temporary = workDirectory / (std::string("library-temporary.") + extension);
-    const fs::path output = workDirectory / (std::string("library.") + extension);
-    const std::string saveName = temporary.string() + (std::string(extension) == "jpg" ? "[Q=75]" : "");
-    for (auto _ : state) {
-        VipsImage *image = vips_image_new_from_file(input.c_str(), "access", VIPS_ACCESS_SEQUENTIAL, nullptr);
-        bool saved = image && vips_image_write_to_file(image, saveName.c_str(), nullptr) == 0;
-        if (image) g_object_unref(image);
-        std::error_code code;
-        saved = saved && flush(temporary);
-        fs::rename(temporary, output, code);
-        saved = saved && !code && flush(workDirectory);
-        if (!saved) {
-            state.SkipWithError(vips_error_buffer());
-            break;
-        }
-    }
-}
-
-void BM_AdapterJPEG(benchmark::State &state) { adapterRoundTrip(state, "jpg", MarqenImageFormat::JPEG); }
-void BM_LibvipsJPEG(benchmark::State &state) { libraryRoundTrip(state, "jpg"); }
-void BM_AdapterPNG(benchmark::State &state) { adapterRoundTrip(state, "png", MarqenImageFormat::PNG); }
-void BM_LibvipsPNG(benchmark::State &state) { libraryRoundTrip(state, "png"); }
-
 }  // namespace
 
 BENCHMARK(BM_RenderCommandJPEG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
@@ -197,10 +140,6 @@ BENCHMARK(BM_VipsCopyCommandJPEG)->Unit(benchmark::kMillisecond)->UseRealTime()-
 // A PNG round trip takes seconds: a few runs a repetition.
 BENCHMARK(BM_RenderCommandPNG)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_VipsCopyCommandPNG)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(BM_AdapterJPEG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
-BENCHMARK(BM_LibvipsJPEG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
-BENCHMARK(BM_AdapterPNG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
-BENCHMARK(BM_LibvipsPNG)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
 
 int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
@@ -213,17 +152,10 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "bench_image_io: cannot write the inputs in %s\n", pattern);
         return 1;
     }
-    // The same libvips start-up as the adapter's, so that the library rows time only load and save.
-    if (VIPS_INIT(argv[0]) != 0) return 1;
-    vips_cache_set_max(0);
     marqen::bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reportCommandRatio("JPEG", "render JPEG", "vips JPEG", 1.3);
     reportCommandRatio("PNG", "render PNG", "vips PNG", 1.1);
-    reporter.printRatio("4000x3000 JPEG: adapter decode+encode / libvips load+save", "BM_AdapterJPEG", "BM_LibvipsJPEG",
-                        1.7);
-    reporter.printRatio("4000x3000 PNG: adapter decode+encode / libvips load+save", "BM_AdapterPNG", "BM_LibvipsPNG",
-                        1.1);
     std::error_code ignored;
     fs::remove_all(workDirectory, ignored);
     benchmark::Shutdown();
