@@ -64,11 +64,15 @@ private:
     CGRect bounds_{};
 };
 
+// The annotation layer of a 100 × 100 page.
+struct AnnotationLayer : ::testing::Test {
+    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({100, 100}, 1);
+    std::shared_ptr<MarqenDOMLayer> layer = document->annotationLayer();
+};
+
 }  // namespace
 
-TEST(MarqenDOMNode, AddChildPostsTheExactSequenceAndUndoRemovesIt) {
-    auto document = MarqenDOMDocument::createWithSize({100, 100}, 1);
-    auto layer = document->annotationLayer();
+TEST_F(AnnotationLayer, AddChildPostsTheExactSequenceAndUndoRemovesIt) {
     NotificationRecorder recorder;
     recorder.watch(layer.get());
     auto box = TestBox::create(CGRectMake(1, 2, 3, 4));
@@ -101,9 +105,7 @@ TEST(MarqenDOMNode, AddChildPostsTheExactSequenceAndUndoRemovesIt) {
     EXPECT_EQ(box->parent(), layer);
 }
 
-TEST(MarqenDOMNode, InsertBeforeCarriesIndexAndClearsActive) {
-    auto document = MarqenDOMDocument::createWithSize({100, 100}, 1);
-    auto layer = document->annotationLayer();
+TEST_F(AnnotationLayer, InsertBeforeCarriesIndexAndClearsActive) {
     auto first = TestBox::create(CGRectZero), second = TestBox::create(CGRectZero);
     layer->addChild(first);
     NotificationRecorder recorder;
@@ -138,9 +140,7 @@ TEST(MarqenDOMNode, RemovedLabelComesBackInFrontOfItsNode) {
     EXPECT_EQ(layer->childAtIndex(2), owner);
 }
 
-TEST(MarqenDOMNode, UndoGroupsReverseAndRedo) {
-    auto document = MarqenDOMDocument::createWithSize({100, 100}, 1);
-    auto layer = document->annotationLayer();
+TEST_F(AnnotationLayer, UndoGroupsReverseAndRedo) {
     auto *undo = document->undoManager();
     auto a = TestBox::create(CGRectZero), b = TestBox::create(CGRectZero);
     undo->beginUndoGrouping();
@@ -162,14 +162,13 @@ TEST(MarqenDOMNode, UndoGroupsReverseAndRedo) {
     EXPECT_FALSE(undo->canRedo());
 }
 
-TEST(MarqenDOMNode, DestroyedTargetsLeaveNoUndoActions) {
-    auto document = MarqenDOMDocument::createWithSize({100, 100}, 1);
+TEST_F(AnnotationLayer, DestroyedTargetsLeaveNoUndoActions) {
     auto *undo = document->undoManager();
     auto box = TestBox::create(CGRectZero);
     // Attached and detached without undo, so that no action of the layer keeps the box alive.
     undo->disableUndoRegistration();
-    document->annotationLayer()->addChild(box);
-    document->annotationLayer()->removeChild(box);
+    layer->addChild(box);
+    layer->removeChild(box);
     undo->enableUndoRegistration();
     bool ran = false;
     undo->registerUndo(box.get(), [&ran] { ran = true; });
@@ -181,9 +180,7 @@ TEST(MarqenDOMNode, DestroyedTargetsLeaveNoUndoActions) {
     EXPECT_FALSE(ran);
 }
 
-TEST(MarqenDOMNode, ArrangeMovesSecondAfterFirstWithoutUndo) {
-    auto document = MarqenDOMDocument::createWithSize({100, 100}, 1);
-    auto layer = document->annotationLayer();
+TEST_F(AnnotationLayer, ArrangeMovesSecondAfterFirstWithoutUndo) {
     auto a = TestBox::create(CGRectZero), b = TestBox::create(CGRectZero), c = TestBox::create(CGRectZero);
     for (auto &node : {a, b, c}) layer->addChild(node);
     size_t before = document->undoManager()->undoCount();

@@ -26,6 +26,13 @@ std::shared_ptr<MarqenDOMText> textInDocument(const std::shared_ptr<MarqenDOMDoc
     return text;
 }
 
+// A text added to a 400 × 300 page, with no undo history.
+struct TextOnAPage : ::testing::Test {
+    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({400, 300}, 1);
+    std::shared_ptr<MarqenDOMText> text = textInDocument(document);
+    UndoManager *undo = document->undoManager();
+};
+
 }  // namespace
 
 TEST(MarqenDOMTextEnums, WrittenAndReadForms) {
@@ -106,10 +113,7 @@ TEST(MarqenDOMTextJSON, TypeResolutionIncludingTheOlderIdentifier) {
     EXPECT_EQ(MarqenDOMNode::nodeWithDictionary({{"type", "Text"}})->jsonType(), "Text");
 }
 
-TEST(MarqenDOMTextSetters, ChangeProtocolAndDeliberateExceptions) {
-    auto document = MarqenDOMDocument::createWithSize({400, 300}, 1);
-    auto text = textInDocument(document);
-    auto *undo = document->undoManager();
+TEST_F(TextOnAPage, SettersChangeProtocolAndDeliberateExceptions) {
 
     auto names = namesPostedFor(text.get(), [&] { text->setAlignment(MarqenDOMTextAlignmentCenter); });
     EXPECT_TRUE(names.empty());
@@ -131,10 +135,7 @@ TEST(MarqenDOMTextSetters, ChangeProtocolAndDeliberateExceptions) {
     EXPECT_EQ(text->wrapWidth(), 0);
 }
 
-TEST(MarqenDOMTextSetters, FirstTypingIsNotUndoneToAnEmptyString) {
-    auto document = MarqenDOMDocument::createWithSize({400, 300}, 1);
-    auto text = textInDocument(document);
-    auto *undo = document->undoManager();
+TEST_F(TextOnAPage, SettersFirstTypingIsNotUndoneToAnEmptyString) {
     text->setText("Hello");
     EXPECT_EQ(undo->undoCount(), 0u);
     text->setText("Hello");  // unchanged: nothing
@@ -219,10 +220,7 @@ TEST(MarqenDOMTextToolSize, ClampsConvertsAndIgnoresLabels) {
     EXPECT_EQ(label->font()->size(), 24);
 }
 
-TEST(MarqenDOMTextToolColor, SetsFillAndContrastingStrokeWithUndoOnlyAfterAColour) {
-    auto document = MarqenDOMDocument::createWithSize({400, 300}, 1);
-    auto text = textInDocument(document);
-    auto *undo = document->undoManager();
+TEST_F(TextOnAPage, ToolColorSetsFillAndContrastingStrokeWithUndoOnlyAfterAColour) {
     auto names = namesPostedFor(text.get(), [&] { text->setToolColor(MarqenDOMColor(0, 0, 128, 1)); });
     EXPECT_EQ(names.back(), MarqenDOMNodeNeedsDisplay);
     EXPECT_EQ(text->fillColor(), MarqenDOMColor(0, 0, 128, 1));
