@@ -3,18 +3,12 @@
 #include <cmath>
 
 #include "dom/bitmap.h"
-#include "dom/document.h"
-#include "dom/layer.h"
 #include "dom/line.h"
 #include "editing/analytics.h"
-#include "editing/tools_model.h"
 #include "foundation/notification_center.h"
-#include "foundation/queues.h"
 #include "foundation/resource_budget.h"
-#include "foundation/undo_manager.h"
 #include "formats/directory_resource_coordinator.h"
-#include "interaction/document_view.h"
-#include "interaction/preferences.h"
+#include "interaction/page_view.h"
 #include "support/test_support.h"
 
 using namespace marqen;
@@ -33,12 +27,12 @@ MarqenImageRef gradientImage(int width, int height) {
 }
 
 // A 40 × 30 page over a gradient picture, with a line, a directory for the pictures' resources, and undo.
-class CanvasOperationsTest : public testing::Test {
+class CanvasOperationsTest : public testing::Test, public test::PageView {
 protected:
+    CanvasOperationsTest() : PageView({40, 30}) {}
     void SetUp() override {
         coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
         document->setResourceCoordinator(coordinator);
-        document->setUndoManager(undo);
         document->addBackgroundImage(gradientImage(40, 30), 0, MarqenJSON::object());
         line = MarqenDOMLine::create();
         document->addNode(line);
@@ -48,39 +42,12 @@ protected:
         undo->removeAllActions();
         start = json();
     }
-    void TearDown() override {
-        document->waitForOperationsToFinish();
-        MainQueue::shared().drain();
-    }
-    std::string json() const { return document->dictionaryRepresentation().dump(); }
+    void TearDown() override { document->waitForOperationsToFinish(); }
     std::shared_ptr<MarqenDOMBitmap> background() const { return document->backgroundLayer()->primaryBitmap(); }
-    void drag(CGPoint from, CGPoint to) {
-        view.pointerPressed({view.viewPointForModelPoint(from)});
-        view.pointerMoved({view.viewPointForModelPoint({(from.x + to.x) / 2, (from.y + to.y) / 2})});
-        view.pointerMoved({view.viewPointForModelPoint(to)});
-        view.pointerReleased({view.viewPointForModelPoint(to)});
-    }
-    // Undo brings back the start, redo the result, both exactly.
-    void expectUndoRedo(const std::string &name) {
-        EXPECT_EQ(undo->undoActionName(), name);
-        std::string end = json();
-        view.undo();
-        document->waitForOperationsToFinish();
-        EXPECT_EQ(json(), start);
-        view.redo();
-        document->waitForOperationsToFinish();
-        EXPECT_EQ(json(), end);
-    }
 
     TempDir directory;
     std::shared_ptr<MarqenDirectoryResourceCoordinator> coordinator;
-    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({40, 30}, 1);
-    std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
-    MarqenToolsModel tools;
-    MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
-    MarqenDocumentView view{document, &tools, &preferences};
     std::shared_ptr<MarqenDOMLine> line;
-    std::string start;
 };
 
 }  // namespace
@@ -93,7 +60,7 @@ TEST_F(CanvasOperationsTest, PixelateReplacesThePixelsUnderTheDraggedRectangleFo
         });
     std::string originalUri = background()->uri();
     tools.setAllowPixelateTool(true);
-    tools.chooseTool(MarqenTool(MarqenToolIDPixelate));
+    tool(MarqenToolIDPixelate);
     drag({2, 3}, {13, 11});  // over the line too: the line is not a picture and stays
     EXPECT_FALSE(view.pendingRect());
     document->waitForOperationsToFinish();
@@ -119,7 +86,7 @@ TEST_F(CanvasOperationsTest, PixelateReplacesThePixelsUnderTheDraggedRectangleFo
             if (image.pixelAt(x, y) == gradientPixel(x, y)) ADD_FAILURE() << "kept " << x << "," << y;
     EXPECT_EQ(line->startPoint(), (CGPoint{5, 5}));
     EXPECT_EQ(analytics, (std::vector<std::string>{"pixel"}));
-    expectUndoRedo("Pixelate");
+    expectLastStep("Pixelate", start);
     view.undo();
     document->waitForOperationsToFinish();
     EXPECT_EQ(background()->uri(), originalUri);
@@ -155,7 +122,7 @@ TEST_F(CanvasOperationsTest, RotateCanvasTurnsPageAndEverythingOnItClockwise) {
     ASSERT_EQ(bitmap->image()->width(), 30);
     EXPECT_EQ(bitmap->image()->pixelAt(29, 0), gradientPixel(0, 0));
     EXPECT_EQ(bitmap->image()->pixelAt(0, 0), gradientPixel(0, 29));
-    expectUndoRedo("Rotate Canvas");
+    expectLastStep("Rotate Canvas", start);
 
     // Four turns anticlockwise after the one clockwise bring the page back where it was turned to.
     std::string once = json();
@@ -172,7 +139,7 @@ TEST_F(CanvasOperationsTest, RotateCanvasTurnsPageAndEverythingOnItClockwise) {
 
 TEST_F(CanvasOperationsTest, CropByDragAndReturnKeepsThePartChosen) {
     tools.setAllowCropAndResizeTools(true);
-    tools.chooseTool(MarqenTool(MarqenToolIDCrop));
+    tool(MarqenToolIDCrop);
     drag({30.4, 25}, {10, 4.6});  // any corner first; whole units are kept
     ASSERT_TRUE(view.pendingRect());
     EXPECT_EQ(json(), start);  // nothing yet: Return applies it
@@ -181,7 +148,7 @@ TEST_F(CanvasOperationsTest, CropByDragAndReturnKeepsThePartChosen) {
     EXPECT_EQ(document->frame(), CGRectMake(0, 0, 21, 21));  // x 10…31 and y 4…25 as whole units
     EXPECT_EQ(line->startPoint(), (CGPoint{-5, 1}));
     EXPECT_EQ(background()->frame(), CGRectMake(-10, -4, 40, 30));
-    expectUndoRedo("Crop");
+    expectLastStep("Crop", start);
 
     // Escape drops a chosen rectangle; a crop under 10 × 10 is refused.
     drag({0, 0}, {15, 15});
@@ -203,7 +170,7 @@ TEST_F(CanvasOperationsTest, ResizeCanvasScalesEverythingWithinTheLimits) {
     EXPECT_EQ(background()->frame(), CGRectMake(0, 0, 20, 15));
     ASSERT_TRUE(background()->image());
     EXPECT_EQ(background()->image()->width(), 20);
-    expectUndoRedo("Resize Canvas");
+    expectLastStep("Resize Canvas", start);
 
     MarqenError error;
     std::string before = json();

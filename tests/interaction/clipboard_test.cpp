@@ -28,14 +28,9 @@ MarqenImageRef checkerImage() {
     return image;
 }
 
-class ClipboardTest : public testing::Test {
-protected:
-    void TearDown() override { MainQueue::shared().drain(); }
-};
-
 }  // namespace
 
-TEST_F(ClipboardTest, CopyAndPasteIntoAnotherDocumentWithFreshGuids) {
+TEST(Clipboard, CopyAndPasteIntoAnotherDocumentWithFreshGuids) {
     Page source, target;
     source.drawRectangle({100, 100}, {200, 180});
     std::string payload = source.view.copySelection();
@@ -56,7 +51,7 @@ TEST_F(ClipboardTest, CopyAndPasteIntoAnotherDocumentWithFreshGuids) {
     target.expectLastStep("Paste", target.start);
 }
 
-TEST_F(ClipboardTest, PastingOverTheOriginalLandsOffsetEachTime) {
+TEST(Clipboard, PastingOverTheOriginalLandsOffsetEachTime) {
     Page page;
     page.drawRectangle({100, 100}, {200, 180});
     CGRect original = page.children()[0]->contentBounds();
@@ -72,7 +67,7 @@ TEST_F(ClipboardTest, PastingOverTheOriginalLandsOffsetEachTime) {
     EXPECT_NE(page.children()[1]->guid(), page.children()[2]->guid());
 }
 
-TEST_F(ClipboardTest, CutRemovesAndPasteRestores) {
+TEST(Clipboard, CutRemovesAndPasteRestores) {
     Page page;
     page.drawRectangle({100, 100}, {200, 180});
     std::string drawn = page.json();
@@ -88,7 +83,7 @@ TEST_F(ClipboardTest, CutRemovesAndPasteRestores) {
     EXPECT_EQ(redrawn["children"][1]["children"][0]["extension"], original["children"][1]["children"][0]["extension"]);
 }
 
-TEST_F(ClipboardTest, BitmapsCarryTheirPixels) {
+TEST(Clipboard, BitmapsCarryTheirPixels) {
     auto bitmap = MarqenDOMBitmap::create();
     bitmap->setImage(checkerImage());
     bitmap->setFrame(CGRectMake(10, 20, 40, 30));
@@ -123,7 +118,7 @@ TEST_F(ClipboardTest, BitmapsCarryTheirPixels) {
     EXPECT_TRUE(document->backgroundLayer()->children().empty());
 }
 
-TEST_F(ClipboardTest, HostilePayloadsAreRefusedOrSkipped) {
+TEST(Clipboard, HostilePayloadsAreRefusedOrSkipped) {
     Page page;
     page.drawRectangle({100, 100}, {200, 180});
     std::string before = page.json();

@@ -1,5 +1,5 @@
 #pragma once
-// One 800 × 600 page with its own undo history, tools, preferences and controller, driven the way a host
+// One page (800 × 600 unless given) with its own undo history, tools, preferences and controller, driven the way a host
 // drives it: pointer events in view points (the same as page points at zoom 1) and keys.
 #include <gtest/gtest.h>
 
@@ -17,7 +17,9 @@
 namespace marqen::test {
 
 struct PageView {
-    PageView() { document->setUndoManager(undo); }
+    explicit PageView(CGSize size = {800, 600}) : document(MarqenDOMDocument::createWithSize(size, 1)) {
+        document->setUndoManager(undo);
+    }
     ~PageView() {
         document->waitForOperationsToFinish();
         ThreadPool::shared().waitIdle();
@@ -73,12 +75,12 @@ struct PageView {
         EXPECT_EQ(json(), end);
     }
 
-    std::shared_ptr<MarqenDOMDocument> document = MarqenDOMDocument::createWithSize({800, 600}, 1);
+    std::shared_ptr<MarqenDOMDocument> document;
     std::shared_ptr<UndoManager> undo = std::make_shared<UndoManager>();
     MarqenToolsModel tools;
     MarqenPreferences preferences{std::make_shared<MarqenMemoryPreferencesStore>()};
     MarqenDocumentView view{document, &tools, &preferences};
-    const std::string start = json();
+    std::string start = json();  // the page as the test began; a fixture that builds on it sets it again
 };
 
 class PageViewTest : public testing::Test, public PageView {};

@@ -74,21 +74,16 @@ TEST(PreferencesStore, DefaultPathFollowsTheConfigurationFolder) {
     EXPECT_NE(MarqenKeyFilePreferencesStore::defaultPath().string().rfind("relative", 0), 0u);
 }
 
-TEST(Preferences, DefaultsTypedValuesAndNotifications) {
+// The defaults and their effects are pinned through the controller (arrows, canvas growth, typing).
+TEST(Preferences, TypedValuesAndNotifications) {
     auto store = std::make_shared<MarqenMemoryPreferencesStore>();
     MarqenPreferences preferences(store);
-    EXPECT_FALSE(preferences.arrowheadsAtBeginningOfShape());
-    EXPECT_TRUE(preferences.expandableCanvas());
-    EXPECT_FALSE(preferences.typingCreatesTextAnnotation());  // letters choose tools unless asked
-
     std::vector<std::string> changed;
     auto token = NotificationCenter::defaultCenter().addObserver(
         kMarqenPreferencesDidChangeNotification, store.get(),
         [&](const Notification &n) { changed.push_back(*n.value<std::string>("key")); });
     EXPECT_TRUE(preferences.setBool(kMarqenPreferenceArrowheadsAtBeginningOfShape, true));
     EXPECT_TRUE(preferences.setBool(kMarqenPreferenceTypingCreatesTextAnnotation, true));
-    EXPECT_TRUE(preferences.arrowheadsAtBeginningOfShape());
-    EXPECT_TRUE(preferences.typingCreatesTextAnnotation());
     EXPECT_EQ(store->stringForKey("preferenceArrowheadsAtBeginningOfShape"), "true");
     store->setString(kMarqenPreferenceExpandableCanvas, "maybe");  // unreadable: the default
     EXPECT_TRUE(preferences.expandableCanvas());
