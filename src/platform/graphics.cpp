@@ -538,11 +538,48 @@ void MarqenGraphicsContext::drawImage(const MarqenImage &image, CGRect rect, boo
     cairo_surface_destroy(surface);
 }
 
-void MarqenGraphicsContext::beginTransparencyLayer() {
+void MarqenGraphicsContext::beginTransparencyLayer() { beginLayer(nullptr); }
+void MarqenGraphicsContext::beginTransparencyLayer(CGRect bounds) { beginLayer(&bounds); }
+
+void MarqenGraphicsContext::beginLayer(const CGRect *bounds) {
     layers_.push_back(Layer{state(), states_.size()});
+    std::optional<CGRect> layerClip;
+    if (bounds && !CGRectIsNull(*bounds) && !CGRectIsInfinite(*bounds)) {
+        // The bounds' device box in whole pixels, one more on each side: the pixels that the
+        // drawing touches lie wholly inside it, so the clip changes none of them.
+        const CGRect r = CGRectStandardize(*bounds);
+        double xs[4] = {r.origin.x, CGRectGetMaxX(r), r.origin.x, CGRectGetMaxX(r)};
+        double ys[4] = {r.origin.y, r.origin.y, CGRectGetMaxY(r), CGRectGetMaxY(r)};
+        double x0 = INFINITY, y0 = INFINITY, x1 = -INFINITY, y1 = -INFINITY;
+        for (int i = 0; i < 4; ++i) {
+            cairo_user_to_device(context_, &xs[i], &ys[i]);
+            x0 = std::min(x0, xs[i]), x1 = std::max(x1, xs[i]);
+            y0 = std::min(y0, ys[i]), y1 = std::max(y1, ys[i]);
+        }
+        constexpr double kFar = 1e9;
+        if (std::fabs(x0) < kFar && std::fabs(y0) < kFar && std::fabs(x1) < kFar && std::fabs(y1) < kFar)
+            layerClip = CGRectMake(std::floor(x0) - 1, std::floor(y0) - 1, std::ceil(x1) - std::floor(x0) + 2,
+                                   std::ceil(y1) - std::floor(y0) + 2);
+    }
+    if (layerClip) {
+        layers_.back().bounded = true;
+        cairo_save(context_);
+        cairo_matrix_t ctm;
+        cairo_get_matrix(context_, &ctm);
+        cairo_identity_matrix(context_);
+        cairo_new_path(context_);
+        cairo_rectangle(context_, layerClip->origin.x, layerClip->origin.y, layerClip->size.width,
+                        layerClip->size.height);
+        cairo_clip(context_);
+        cairo_set_matrix(context_, &ctm);
+    }
     states_.push_back(state());
     state().alpha = 1;
     state().shadow.reset();
+    if (layerClip && state().deviceClip) {
+        const CGRect common = CGRectIntersection(*state().deviceClip, *layerClip);
+        state().deviceClip = CGRectIsNull(common) ? CGRectZero : common;
+    }
     cairo_push_group(context_);
 }
 
@@ -560,6 +597,7 @@ void MarqenGraphicsContext::endTransparencyLayer() {
     }
     states_.pop_back();
     cairo_pattern_t *pattern = cairo_pop_group(context_);
+    if (layer.bounded) cairo_restore(context_);  // the layer's own clip
     compositeGroup(pattern, layer.saved.alpha, layer.saved.shadow);
     cairo_pattern_destroy(pattern);
 }

@@ -47,8 +47,10 @@ void MarqenDOMVectorRenderer::drawVector(const MarqenDOMVector &vector, MarqenGr
     const CGRect bounds = vector.contentBounds();
     const CGRect ink = CGRectInset(path->bounds(), -reach, -reach);
     if (shadow || !(std::isfinite(reach) && CGRectContainsRect(bounds, ink))) context.clipToRect(bounds);
-    // Stroke and fill cast one shadow together.
-    if (shadow) context.beginTransparencyLayer();
+    // Stroke and fill cast one shadow together. The layer needs the inked area only (the shadow
+    // is composited under the clip, wherever it reaches).
+    if (shadow && std::isfinite(reach)) context.beginTransparencyLayer(ink);
+    else if (shadow) context.beginTransparencyLayer();
     if (aligned) context.translateCTM(0.5, 0.5);
     if (const auto &stroke = vector.strokeColor()) {
         context.setLineWidth(strokeWidthForLineWidth(vector.lineWidth(), aligned));

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 
 #include "platform/graphics.h"
 #include "platform/image_io.h"
@@ -145,6 +146,73 @@ TEST(MarqenGraphicsContext, ShadowIsABlurredOffsetCopyOfTheShape) {
     EXPECT_GT(b, c);
     EXPECT_GT(c, 0);
     EXPECT_LT(a, 205);
+}
+
+namespace {
+// A shadowed layer holding a stroked and a filled shape inside (20, 25, 70, 50), drawn under a CTM
+// and a clip, as a bounded layer (bounds given) or as one as large as the clip.
+MarqenImageRef drawShadowedLayer(const CGAffineTransform &ctm, const std::optional<CGRect> &bounds,
+                                 const CGRect &clip = CGRectMake(0, 0, 400, 400)) {
+    MarqenImageRef image = MarqenImage::create(160, 140);
+    auto context = MarqenGraphicsContext::createForImage(image);
+    context->setFillColor({0.9, 0.9, 0.6, 1});
+    context->fillRect(CGRectMake(0, 0, 80, 140));
+    context->concatCTM(ctm);
+    context->clipToRect(clip);
+    context->setShadow({4, -3}, 5, {0, 0, 0.2, 0.7});
+    if (bounds) context->beginTransparencyLayer(*bounds);
+    else context->beginTransparencyLayer();
+    context->setStrokeColor({0.8, 0.2, 0.1, 1});
+    context->setLineWidth(6);
+    context->strokePath(MarqenBezierPath::pathWithOvalInRect(CGRectMake(23, 28, 64, 44)));
+    context->setFillColor({0.1, 0.6, 0.3, 0.7});
+    context->fillRect(CGRectMake(40, 40, 30, 20));
+    context->endTransparencyLayer();
+    return image;
+}
+
+bool samePixels(const MarqenImage &a, const MarqenImage &b) {
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x)
+            if (a.pixelAt(x, y) != b.pixelAt(x, y)) return false;
+    return true;
+}
+}  // namespace
+
+TEST(MarqenGraphicsContext, BoundedLayerGivesTheSamePixelsAsAWholeOne) {
+    const CGRect ink = CGRectMake(20, 25, 70, 50);
+    for (const CGAffineTransform &ctm :
+         {CGAffineTransformIdentity, CGAffineTransform{1.5, 0, 0, -1.2, 10.25, 130.5},
+          CGAffineTransformConcat(CGAffineTransformMakeRotation(0.5), CGAffineTransformMakeTranslation(40, -10))}) {
+        SCOPED_TRACE(ctm.a);
+        MarqenImageRef whole = drawShadowedLayer(ctm, std::nullopt), bounded = drawShadowedLayer(ctm, ink);
+        EXPECT_TRUE(samePixels(*whole, *bounded));
+        // A clip through the shapes cuts the layer and its shadow alike.
+        const CGRect clip = CGRectMake(30.5, 20, 45.3, 70);
+        whole = drawShadowedLayer(ctm, std::nullopt, clip), bounded = drawShadowedLayer(ctm, ink, clip);
+        EXPECT_TRUE(samePixels(*whole, *bounded));
+    }
+    // The shadow reaches past the bounds: a layer bound to the ink still casts all of it.
+    MarqenImageRef image = drawShadowedLayer(CGAffineTransformIdentity, ink);
+    EXPECT_GT(image->pixelAt(93, 50) >> 24, 0u);
+}
+
+TEST(MarqenGraphicsContext, BoundedLayerLosesWhatIsDrawnOutsideItsBounds) {
+    // Bounds covering the left part of the shapes only: the right part (past one spare pixel) is lost.
+    MarqenImageRef image = drawShadowedLayer(CGAffineTransformIdentity, CGRectMake(20, 25, 30, 50));
+    MarqenImageRef whole = drawShadowedLayer(CGAffineTransformIdentity, std::nullopt);
+    EXPECT_EQ(image->pixelAt(25, 50), whole->pixelAt(25, 50));  // the ring's left side, inside the bounds
+    EXPECT_GT(whole->pixelAt(60, 50) >> 24, 0u);                  // the filled square is drawn there...
+    EXPECT_NE(image->pixelAt(60, 50), whole->pixelAt(60, 50));    // ...but not in the bounded layer
+    // Unbalanced saves inside a bounded layer end with it, and the outer clip comes back.
+    auto context = MarqenGraphicsContext::createForImage(image);
+    context->clipToRect(CGRectMake(10, 10, 100, 100));
+    const CGRect before = context->clipBoundingBox();
+    context->beginTransparencyLayer(CGRectMake(20, 20, 5, 5));
+    context->saveGState();
+    context->clipToRect(CGRectMake(21, 21, 2, 2));
+    context->endTransparencyLayer();
+    EXPECT_EQ(context->clipBoundingBox(), before);
 }
 
 TEST(MarqenGraphicsContext, ShadowPerOperationOutsideLayers) {

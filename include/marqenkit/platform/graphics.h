@@ -104,6 +104,10 @@ public:
     // shadow in effect at begin; inside, alpha starts at 1 and there is no shadow.
     void beginTransparencyLayer();
     void endTransparencyLayer();
+    // The same for drawing that stays inside `bounds` (user space): the layer keeps the pixels there
+    // only (with one to spare), and is composited under the clip as it was, so a shadow may reach
+    // past `bounds`. Spares the work of a layer as large as the clip; drawing outside is lost.
+    void beginTransparencyLayer(CGRect bounds);
 
     // Like CGContextSetShadowWithColor: every later drawing operation (or transparency layer) casts
     // this shadow. A zero blur and zero offset, or a transparent colour, turns it off.
@@ -129,11 +133,13 @@ private:
     struct Layer {
         State saved;
         size_t stateDepth;
+        bool bounded = false;  // a Cairo state with the layer's own clip lies under the group
     };
 
     State &state() { return states_.back(); }
     const State &state() const { return states_.back(); }
     void setSource(const MarqenRGBAColor &color);
+    void beginLayer(const CGRect *bounds);
     // Runs one drawing operation, as its own group when a shadow is in effect.
     void perform(const std::function<void()> &draw);
     void compositeGroup(void *pattern, CGFloat alpha, const std::optional<MarqenShadow> &shadow);
