@@ -73,7 +73,8 @@ TEST(ImageTranscode, WritesTheFileThatDecodingAndWritingWrites) {
     options.dpiWidth = options.dpiHeight = 144;
     int index = 0;
     for (const Source &source : opaqueSources()) {
-        for (MarqenImageFormat format : {MarqenImageFormat::JPEG, MarqenImageFormat::PNG, MarqenImageFormat::TIFF}) {
+        for (MarqenImageFormat format : {MarqenImageFormat::JPEG, MarqenImageFormat::PNG, MarqenImageFormat::TIFF,
+                                         MarqenImageFormat::GIF, MarqenImageFormat::HEIC}) {
             SCOPED_TRACE(std::string(source.name) + " to " + MarqenImageFormatName(format));
             const auto drawn = dir / ("drawn" + std::to_string(index));
             const auto streamed = dir / ("streamed" + std::to_string(index++));
