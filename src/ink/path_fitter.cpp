@@ -279,6 +279,7 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
     // Moments of a long run of pieces that start at one point give their first curve without a pass
     // over the points (see PathFitterMoments); they are gathered once such a run shows, on its second piece.
     constexpr int kMomentsMinimum = 2048;
+    constexpr int kPrunedSearchMinimum = 2048;
     moments_.reset();
     while (!tasks.empty()) {
         const FitTask task = tasks.back();
@@ -321,9 +322,11 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
                 bez = generateBezier(pts, s, e, u, t1, t2);
             }
             // The first round's parameters are the running sums over their total, which the pruned search
-            // of the worst point needs; later rounds have moved them, and every point is measured.
+            // of the worst point needs; later rounds have moved them, and every point is measured. A
+            // short piece whose parameters are at hand is measured whole too (that is quicker).
             float err = 0;
-            if (round > 0 || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
+            const bool prune = round == 0 && (!haveParameters || e - s >= kPrunedSearchMinimum);
+            if (!prune || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
                 if (!haveParameters) fillParameters();
                 haveParameters = true;
                 err = calcMaxError(pts, s, e, bez, u, &split);

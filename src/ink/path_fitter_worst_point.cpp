@@ -131,8 +131,14 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
             }
             continue;
         }
-        for (int i = run.first; i <= run.last; ++i) {
-            const float f = pathFitterSquaredError(bez, runningSums[i - s] / total, pts, i);
+        // The block's squared errors first (several at once), then the comparisons in order.
+        float squares[kBlockPoints];
+        const int count = run.last - run.first + 1;
+        for (int k = 0; k < count; ++k)
+            squares[k] = pathFitterSquaredError(bez, runningSums[run.first + k - s] / total, pts, run.first + k);
+        for (int k = 0; k < count; ++k) {
+            const float f = squares[k];
+            const int i = run.first + k;
             if (f > bestF || (f == bestF && bestIndex >= 0 && i < bestIndex)) {
                 bestF = f;
                 bestIndex = i;
