@@ -8,7 +8,9 @@
 //   pdf-info on the 2,000-page file encrypted with AES-256 vs unencrypted (goal: at most 1.5x);
 //   `marqen pdf-overlay` of 3 pages of a 50 MB PDF vs `cp` of the same file (goal: at most 1.5x), also
 //   against a copy flushed to disk as the overlay's safe write must (dd with conv=fsync) and against
-//   qpdf rewriting the file.
+//   qpdf rewriting the file;
+//   pdf-overlay of every page of the 2,000- and 8,000-page files: growth over two doublings of the pages
+//   (goal: at most 2.2x per doubling, 4.84x; each page found by number must not walk the tree again).
 // The inputs are generated into a temporary directory when the program starts; MARQEN_CLI names the
 // marqen program (scripts/bench.sh sets it).
 #include <benchmark/benchmark.h>
@@ -165,6 +167,13 @@ void BM_MarqenOverlayThreePages(benchmark::State &state) {
     for (auto _ : state) run(command);
 }
 
+void BM_MarqenOverlayEveryPage(benchmark::State &state) {
+    std::string command = marqenCommand + " pdf-overlay " + quoted(pageFiles[int(state.range(0))]) + " --overlay " +
+                          quoted(overlayFile) + " -o " + quoted(workDirectory / "overlaid-every-page.pdf");
+    for (int page = 1; page <= int(state.range(0)); ++page) command += " --page " + std::to_string(page);
+    for (auto _ : state) run(command);
+}
+
 void BM_CopyWithCp(benchmark::State &state) {
     for (auto _ : state) run("cp '" + bigFile.string() + "' '" + (workDirectory / "copied.pdf").string() + "'");
 }
@@ -185,6 +194,7 @@ BENCHMARK(BM_MarqenPdfInfoRepeatedKids)->Unit(benchmark::kMillisecond)->UseRealT
 BENCHMARK(BM_QpdfJsonPagesRepeatedKids)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
 BENCHMARK(BM_MarqenPdfInfoAES256)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
 BENCHMARK(BM_MarqenOverlayThreePages)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_MarqenOverlayEveryPage)->Arg(2000)->Arg(8000)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
 BENCHMARK(BM_CopyWithCp)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_CopyFlushedWithDd)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_QpdfRewrite)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
@@ -229,6 +239,8 @@ int main(int argc, char **argv) {
     reporter.printRatio("pdf-overlay 3 pages of 50 MB / dd conv=fsync (a copy flushed to disk)",
                         "BM_MarqenOverlayThreePages", "BM_CopyFlushedWithDd");
     reporter.printRatio("pdf-overlay 3 pages of 50 MB / qpdf rewrite", "BM_MarqenOverlayThreePages", "BM_QpdfRewrite");
+    reporter.printRatio("pdf-overlay every page, growth 2000 -> 8000 pages (two doublings)",
+                        "BM_MarqenOverlayEveryPage/8000", "BM_MarqenOverlayEveryPage/2000", 2.2 * 2.2);
     benchmark::Shutdown();
     fs::remove_all(workDirectory);
     return marqen::bench::exitStatus();

@@ -49,7 +49,7 @@ std::string flatPDF(int pages, bool onePageRepeated = false) {
 }  // namespace
 
 // A mapped file that another process truncates ends the reader with SIGBUS at its next touch of a lost
-// page; the command line therefore reads its PDFs into memory and never maps them.
+// page; the command line therefore reads its PDFs in pieces (pread) and never maps them.
 TEST(HostilePDF, TheCommandLineNeverMapsItsInputSoTruncationCannotEndItWithASignal) {
     TempDir dir;
     const auto path = dir / "input.pdf";

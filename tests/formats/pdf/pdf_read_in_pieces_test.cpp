@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <random>
 
 #include "formats/pdf/pdf_file.h"
 #include "formats/pdf/pdf_file_io.h"
@@ -176,6 +177,46 @@ TEST(PDFReadInPieces, EveryKindOfFileReadsAsWhenReadWhole) {
         ++checked;
     }
     EXPECT_GE(checked, 13);
+}
+
+// Damaged copies of the small files: bytes replaced by PDF delimiters, long runs of whitespace and
+// comments inserted, files cut short. Whatever the reader makes of each, it makes the same of it in pieces.
+TEST(PDFReadInPieces, DamagedFilesReadAsWhenReadWhole) {
+    TempDir dir;
+    fs::create_directory(dir / "out");
+    std::vector<std::string> originals = {PDFBuilder::simpleDocument().finishWithTable("/Root 1 0 R"),
+                                          objectStreamFile(), longValuesFile()};
+    test::makeCairoPDF(dir / "cairo.pdf", 2, 300, 400);
+    originals.push_back(readFile(dir / "cairo.pdf"));
+    std::mt19937 random(20261123);
+    const std::string significant = "()<>[]{}/% \n\r\t0123456789R.#-\\";
+    LogCapture log;
+    int variant = 0;
+    for (const std::string &original : originals) {
+        for (int round = 0; round < 80; ++round) {
+            std::string damaged = original;
+            std::uniform_int_distribution<size_t> anywhere(0, damaged.size() - 1);
+            switch (round % 4) {
+                case 0:
+                    for (int i = 0; i < 3; ++i) damaged[anywhere(random)] = significant[random() % significant.size()];
+                    break;
+                case 1:
+                    damaged.insert(anywhere(random), std::string(1 + random() % 9000, " \n%x"[random() % 4]));
+                    break;
+                case 2:
+                    damaged.resize(anywhere(random) + 1);
+                    break;
+                default:
+                    damaged.insert(anywhere(random), damaged.substr(anywhere(random), 1 + random() % 200));
+                    damaged[anywhere(random)] = significant[random() % significant.size()];
+                    break;
+            }
+            const fs::path path = dir / ("damaged-" + std::to_string(variant++) + ".pdf");
+            writeFile(path, damaged);
+            expectReadAlike(path, dir / "out");
+            if (HasFatalFailure() || HasNonfatalFailure()) return;
+        }
+    }
 }
 
 // A 6 MB file of three pages: opening it, finding its pages and writing an update read a few blocks,
