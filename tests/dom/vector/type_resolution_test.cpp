@@ -37,7 +37,7 @@ TEST(MarqenDOMVectorTypes, JsonTypeAndPathOfEachClass) {
     EXPECT_EQ(MarqenDOMRectangle::create()->jsonType(), "Vector");
     EXPECT_EQ(MarqenDOMRectangle::create()->jsonTypePath(), "Vector.Polygon.Rectangle");
     EXPECT_EQ(MarqenDOMArrow::create()->jsonTypePath(), "Vector.Arrow");
-    EXPECT_EQ(MarqenDOMEllipse::create()->jsonTypePath(), MarqenDOMEllipse::classDescriptor().jsonTypePath);
+    EXPECT_EQ(MarqenDOMEllipse::create()->jsonTypePath(), "Vector.Ellipse");
     EXPECT_TRUE(MarqenDOMRectangle::create()->isKindOfClass("MarqenDOMVector"));
     EXPECT_FALSE(MarqenDOMArrow::create()->isKindOfClass("MarqenDOMLine"));
 }
