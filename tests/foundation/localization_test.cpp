@@ -23,26 +23,24 @@ TEST(StringsTable, LooksUpStringEntries) {
 TEST(StringsTable, BadTablesAreLoggedAndEmpty) {
     TempDir dir;
     LogCapture log;
+    auto load = [&](const std::string &name, const std::string &content) {
+        writeFile(dir / name, content);
+        return MarqenStringsTable::load(dir / name);
+    };
     EXPECT_EQ(MarqenStringsTable::load(dir / "missing.strings.json").count(), 0u);
     EXPECT_TRUE(log.lines().empty());  // no table is not a problem
 
-    std::string broken = (dir / "broken.strings.json").string();
-    writeFile(broken, R"({"Arrow Endpoint": )");
-    EXPECT_EQ(MarqenStringsTable::load(broken).count(), 0u);
+    EXPECT_EQ(load("broken.strings.json", R"({"Arrow Endpoint": )").count(), 0u);
     ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].rfind("The string table " + broken + " is not valid JSON: ", 0), 0u);
+    EXPECT_EQ(log.lines()[0].rfind("The string table " + (dir / "broken.strings.json").string() + " is not valid JSON: ", 0), 0u);
+    EXPECT_EQ(load("array.strings.json", "[1, 2]").count(), 0u);
+    EXPECT_EQ(log.lines().back(), "The string table " + (dir / "array.strings.json").string() + " is not a JSON object");
 
-    std::string array = (dir / "array.strings.json").string();
-    writeFile(array, "[1, 2]");
-    EXPECT_EQ(MarqenStringsTable::load(array).count(), 0u);
-    EXPECT_EQ(log.lines().back(), "The string table " + array + " is not a JSON object");
-
-    std::string mixed = (dir / "mixed.strings.json").string();
-    writeFile(mixed, R"({"Text": 5, "Stamp": "Stempel"})");
-    MarqenStringsTable table = MarqenStringsTable::load(mixed);
+    MarqenStringsTable table = load("mixed.strings.json", R"({"Text": 5, "Stamp": "Stempel"})");
     EXPECT_EQ(table.count(), 1u);
     EXPECT_EQ(table.lookup("Stamp"), "Stempel");
-    EXPECT_EQ(log.lines().back(), "The string table " + mixed + " has a value that is not a string for key \"Text\"");
+    EXPECT_EQ(log.lines().back(), "The string table " + (dir / "mixed.strings.json").string() +
+                                      " has a value that is not a string for key \"Text\"");
 }
 
 TEST(LocalizedString, FallsBackToTheKey) {
