@@ -125,16 +125,25 @@ TEST(CompositionOpening, ABundleWithoutIndexButWithAPDFOpensItsPages) {
     EXPECT_TRUE(fs::exists(dir / "work.marqen"));  // the directory it was opened from stays
 }
 
-TEST(CompositionOpening, ThreeUnnumberedPagesForAFourPagePDFFailWithThePageCountMessage) {
+// Three unnumbered pages for a four-page PDF, and pages that are no documents.
+TEST(CompositionOpening, BundlesWhoseIndexDoesNotFitTheirPDFFailWithTheReasonLogged) {
     TempDir dir;
-    auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "work.marqen");
-    makeCairoPDF(bundle->originalPDFFileURL(), 4, 300, 400);
-    MarqenJSON children = MarqenJSON::array();
-    for (int i = 0; i < 3; ++i) children.push_back(MarqenDOMDocument::createWithSize({300, 400}, 1)->dictionaryRepresentation());
-    ASSERT_TRUE(bundle->writeDataForIndexJSONFile(MarqenJSON{{"type", "MultiPageDocument"}, {"children", children}}.dump(), nullptr));
-    LogCapture log;
-    EXPECT_FALSE(MarqenComposition::initWithURL(dir / "work.marqen"));
-    EXPECT_TRUE(log.contains("ERROR: Page count mismatch DOM (3) != PDF (4)"));
+    MarqenJSON three = MarqenJSON::array();
+    for (int i = 0; i < 3; ++i) three.push_back(MarqenDOMDocument::createWithSize({300, 400}, 1)->dictionaryRepresentation());
+    const struct {
+        int pages;
+        std::string index, logged;
+    } rows[] = {{4, MarqenJSON{{"type", "MultiPageDocument"}, {"children", three}}.dump(), "ERROR: Page count mismatch DOM (3) != PDF (4)"},
+                {2, R"({"type":"MultiPageDocument","children":[7, 8]})", "ERROR: could not make multipage document from pdf embedded json"}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.logged);
+        auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / (std::to_string(row.pages) + ".marqen"));
+        makeCairoPDF(bundle->originalPDFFileURL(), row.pages, 300, 400);
+        ASSERT_TRUE(bundle->writeDataForIndexJSONFile(row.index, nullptr));
+        LogCapture log;
+        EXPECT_FALSE(MarqenComposition::initWithURL(bundle->URL()));
+        EXPECT_TRUE(log.contains(row.logged));
+    }
 }
 
 TEST(CompositionOpening, MissingAndBrokenIndexesAreLoggedAndLeaveNoBundleBehind) {
@@ -245,19 +254,13 @@ TEST(CompositionLifetime, ThePrivateBundleGoesWithTheCompositionAndTheIncomingOn
     EXPECT_FALSE(fs::exists(dir / "restore.marqen"));
 }
 
-TEST(CompositionLogging, FailedFlatWritesAndBrokenPDFDocumentsAreLogged) {
+TEST(CompositionLogging, FailedWritesAreLoggedOrReported) {
     TempDir dir;
     LogCapture log;
     auto composition = MarqenComposition::initWithSize({20, 20}, 1);
     fs::create_directories(dir / "folder.png");
     EXPECT_FALSE(composition->writeFlattenedImageToURL(composition->documents().front(), dir / "folder.png", "public.png", 1, true));
     EXPECT_TRUE(log.contains("Error writing to " + (dir / "folder.png").string()));
-
-    auto bundle = MarqenCompositionBundle::bundleAtDirectory(dir / "work.marqen");
-    makeCairoPDF(bundle->originalPDFFileURL(), 2, 300, 400);
-    ASSERT_TRUE(bundle->writeDataForIndexJSONFile(R"({"type":"MultiPageDocument","children":[7, 8]})", nullptr));
-    EXPECT_FALSE(MarqenComposition::initWithURL(dir / "work.marqen"));
-    EXPECT_TRUE(log.contains("ERROR: could not make multipage document from pdf embedded json"));
 
     // The annotated PDF of a composition without a PDF is refused with code 3.
     MarqenError error;

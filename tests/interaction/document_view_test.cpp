@@ -442,14 +442,14 @@ TEST_F(DocumentViewTest, CanvasGrowsAtTheEdgesWithinTheSameStep) {
     EXPECT_EQ(document->frame().size.width, widthBefore + shift);
     EXPECT_EQ(undo->undoActionName(), "Nudge");
     expectUndoRedoRoundTrip();
-}
 
-TEST_F(DocumentViewTest, CanvasStaysWhenExpansionIsOff) {
+    // With expansion off the page stays as it is.
     preferences.setBool(kMarqenPreferenceExpandableCanvas, false);
+    const CGRect grown = document->frame();
     tool(MarqenToolIDEllipse);
-    drag({700, 500}, {900, 650});
-    EXPECT_EQ(document->frame().size.width, 800);
-    EXPECT_EQ(document->frame().size.height, 600);
+    drag({50, CGRectGetMaxY(grown) - 20}, {CGRectGetMaxX(grown) + 100, CGRectGetMaxY(grown) + 50});  // from empty page
+    EXPECT_EQ(undo->undoActionName(), "Add Ellipse");
+    EXPECT_EQ(document->frame(), grown);
 }
 
 TEST_F(DocumentViewTest, UndoingADeletePutsElementsBackInTheirDrawingOrder) {
