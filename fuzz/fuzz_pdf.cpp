@@ -1,5 +1,10 @@
 // Opens arbitrary bytes as a PDF, resolves every object number, decodes every stream, walks every page,
 // merges the first page onto itself and serialises the update in memory (enciphered for encrypted files).
+// The same bytes are also read in pieces from a file, as the command line reads, in blocks and first
+// looks of a few bytes so that every value straddles them.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +16,36 @@
 #include "fuzz_budget.h"
 
 using namespace marqen;
+
+namespace {
+
+void readInPieces(const uint8_t *data, size_t size, const MarqenPDFOptions &options) {
+    int fd = ::memfd_create("fuzz_pdf", MFD_CLOEXEC);
+    if (fd < 0) return;
+    size_t written = 0;
+    while (written < size) {
+        ssize_t count = ::write(fd, data + written, size - written);
+        if (count <= 0) break;
+        written += size_t(count);
+    }
+    std::shared_ptr<MarqenPDFFileReader> reader;
+    if (written == size) reader = MarqenPDFFileReader::open("/proc/self/fd/" + std::to_string(fd), nullptr, 61, 7);
+    ::close(fd);  // the reader holds the file open itself
+    if (!reader) return;
+    std::shared_ptr<MarqenPDF> pdf = MarqenPDF::initWithReader(reader, options);
+    if (!pdf) return;
+    for (uint64_t number = 0; number < pdf->objectTableSize(); ++number) {
+        MarqenPDFObject value = pdf->resolveIndirectReference(MarqenPDFObject(MarqenPDFIndirectReference{number, 0}), true);
+        if (const MarqenPDFStream *stream = value.asStream()) stream->stream();
+        (void)MarqenPDF::encodedObject(value);
+    }
+    std::vector<MarqenPDFIndirectReference> pages = pdf->allPageReferences(true);
+    for (uint64_t page : {uint64_t(1), uint64_t(2), uint64_t(pages.size())})
+        if (page > 0 && page <= pdf->numberOfPagesInOriginalPDF()) pdf->pageReferenceForPageNumber(page, true);
+    (void)pdf->originalXrefOffset();
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     marqen::fuzz::useCommandLineBudget();
@@ -25,6 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::memcpy(bytes.get(), data, size);
     std::shared_ptr<MarqenPDF> pdf =
         MarqenPDF::initWithBytes(std::make_shared<const MarqenPDFBytes>(std::move(bytes), size), options);
+    readInPieces(data, size, options);
     if (!pdf) return 0;
     for (bool original : {true, false}) {
         for (uint64_t number = 0; number < pdf->objectTableSize(); ++number) {
