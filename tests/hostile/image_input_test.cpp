@@ -204,8 +204,9 @@ TEST(HostileImage, ALargePictureWithNothingOverItIsRenderedWithoutHoldingItsFram
     expectWithinBounds(run);
     EXPECT_EQ(run.exitStatus, 0) << run.err;
     EXPECT_EQ(run.out, (dir / "out.png").string() + ": 8000x6000\n");
-    // Drawn, the picture and the page took 192 MB each; streamed, rows pass from decoder to encoder.
-    EXPECT_LT(run.maximumResidentKB, 200 * 1024);
+    // Drawn, the picture and the page took 192 MB each (418 MB in all); streamed, rows pass from decoder to
+    // encoder (52 MB; under the address sanitizer its quarantine of freed memory brings that to about 230 MB).
+    EXPECT_LT(run.maximumResidentKB, 300 * 1024);
     auto out = MarqenImageDecodeFile(dir / "out.png");
     ASSERT_TRUE(out);
     EXPECT_EQ(out->pixelAt(4000, 3000), 0xFF000000u);
