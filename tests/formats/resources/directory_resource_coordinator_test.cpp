@@ -83,21 +83,20 @@ TEST(MarqenDirectoryResourceCoordinator, StoresAndLoadsBackByURI) {
     TempDir directory;
     auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
     ASSERT_NE(coordinator, nullptr);
-    const std::string &uri = kURI;
-    Outcome stored = store(*coordinator, uri, tinyImage());
+    Outcome stored = store(*coordinator, kURI, tinyImage());
     EXPECT_EQ(stored.calls, 1);
     EXPECT_FALSE(stored.error);
     EXPECT_EQ(stored.file.filename(), kUUID);
-    Outcome loaded = load(*coordinator, uri);
+    Outcome loaded = load(*coordinator, kURI);
     EXPECT_FALSE(loaded.error);
     EXPECT_EQ(loaded.file, stored.file);
-    EXPECT_EQ(loaded.uri, uri);
+    EXPECT_EQ(loaded.uri, kURI);
     auto image = MarqenImageDecodeFile(loaded.file);
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(image->pixelAt(0, 0), 0xFF102030u);
 
     // A null image keeps what is stored; with nothing stored it is an error.
-    EXPECT_FALSE(store(*coordinator, uri, nullptr).error);
+    EXPECT_FALSE(store(*coordinator, kURI, nullptr).error);
     Outcome empty = store(*coordinator, "marqen+uuid:///00000000-0000-4000-8000-000000000000", nullptr);
     ASSERT_TRUE(empty.error);
     EXPECT_EQ(empty.error->code, MarqenResourceErrorNoImage);
@@ -137,12 +136,11 @@ TEST(MarqenDirectoryResourceCoordinator, NothingOutsideTheDirectoryIsReadOrWritt
     // A symbolic link inside the directory that points out of it is refused both ways.
     test::writeFile(outside / "secret.png", "not yours");
     std::filesystem::create_symlink(outside / "secret.png", directory / kUUID);
-    const std::string &uri = kURI;
-    Outcome linked = load(*coordinator, uri);
+    Outcome linked = load(*coordinator, kURI);
     ASSERT_TRUE(linked.error);
     EXPECT_EQ(linked.error->code, MarqenResourceErrorOutsideStorage);
-    EXPECT_TRUE(log.contains("Refused resource URI " + uri + ": its file resolves outside"));
-    Outcome overwrite = store(*coordinator, uri, tinyImage());
+    EXPECT_TRUE(log.contains("Refused resource URI " + kURI + ": its file resolves outside"));
+    Outcome overwrite = store(*coordinator, kURI, tinyImage());
     ASSERT_TRUE(overwrite.error);
     EXPECT_EQ(test::readFile(outside / "secret.png"), "not yours");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(outside.path()), {}), 1);
@@ -151,13 +149,12 @@ TEST(MarqenDirectoryResourceCoordinator, NothingOutsideTheDirectoryIsReadOrWritt
     std::filesystem::remove(directory / kUUID);
     ASSERT_TRUE(MarqenImageWriteToFile(*tinyImage(), directory / "real.png", MarqenImageFormat::PNG));
     std::filesystem::create_symlink(directory / "real.png", directory / kUUID);
-    EXPECT_FALSE(load(*coordinator, uri).error);
+    EXPECT_FALSE(load(*coordinator, kURI).error);
 }
 
 TEST(MarqenDirectoryResourceCoordinator, AnswersInTheOrderAskedOnTheMainQueue) {
     TempDir directory;
     auto coordinator = MarqenDirectoryResourceCoordinator::create(directory.path());
-    const std::string &uri = kURI;
     auto order = std::make_shared<std::vector<std::string>>();
     auto record = [order](const char *what) {
         return [order, what](const std::filesystem::path &, const std::string &, const MarqenError *error) {
@@ -165,9 +162,9 @@ TEST(MarqenDirectoryResourceCoordinator, AnswersInTheOrderAskedOnTheMainQueue) {
         };
     };
     // A store, a load of what it wrote, a second store over it: the file work runs one request at a time.
-    coordinator->storeResourceWithURI(uri, tinyImage(), 0, MarqenJSON::object(), record("store"));
-    coordinator->loadResourceWithURI(uri, record("load"));
-    coordinator->storeResourceWithURI(uri, MarqenImage::create(6, 6), 0, MarqenJSON::object(), record("store again"));
+    coordinator->storeResourceWithURI(kURI, tinyImage(), 0, MarqenJSON::object(), record("store"));
+    coordinator->loadResourceWithURI(kURI, record("load"));
+    coordinator->storeResourceWithURI(kURI, MarqenImage::create(6, 6), 0, MarqenJSON::object(), record("store again"));
     EXPECT_TRUE(order->empty());  // nothing answers inline
     ASSERT_TRUE(MainQueue::shared().drainUntil([&] { return order->size() == 3; }, 10));
     EXPECT_EQ(*order, (std::vector<std::string>{"store", "load", "store again"}));
