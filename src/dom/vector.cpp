@@ -47,11 +47,12 @@ MarqenDOMVector::~MarqenDOMVector() = default;
 namespace {
 // The outline and the ink are what the content bounds are made of.
 constexpr MarqenDOMChangeRules kInkChange{.affectsContentBounds = true};
+// The polyline drawn while a stroke is under way: no undo step of its own, and the save mark comes with the stroke.
+constexpr MarqenDOMChangeRules kDrawingChange{.affectsContentBounds = true, .registersUndo = false, .marksNeedsSave = false};
 }  // namespace
 
 void MarqenDOMVector::setBezierPathWithoutUndo(const std::optional<MarqenBezierPath> &path) {
-    MarqenDOMChangeProtocol::set(*this, bezierPath_, path, &MarqenDOMVector::setBezierPath,
-                                 {.affectsContentBounds = true, .registersUndo = false, .marksNeedsSave = false});
+    MarqenDOMChangeProtocol::set(*this, bezierPath_, path, &MarqenDOMVector::setBezierPath, kDrawingChange);
 }
 
 void MarqenDOMVector::setBezierPath(const std::optional<MarqenBezierPath> &path) {
@@ -92,14 +93,20 @@ void MarqenDOMVector::appendPoint(CGPoint point, CGPoint, MarqenVectorDrawingOpt
         return;
     }
     originalPoints_.push_back(point);
-    MarqenBezierPath path = bezierPath_.value_or(MarqenBezierPath());
-    for (CGPoint filtered : realtimePointFilter_->filterPoint(point)) {
-        if (path.hasCurrentPoint())
-            path.addLineToPoint(filtered);
-        else
-            path.moveToPoint(filtered);
+    std::vector<CGPoint> added = realtimePointFilter_->filterPoint(point);
+    if (!added.empty() || !bezierPath_) {
+        // The points go onto the stored path in place: copying and comparing the whole path at every point
+        // would make drawing a long stroke quadratic.
+        MarqenDOMChangeProtocol::perform(*this, kDrawingChange, [&] {
+            MarqenBezierPath &path = bezierPath_ ? *bezierPath_ : bezierPath_.emplace();
+            for (CGPoint filtered : added) {
+                if (path.hasCurrentPoint())
+                    path.addLineToPoint(filtered);
+                else
+                    path.moveToPoint(filtered);
+            }
+        }, nullptr);
     }
-    setBezierPathWithoutUndo(path);
     markDocumentNeedsSave();
 }
 
