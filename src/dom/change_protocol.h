@@ -68,11 +68,11 @@ public:
     static bool set(Owner &node, Value &stored, std::type_identity_t<Value> value, void (Owner::*setter)(Argument),
                     const MarqenDOMChangeRules &rules = {}, Rebuild &&rebuild = {}) {
         if (rules.comparesFirst && MarqenDOMSameValue(stored, value)) return false;
-        Value old = stored;
-        perform(
-            node, rules, [&] { stored = std::move(value); },
-            [old = std::move(old), setter](MarqenDOMNode &target) { (static_cast<Owner &>(target).*setter)(old); },
-            std::forward<Rebuild>(rebuild));
+        // The old value is kept only for an undo step (a stroke's path can be large).
+        std::function<void(MarqenDOMNode &)> inverse;
+        if (rules.registersUndo)
+            inverse = [old = stored, setter](MarqenDOMNode &target) { (static_cast<Owner &>(target).*setter)(old); };
+        perform(node, rules, [&] { stored = std::move(value); }, std::move(inverse), std::forward<Rebuild>(rebuild));
         return true;
     }
 };
