@@ -37,7 +37,7 @@ fs::path workDir() {
     return dir;
 }
 
-std::string quoted(const fs::path &path) { return "'" + path.string() + "'"; }
+std::string quoted(const fs::path &path) { return std::string("'") + path.string() + "'"; }
 
 // 50 pages, each showing a 1 MB grey image of random (incompressible) samples: about 50 MB.
 void makeBigPDF(const fs::path &path) {

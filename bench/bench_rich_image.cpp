@@ -37,7 +37,7 @@ fs::path workDir() {
 fs::path bundleDir() { return workDir() / "bundle"; }
 fs::path richFile() { return workDir() / "rich.png"; }
 
-std::string shellQuoted(const fs::path &path) { return "'" + path.string() + "'"; }
+std::string shellQuoted(const fs::path &path) { return std::string("'") + path.string() + "'"; }
 
 // A photo-like 4000 × 3000 preview and ten 1 MB resources of random bytes; packed once for unpacking.
 void prepareInputs() {

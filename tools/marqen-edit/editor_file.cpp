@@ -26,7 +26,8 @@ MarqenError fileError(const std::string &description) {
 std::optional<MarqenExportFormat> plainFormatForExtension(const std::string &extension) {
     for (const auto &format : MarqenExportFormat::allFormats()) {
         if (format.isDOMEmbedded() || format.isPDFWithSummary() || !format.isFormatWritable()) continue;
-        const std::string own = "." + format.fileExtension();
+        std::string own = ".";
+        own += format.fileExtension();
         if (own == extension || (extension == ".jpeg" && own == ".jpg") || (extension == ".jpg" && own == ".jpeg") ||
             (extension == ".tif" && own == ".tiff") || (extension == ".tiff" && own == ".tif"))
             return format;
