@@ -20,30 +20,41 @@ using namespace marqen::test;
 
 namespace {
 
-// A PDF of `pages` pages in one flat page tree, with a correct cross-reference table; or, when
-// `onePageRepeated`, one page object listed `pages` times in the tree.
+// Numbered objects, 1 upwards, written with a correct cross-reference table and trailer.
+class ClassicPDF {
+public:
+    void add(const std::string &body) {
+        offsets_.push_back(pdf_.size());
+        pdf_ += std::to_string(offsets_.size()) + " 0 obj\n" + body + "\nendobj\n";
+    }
+    std::string finish() {
+        const size_t xref = pdf_.size();
+        pdf_ += "xref\n0 " + std::to_string(offsets_.size() + 1) + "\n0000000000 65535 f \n";
+        char line[32];
+        for (size_t offset : offsets_) {
+            std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
+            pdf_ += line;
+        }
+        pdf_ += "trailer\n<< /Size " + std::to_string(offsets_.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
+                std::to_string(xref) + "\n%%EOF\n";
+        return std::move(pdf_);
+    }
+
+private:
+    std::string pdf_ = "%PDF-1.7\n";
+    std::vector<size_t> offsets_;
+};
+
+// A PDF of `pages` pages in one flat page tree; or, when `onePageRepeated`, one page object listed
+// `pages` times in the tree.
 std::string flatPDF(int pages, bool onePageRepeated = false) {
-    std::string pdf = "%PDF-1.7\n";
-    std::vector<size_t> offsets;
-    auto add = [&](const std::string &body) {
-        offsets.push_back(pdf.size());
-        pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
-    };
-    add("<< /Type /Catalog /Pages 2 0 R >>");
+    ClassicPDF pdf;
+    pdf.add("<< /Type /Catalog /Pages 2 0 R >>");
     std::string kids;
     for (int i = 0; i < pages; ++i) kids += std::to_string(3 + (onePageRepeated ? 0 : i)) + " 0 R ";
-    add("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages) + " >>");
-    for (int i = 0; i < (onePageRepeated ? 1 : pages); ++i) add("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
-    const size_t xref = pdf.size();
-    pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
-    char line[32];
-    for (size_t offset : offsets) {
-        std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
-        pdf += line;
-    }
-    pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
-           std::to_string(xref) + "\n%%EOF\n";
-    return pdf;
+    pdf.add("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages) + " >>");
+    for (int i = 0; i < (onePageRepeated ? 1 : pages); ++i) pdf.add("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
+    return pdf.finish();
 }
 
 }  // namespace
@@ -88,31 +99,17 @@ TEST(HostilePDF, TheCommandLineNeverMapsItsInputSoTruncationCannotEndItWithASign
 
 namespace {
 
-// Three pages whose content streams hold 8 MB each, with a correct cross-reference table.
+// Three pages whose content streams hold 8 MB each.
 std::string threeLargePages() {
-    std::string pdf = "%PDF-1.7\n";
-    std::vector<size_t> offsets;
-    auto add = [&](const std::string &body) {
-        offsets.push_back(pdf.size());
-        pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
-    };
-    add("<< /Type /Catalog /Pages 2 0 R >>");
-    add("<< /Type /Pages /Kids [3 0 R 5 0 R 7 0 R] /Count 3 /MediaBox [0 0 612 792] >>");
+    ClassicPDF pdf;
+    pdf.add("<< /Type /Catalog /Pages 2 0 R >>");
+    pdf.add("<< /Type /Pages /Kids [3 0 R 5 0 R 7 0 R] /Count 3 /MediaBox [0 0 612 792] >>");
     const std::string content(size_t(8) << 20, 'n');
     for (int page = 3; page <= 7; page += 2) {
-        add("<< /Type /Page /Parent 2 0 R /Contents " + std::to_string(page + 1) + " 0 R >>");
-        add("<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "\nendstream");
+        pdf.add("<< /Type /Page /Parent 2 0 R /Contents " + std::to_string(page + 1) + " 0 R >>");
+        pdf.add("<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "\nendstream");
     }
-    const size_t xref = pdf.size();
-    pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
-    char line[32];
-    for (size_t offset : offsets) {
-        std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
-        pdf += line;
-    }
-    pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
-           std::to_string(xref) + "\n%%EOF\n";
-    return pdf;
+    return pdf.finish();
 }
 
 }  // namespace

@@ -98,6 +98,21 @@ KernelCopy copyInKernel(int in, int out, uint64_t length, uint64_t *moved) {
     return KernelCopy::done;
 }
 
+// Opens path for reading when it is a regular file (its state in info); -1, with the warning given, otherwise.
+int openRegularFile(const std::string &path, struct stat &info) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
+        return -1;
+    }
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": not a regular file");
+        return -1;
+    }
+    return fd;
+}
+
 }  // namespace
 
 MarqenPDFFileReader::MarqenPDFFileReader(int fd, std::string path, uint64_t size, int64_t seconds,
@@ -114,17 +129,9 @@ MarqenPDFFileReader::~MarqenPDFFileReader() { ::close(fd_); }
 
 std::shared_ptr<MarqenPDFFileReader> MarqenPDFFileReader::open(const std::string &path, MarqenPDFSourceFile *source,
                                                                size_t blockLength, size_t firstWindowLength) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
-        return nullptr;
-    }
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        ::close(fd);
-        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": not a regular file");
-        return nullptr;
-    }
+    int fd = openRegularFile(path, info);
+    if (fd < 0) return nullptr;
     if (source)
         *source = MarqenPDFSourceFile{path,
                                       uint64_t(info.st_size),
@@ -270,17 +277,9 @@ MarqenPDFBytes::~MarqenPDFBytes() {
 
 std::shared_ptr<const MarqenPDFBytes> MarqenPDFReadFile(const std::string &path, MarqenPDFSourceFile *source,
                                                         bool copy) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": " + std::strerror(errno));
-        return nullptr;
-    }
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        ::close(fd);
-        marqenPDFWarn("MarqenPDF: Could not read file " + path + ": not a regular file");
-        return nullptr;
-    }
+    int fd = openRegularFile(path, info);
+    if (fd < 0) return nullptr;
     auto remember = [&](uint64_t length, bool complete) {
         if (!source) return;
         *source = MarqenPDFSourceFile{path,
