@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <functional>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -101,6 +102,23 @@ void compositeTheLongWay(cairo_t *cr, cairo_pattern_t *group, double alpha, cons
     cairo_set_source(cr, group);
     cairo_paint_with_alpha(cr, alpha);
     cairo_restore(cr);
+}
+
+// Draws the scene with its shadow through a graphics context on cr (the one given, else a new one), or
+// the long way.
+void drawShadowed(cairo_t *cr, const Scene &scene, bool throughContext, MarqenGraphicsContext *context = nullptr) {
+    if (!throughContext) {
+        cairo_push_group(cr);
+        scene.draw(cr);
+        cairo_pattern_t *group = cairo_pop_group(cr);
+        compositeTheLongWay(cr, group, 1, scene.shadow);
+        cairo_pattern_destroy(group);
+        return;
+    }
+    std::optional<MarqenGraphicsContext> own;
+    if (!context) context = &own.emplace(cr);
+    context->setShadow(scene.shadow.offset, scene.shadow.blur, scene.shadow.color);
+    context->drawWithCairo(scene.draw);
 }
 
 std::vector<uint8_t> drawTheLongWay(const Scene &scene) {
@@ -271,17 +289,7 @@ TEST(ShadowCompositor, NestedGroupsAndRawClipsAreRespected) {
         cairo_rectangle(cr, 15, 12, 150, 120);
         cairo_clip(cr);
         cairo_push_group(cr);
-        if (throughContext) {
-            MarqenGraphicsContext context(cr);
-            context.setShadow(scene.shadow.offset, scene.shadow.blur, scene.shadow.color);
-            context.drawWithCairo(scene.draw);
-        } else {
-            cairo_push_group(cr);
-            scene.draw(cr);
-            cairo_pattern_t *group = cairo_pop_group(cr);
-            compositeTheLongWay(cr, group, 1, scene.shadow);
-            cairo_pattern_destroy(group);
-        }
+        drawShadowed(cr, scene, throughContext);
         cairo_pop_group_to_source(cr);
         cairo_paint_with_alpha(cr, 0.8);
         cairo_destroy(cr);
@@ -298,16 +306,7 @@ TEST(ShadowCompositor, NestedGroupsAndRawClipsAreRespected) {
         MarqenGraphicsContext context(cr);
         cairo_rectangle(cr, 70.5, 10, 100, 100);  // cuts through the ring
         cairo_clip(cr);
-        if (throughContext) {
-            context.setShadow(scene.shadow.offset, scene.shadow.blur, scene.shadow.color);
-            context.drawWithCairo(scene.draw);
-        } else {
-            cairo_push_group(cr);
-            scene.draw(cr);
-            cairo_pattern_t *group = cairo_pop_group(cr);
-            compositeTheLongWay(cr, group, 1, scene.shadow);
-            cairo_pattern_destroy(group);
-        }
+        drawShadowed(cr, scene, throughContext, &context);
         cairo_destroy(cr);
         std::vector<uint8_t> bytes = bytesOf(target);
         cairo_surface_destroy(target);
