@@ -2,7 +2,11 @@
 // single-chunk reader.
 #include "formats/rich_image/rich_image_chunk.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
+#include <vector>
 
 #include "formats/rich_image/rich_image_stream.h"
 
@@ -19,8 +23,7 @@ const uint8_t MarqenHEICImageFileBox[24] = {0x00, 0x00, 0x00, 0x00, 0x75, 0x75, 
 const uint8_t MarqenJPGImageTrailerMarker[6] = {0x6D, 0x61, 0x72, 0x71, 0x65, 0x6E};
 
 namespace {
-constexpr size_t kCopyBlockSize = 1024;
-// Big stdio buffers keep the block-by-block copies of multi-megabyte previews cheap.
+// Big stdio buffers keep the small reads of chunk frames and trailers cheap.
 constexpr size_t kStreamBufferSize = 64 * 1024;
 }  // namespace
 
@@ -73,10 +76,10 @@ int MarqenRichImageCopyFile(const char *sourcePath, const char *destinationPath)
         std::fclose(source);
         return 2;
     }
-    uint8_t block[kCopyBlockSize];
+    std::vector<uint8_t> block(MarqenRichImageCopyBlockSize);
     bool failed = false;
-    for (size_t count; (count = std::fread(block, 1, sizeof block, source)) > 0;)
-        if (std::fwrite(block, 1, count, destination) != count) {
+    for (size_t count; (count = std::fread(block.data(), 1, block.size(), source)) > 0;)
+        if (std::fwrite(block.data(), 1, count, destination) != count) {
             failed = true;
             break;
         }
@@ -90,43 +93,106 @@ int MarqenRichImageCopyFile(const char *sourcePath, const char *destinationPath)
 int MarqenRichImageCopyContentsOfRangeToFile(FILE *input, uint32_t offset, uint32_t length, FILE *output) {
     long saved = std::ftell(input);
     std::fseek(input, long(offset), SEEK_SET);
-    uint8_t block[kCopyBlockSize];
+    std::vector<uint8_t> block(length < MarqenRichImageCopyBlockSize ? length : MarqenRichImageCopyBlockSize);
     for (uint32_t left = length; left > 0;) {
-        size_t want = left < sizeof block ? left : sizeof block;
-        size_t got = std::fread(block, 1, want, input);
+        size_t want = left < block.size() ? left : block.size();
+        size_t got = std::fread(block.data(), 1, want, input);
         if (got == 0) break;
-        std::fwrite(block, 1, got, output);
+        std::fwrite(block.data(), 1, got, output);
         left -= uint32_t(got);
     }
     std::fseek(input, saved, SEEK_SET);
     return 0;
 }
 
+namespace {
+
+// Reads exactly count bytes at offset without moving the stream: the walks touch only the twelve bytes
+// of each chunk's frame, where a buffered stream would read the whole file around them.
+bool readExactlyAt(int descriptor, void *bytes, size_t count, int64_t offset) {
+    auto *cursor = static_cast<uint8_t *>(bytes);
+    while (count > 0) {
+        const ssize_t got = ::pread(descriptor, cursor, count, off_t(offset));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return false;
+        cursor += got;
+        count -= size_t(got);
+        offset += got;
+    }
+    return true;
+}
+
+// Reads chunk frames (length, type and CRC) of one stream up to end. A walk reads each CRC together with
+// the next chunk's length and type, so that a chunk costs one read.
+class ChunkFrameReader {
+public:
+    ChunkFrameReader(FILE *input, long end) : input_(input), descriptor_(::fileno(input)), end_(end) {}
+
+    int read(int64_t position, MarqenRichImageChunkToken *token) {
+        if (position == end_) return kMarqenRichImageAtEnd;
+        if (int64_t(end_) - position < 12) return kMarqenRichImageShortTail;
+        uint8_t header[8];
+        if (position == nextHeaderPosition_)
+            std::memcpy(header, nextHeader_, sizeof header);
+        else if (!readAt(header, sizeof header, position))
+            return kMarqenRichImageShortTail;
+        const uint32_t length = MarqenRichImageUint32FromUint8Array(header);
+        const int64_t crcPosition = position + 8 + int64_t(length);
+        if (int64_t(end_) - crcPosition < 4) return kMarqenRichImageChunkPastEnd;
+        uint8_t tail[12];
+        const bool withNextHeader = int64_t(end_) - crcPosition >= int64_t(sizeof tail);
+        if (!readAt(tail, withNextHeader ? sizeof tail : 4, crcPosition)) return kMarqenRichImageChunkPastEnd;
+        if (withNextHeader) {
+            std::memcpy(nextHeader_, tail + 4, sizeof nextHeader_);
+            nextHeaderPosition_ = crcPosition + 4;
+        }
+        token->chunkOffset = uint32_t(position);
+        token->chunkSize = length + 12;
+        MarqenRichImageChunkTypeCopy(token->type, header + 4);
+        token->dataOffset = uint32_t(position) + 8;
+        token->dataLength = length;
+        token->crc = MarqenRichImageUint32FromUint8Array(tail);
+        return kMarqenRichImageSuccess;
+    }
+
+private:
+    bool readAt(void *bytes, size_t count, int64_t offset) {
+        if (descriptor_ >= 0) return readExactlyAt(descriptor_, bytes, count, offset);
+        // A stream without a descriptor (in memory) is read through its own position.
+        return std::fseek(input_, long(offset), SEEK_SET) == 0 && MarqenRichImageReadExactly(input_, bytes, count);
+    }
+
+    FILE *input_;
+    int descriptor_;
+    long end_;
+    int64_t nextHeaderPosition_ = -1;
+    uint8_t nextHeader_[8] = {};
+};
+
+}  // namespace
+
 int MarqenPNGImageReadSingleChunkToken(FILE *input, long end, MarqenRichImageChunkToken *token) {
     const long position = std::ftell(input);
-    if (position == end) return kMarqenRichImageAtEnd;
-    if (int64_t(end) - int64_t(position) < 12) return kMarqenRichImageShortTail;
-    uint8_t header[8];
-    if (!MarqenRichImageReadExactly(input, header, sizeof header)) return kMarqenRichImageShortTail;
-    const uint32_t length = MarqenRichImageUint32FromUint8Array(header);
-    if (int64_t(end) - int64_t(std::ftell(input)) < int64_t(length) + 4) return kMarqenRichImageChunkPastEnd;
-    uint8_t crc[4];
-    if (std::fseek(input, long(length), SEEK_CUR) != 0 || !MarqenRichImageReadExactly(input, crc, sizeof crc))
-        return kMarqenRichImageChunkPastEnd;
-    token->chunkOffset = uint32_t(position);
-    token->chunkSize = length + 12;
-    MarqenRichImageChunkTypeCopy(token->type, header + 4);
-    token->dataOffset = uint32_t(position) + 8;
-    token->dataLength = length;
-    token->crc = MarqenRichImageUint32FromUint8Array(crc);
-    return kMarqenRichImageSuccess;
+    if (position < 0) return kMarqenRichImageShortTail;
+    const int result = ChunkFrameReader(input, end).read(position, token);
+    // The stream is left after the chunk read, or where it was.
+    std::fseek(input, result == kMarqenRichImageSuccess ? position + long(token->chunkSize) : position, SEEK_SET);
+    return result;
 }
 
 int MarqenRichImageWalkChunkTokens(void *context, FILE *input, long end, MarqenRichImageChunkTokenCallback callback) {
+    int64_t position = std::ftell(input);
+    if (position < 0) return kMarqenRichImageShortTail;
+    ChunkFrameReader reader(input, end);
     for (;;) {
         MarqenRichImageChunkToken token;
-        int result = MarqenPNGImageReadSingleChunkToken(input, end, &token);
-        if (result != kMarqenRichImageSuccess) return result;
+        const int result = reader.read(position, &token);
+        if (result != kMarqenRichImageSuccess) {
+            std::fseek(input, long(position), SEEK_SET);
+            return result;
+        }
+        position += token.chunkSize;
+        // Callbacks may move the stream; the walk keeps its own position.
         if (callback) callback(context, input, token);
     }
 }

@@ -2,6 +2,7 @@
 #include <zlib.h>
 
 #include <cstring>
+#include <vector>
 
 #include "formats/rich_image/rich_image_chunk.h"
 #include "formats/rich_image/rich_image_stream.h"
@@ -32,17 +33,17 @@ int writeFileChunk(const char *path, const uint8_t type[4], const uint8_t *prefi
         std::fwrite(prefix, 1, prefixLength, output);
         crc = crc32(crc, prefix, uInt(prefixLength));
     }
-    uint8_t block[1024];
+    std::vector<uint8_t> block(size_t(size) < MarqenRichImageCopyBlockSize ? size_t(size) : MarqenRichImageCopyBlockSize);
     long left = size;
     while (left > 0) {
-        size_t want = left < long(sizeof block) ? size_t(left) : sizeof block;
-        size_t got = std::fread(block, 1, want, input);
+        size_t want = left < long(block.size()) ? size_t(left) : block.size();
+        size_t got = std::fread(block.data(), 1, want, input);
         if (got == 0) {
-            std::memset(block, 0, want);
+            std::memset(block.data(), 0, want);
             got = want;
         }
-        std::fwrite(block, 1, got, output);
-        crc = crc32(crc, block, uInt(got));
+        std::fwrite(block.data(), 1, got, output);
+        crc = crc32(crc, block.data(), uInt(got));
         left -= long(got);
     }
     std::fclose(input);

@@ -8,8 +8,10 @@
 
 namespace marqen {
 
-// fopen with a large stdio buffer, so that copies in 1024-byte blocks cost few system calls.
+// fopen with a large stdio buffer, so that the small reads of chunk frames cost few system calls.
 FILE *MarqenRichImageOpen(const char *path, const char *mode);
+// Copies move blocks larger than that buffer, which stdio passes straight to the system without copying.
+constexpr size_t MarqenRichImageCopyBlockSize = 256 * 1024;
 // The size of an open file (its position is kept), or -1.
 long MarqenRichImageStreamSize(FILE *stream);
 // Walks chunk tokens from input's position up to end, calling callback (when given) for each; the first

@@ -97,26 +97,38 @@ TEST(RichImageBytes, BigEndianHelpersAndConstants) {
 }
 
 TEST_F(RichImageCodec, SingleChunkReaderResultCodesAndToken) {
-    writeFile(dir / "c", "xx" + pngChunkWithCRC("abCd", "12345", 0xDEADBEEF) + std::string(11, '\0'));
-    FILE *file = std::fopen(path("c").c_str(), "rb");
-    const long end = 2 + 17 + 11;
-    std::fseek(file, 2, SEEK_SET);
-    MarqenRichImageChunkToken token;
-    ASSERT_EQ(MarqenPNGImageReadSingleChunkToken(file, end, &token), 0);
-    EXPECT_EQ(token.chunkOffset, 2u);
-    EXPECT_EQ(token.chunkSize, 17u);
-    EXPECT_EQ(typeOf(token), "abCd");
-    EXPECT_EQ(token.dataOffset, 10u);
-    EXPECT_EQ(token.dataLength, 5u);
-    EXPECT_EQ(token.crc, 0xDEADBEEFu);  // wrong, and still reported
-    EXPECT_EQ(std::ftell(file), 19);
-    EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, end, &token), 4);  // 11 bytes left
-    std::fseek(file, 0, SEEK_END);
-    EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, end, &token), 5);
-    // A length one byte longer than what is left runs past the end.
-    std::fseek(file, 2, SEEK_SET);
-    EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, 2 + 16, &token), 3);
-    std::fclose(file);
+    const std::string bytes = "xx" + pngChunkWithCRC("abCd", "12345", 0xDEADBEEF) + std::string(11, '\0');
+    writeFile(dir / "c", bytes);
+    std::string memory = bytes;
+    // A file is read through its descriptor, a stream in memory through its own position: same answers.
+    for (FILE *file : {std::fopen(path("c").c_str(), "rb"), fmemopen(memory.data(), memory.size(), "rb")}) {
+        ASSERT_NE(file, nullptr);
+        const long end = 2 + 17 + 11;
+        std::fseek(file, 2, SEEK_SET);
+        MarqenRichImageChunkToken token;
+        ASSERT_EQ(MarqenPNGImageReadSingleChunkToken(file, end, &token), 0);
+        EXPECT_EQ(token.chunkOffset, 2u);
+        EXPECT_EQ(token.chunkSize, 17u);
+        EXPECT_EQ(typeOf(token), "abCd");
+        EXPECT_EQ(token.dataOffset, 10u);
+        EXPECT_EQ(token.dataLength, 5u);
+        EXPECT_EQ(token.crc, 0xDEADBEEFu);  // wrong, and still reported
+        EXPECT_EQ(std::ftell(file), 19);
+        EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, end, &token), 4);  // 11 bytes left
+        EXPECT_EQ(std::ftell(file), 19);
+        std::fseek(file, 0, SEEK_END);
+        EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, end, &token), 5);
+        // A length one byte longer than what is left runs past the end.
+        std::fseek(file, 2, SEEK_SET);
+        EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, 2 + 16, &token), 3);
+        // An end beyond the real file (a file that shrank after it was measured): the zero frame at 19
+        // reads, its CRC would lie past the real end.
+        std::fseek(file, 19, SEEK_SET);
+        EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, end + 100, &token), 3);
+        std::fseek(file, 25, SEEK_SET);
+        EXPECT_EQ(MarqenPNGImageReadSingleChunkToken(file, end + 100, &token), 4);  // no whole frame left
+        std::fclose(file);
+    }
 }
 
 TEST_F(RichImageCodec, PNGWalkBoundariesAndQuirks) {
@@ -141,6 +153,11 @@ TEST_F(RichImageCodec, PNGWalkBoundariesAndQuirks) {
     ASSERT_EQ(walk.tokens.size(), 3u);
     EXPECT_EQ(typeOf(walk.tokens[2]), "zzZz");
     EXPECT_EQ(walk.tokens[2].chunkOffset, 8u + 24 + 12);
+    // Each CRC is read with the next chunk's frame: every token still carries its own.
+    const std::string after = readFile(dir / "after.png");
+    for (const MarqenRichImageChunkToken &token : walk.tokens)
+        EXPECT_EQ(token.crc, MarqenRichImageUint32FromUint8Array(reinterpret_cast<const uint8_t *>(
+                                 after.data() + token.chunkOffset + token.chunkSize - 4)));
 
     // A declared length past the end gives 3, after the chunks before it were reported.
     writeFile(dir / "long.png", kPNGSignature + chunk + be32(1000) + "IDAT" + std::string(20, 'x'));
