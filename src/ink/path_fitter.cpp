@@ -4,20 +4,10 @@
 #include <cmath>
 #include <limits>
 
+#include "ink/path_fitter_rounds.h"
+#include "ink/path_fitter_wide_vectors.h"
 #include "ink/path_fitter_worst_point.h"
 #include "ink/precondition.h"
-
-// The loops over a piece's points run several points at once; on processors with wider vectors a copy
-// built for them is chosen at load time. Lanes compute exactly what single operations compute (no fused
-// multiply-add is enabled), and sums are still added in order, so results are the same on every processor.
-// Sanitizer builds keep the one plain copy: the copy is chosen while the program is being relocated, before
-// a sanitizer's runtime has started (ThreadSanitizer crashes there), and the plain copy gets tested that way.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__) && \
-    !defined(__SANITIZE_ADDRESS__)
-#define MARQEN_WIDE_VECTORS __attribute__((target_clones("avx2", "default")))
-#else
-#define MARQEN_WIDE_VECTORS
-#endif
 
 namespace marqen {
 
@@ -38,27 +28,6 @@ int32_t saturatingTrunc(double value) {
     if (value >= 2147483647.0) return std::numeric_limits<int32_t>::max();
     if (value <= -2147483648.0) return std::numeric_limits<int32_t>::min();
     return static_cast<int32_t>(value);
-}
-
-// One Newton–Raphson step of a point's parameter towards the curve's nearest point. Both outcomes are
-// computed and one is chosen, so that a loop over points runs several at once.
-inline double newtonStep(const OstwickPathFitterBezier &bez, double Px, double Py, double u, double Q1_0x,
-                         double Q1_0y, double Q1_1x, double Q1_1y, double Q1_2x, double Q1_2y, double Q2_0x,
-                         double Q2_0y, double Q2_1x, double Q2_1y) {
-    double mt = 1 - u;
-    double b0 = mt * mt * mt, b1 = 3 * mt * mt * u, b2 = 3 * mt * u * u, b3 = u * u * u;
-    double qx = b0 * bez._fromX + b1 * bez._tanFromX + b2 * bez._tanToX + b3 * bez._toX;
-    double qy = b0 * bez._fromY + b1 * bez._tanFromY + b2 * bez._tanToY + b3 * bez._toY;
-    double q1x = mt * mt * Q1_0x + 2 * u * mt * Q1_1x + u * u * Q1_2x;
-    double q1y = mt * mt * Q1_0y + 2 * u * mt * Q1_1y + u * u * Q1_2y;
-    double q2x = mt * Q2_0x + u * Q2_1x;
-    double q2y = mt * Q2_0y + u * Q2_1y;
-    double ex = qx - Px, ey = qy - Py;
-    double numerator = ex * q1x + ey * q1y;
-    double denominator = q1x * q1x + q1y * q1y + ex * q2x + ey * q2y;
-    double stepped = u - numerator / denominator;
-    bool flat = !(denominator > 1e-8) && !(denominator < -1e-8);
-    return flat ? u : stepped;
 }
 
 struct FitTask {
@@ -308,41 +277,56 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
         }
         const double total = sums[e - s];
         // The parameters, needed by generateBezier and improveParameters: not when the moments give the curve.
-        auto fillParameters = [&] {
-            u.resize(static_cast<size_t>(e - s + 1));
-            u[0] = 0;
-            for (int k = 1; k <= e - s; ++k) u[k] = sums[k] / total;
-        };
+        u.resize(static_cast<size_t>(e - s + 1));
+        auto fillParameters = [&] { pathFitterFirstParameters(sums.data(), e - s, total, u.data()); };
         bool haveParameters = false;
         int split = 0;
+        // Round 0: the curve from the moments when they are sure of it, the worst point by the pruned search
+        // when it applies (the parameters are then the running sums over their total). A short piece whose
+        // parameters are at hand is measured whole (that is quicker).
+        OstwickPathFitterBezier bez;
+        if (!moments_.covers(pts, s, e) || !moments_.fitCurve(pts, e, sums.data(), t1.x, t1.y, t2.x, t2.y, &bez)) {
+            // generateBezier's curve, its pass also filling in the parameters.
+            const PathFitterLeastSquaresSums leastSquares =
+                pathFitterFirstParametersAndSums(pts, s, e, sums.data(), total, u.data(), t1.x, t1.y, t2.x, t2.y);
+            haveParameters = true;
+            bez = pathFitterCurveFromSums(pts, s, e, leastSquares, t1.x, t1.y, t2.x, t2.y);
+        }
+        float err = 0;
+        const bool prune = !haveParameters || e - s >= kPrunedSearchMinimum;
+        if (!prune || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
+            if (!haveParameters) fillParameters();
+            haveParameters = true;
+            err = calcMaxError(pts, s, e, bez, u, &split);
+        }
+        // Rounds 1 to 9. Round r's curve is measured, and the parameters moved, in the one pass that also
+        // gathers round r + 1's least-squares sums (the pass after round 0's check only moves and gathers,
+        // round 0 being measured already). The last round's parameters would never be used, so round 9 is
+        // only measured.
         bool fitted = false;
-        for (int round = 0; round < 10; ++round) {
-            OstwickPathFitterBezier bez;
-            if (round > 0 || !moments_.covers(pts, s, e) ||
-                !moments_.fitCurve(pts, e, sums.data(), t1.x, t1.y, t2.x, t2.y, &bez)) {
-                if (!haveParameters) fillParameters();
-                haveParameters = true;
-                bez = generateBezier(pts, s, e, u, t1, t2);
-            }
-            // The first round's parameters are the running sums over their total, which the pruned search
-            // of the worst point needs; later rounds have moved them, and every point is measured. A
-            // short piece whose parameters are at hand is measured whole too (that is quicker).
-            float err = 0;
-            const bool prune = round == 0 && (!haveParameters || e - s >= kPrunedSearchMinimum);
-            if (!prune || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
-                if (!haveParameters) fillParameters();
-                haveParameters = true;
-                err = calcMaxError(pts, s, e, bez, u, &split);
+        PathFitterLeastSquaresSums nextSums;
+        for (int round = 0;; ++round) {
+            if (round > 0) {
+                if (round < 9) {
+                    err = pathFitterMeasureAndImprove(pts, s, e, bez, u.data(), true, &split, t1.x, t1.y, t2.x, t2.y,
+                                                      &nextSums);
+                } else {
+                    err = calcMaxError(pts, s, e, bez, u, &split);
+                }
             }
             if (err <= error) {
                 curves.push_back(bez);
                 fitted = true;
                 break;
             }
-            if (err > 10.0 * error) break;
-            if (!haveParameters) fillParameters();
-            haveParameters = true;
-            improveParameters(pts, s, e, u, bez);
+            if (err > 10.0 * error || round == 9) break;
+            if (round == 0) {
+                if (!haveParameters) fillParameters();
+                haveParameters = true;
+                pathFitterMeasureAndImprove(pts, s, e, bez, u.data(), false, &split, t1.x, t1.y, t2.x, t2.y,
+                                            &nextSums);
+            }
+            bez = pathFitterCurveFromSums(pts, s, e, nextSums, t1.x, t1.y, t2.x, t2.y);
         }
         if (fitted) continue;
         // When no point could be measured (errors that are not numbers) the worst index is a count, not
@@ -366,61 +350,13 @@ std::vector<double> MarqenPathFitter::parameterizePoints(const float *pts, int i
     return u;
 }
 
-MARQEN_WIDE_VECTORS OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int iStart, int iEnd,
+OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int iStart, int iEnd,
                                                          const std::vector<double> &u,
                                                          MarqenPathFitterVector tangentStart,
                                                          MarqenPathFitterVector tangentEnd) {
-    const int s = iStart, e = iEnd;
     const MarqenPathFitterVector t1 = tangentStart, t2 = tangentEnd;
-    const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
-    double C00 = 0, C01 = 0, C11 = 0, X0 = 0, X1 = 0;
-    // The terms of a block of points are computed first (independently, so several at once), then added
-    // in order: the sums are the same as term by term.
-    constexpr int kBlock = 64;
-    double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
-    for (int first = s; first <= e; first += kBlock) {
-        const int count = std::min(kBlock, e - first + 1);
-        const double *uu = u.data() + (first - s);
-        const float *pp = pts + 2 * first;
-        for (int k = 0; k < count; ++k) {
-            double t = uu[k], mt = 1 - t;
-            double B0 = mt * mt * mt, B1 = 3 * t * mt * mt, B2 = 3 * mt * t * t, B3 = t * t * t;
-            double A1x = t1.x * B1, A1y = t1.y * B1, A2x = t2.x * B2, A2y = t2.y * B2;
-            c00[k] = A1x * A1x + A1y * A1y;
-            c01[k] = A1x * A2x + A1y * A2y;
-            c11[k] = A2x * A2x + A2y * A2y;
-            double rx = pp[2 * k] - (startX * (B0 + B1) + endX * (B2 + B3));
-            double ry = pp[2 * k + 1] - (startY * (B0 + B1) + endY * (B2 + B3));
-            x0[k] = A1x * rx + A1y * ry;
-            x1[k] = A2x * rx + A2y * ry;
-        }
-        for (int k = 0; k < count; ++k) {
-            C00 += c00[k];
-            C01 += c01[k];
-            C11 += c11[k];
-            X0 += x0[k];
-            X1 += x1[k];
-        }
-    }
-    double det = C00 * C11 - C01 * C01;
-    double alphaL, alphaR;
-    if (-1e-6 < det && det < 1e-6) {
-        double c = C00 + C01;
-        if (c > 1e-6 || c < -1e-6) {
-            alphaL = alphaR = X0 / c;
-        } else {
-            double c2 = C11 + C01;
-            alphaL = alphaR = (c2 > 1e-6 || c2 < -1e-6) ? X1 / c2 : 0;
-        }
-    } else {
-        alphaL = (X0 * C11 - C01 * X1) / det;
-        alphaR = (C00 * X1 - C01 * X0) / det;
-    }
-    // An absolute epsilon, whatever the piece's size.
-    if (alphaL < 1e-6 || alphaR < 1e-6) alphaL = alphaR = length(difference(pts, e, s)) / 3;
-    return OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], static_cast<float>(startX + alphaL * t1.x),
-                                   static_cast<float>(startY + alphaL * t1.y), static_cast<float>(endX + alphaR * t2.x),
-                                   static_cast<float>(endY + alphaR * t2.y), pts[2 * e], pts[2 * e + 1]);
+    const PathFitterLeastSquaresSums sums = pathFitterLeastSquaresSums(pts, iStart, iEnd, u.data(), t1.x, t1.y, t2.x, t2.y);
+    return pathFitterCurveFromSums(pts, iStart, iEnd, sums, t1.x, t1.y, t2.x, t2.y);
 }
 
 MARQEN_WIDE_VECTORS float MarqenPathFitter::calcMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
@@ -448,20 +384,13 @@ MARQEN_WIDE_VECTORS float MarqenPathFitter::calcMaxError(const float *pts, int i
 
 MARQEN_WIDE_VECTORS void MarqenPathFitter::improveParameters(const float *pts, int iStart, int iEnd, std::vector<double> &u,
                                          const OstwickPathFitterBezier &bez) {
-    // Control polygons of the first and second derivatives.
-    const double Q1_0x = 3.0 * static_cast<double>(bez._tanFromX - bez._fromX);
-    const double Q1_0y = 3.0 * static_cast<double>(bez._tanFromY - bez._fromY);
-    const double Q1_1x = 3.0 * static_cast<double>(bez._tanToX - bez._tanFromX);
-    const double Q1_1y = 3.0 * static_cast<double>(bez._tanToY - bez._tanFromY);
-    const double Q1_2x = 3.0 * static_cast<double>(bez._toX - bez._tanToX);
-    const double Q1_2y = 3.0 * static_cast<double>(bez._toY - bez._tanToY);
-    const double Q2_0x = 2.0 * (Q1_1x - Q1_0x), Q2_0y = 2.0 * (Q1_1y - Q1_0y);
-    const double Q2_1x = 2.0 * (Q1_2x - Q1_1x), Q2_1y = 2.0 * (Q1_2y - Q1_1y);
+    const PathFitterDerivatives derivatives(bez);
     double *values = u.data();
     const float *points = pts + 2 * iStart;
-    for (int k = 0; k <= iEnd - iStart; ++k)
-        values[k] = newtonStep(bez, points[2 * k], points[2 * k + 1], values[k], Q1_0x, Q1_0y, Q1_1x, Q1_1y, Q1_2x,
-                               Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y);
+    for (int k = 0; k <= iEnd - iStart; ++k) {
+        const CGPoint q = bez.evaluatePoint(values[k]);
+        values[k] = pathFitterNewtonStep(derivatives, q.x, q.y, points[2 * k], points[2 * k + 1], values[k]);
+    }
     const double a = u[0], b = u[iEnd - iStart];
     for (double &value : u) value = (value - a) / (b - a);
 }
@@ -469,7 +398,9 @@ MARQEN_WIDE_VECTORS void MarqenPathFitter::improveParameters(const float *pts, i
 double MarqenPathFitter::newtonRhapson(const OstwickPathFitterBezier &bez, double Px, double Py, double u,
                                        double Q1_0x, double Q1_0y, double Q1_1x, double Q1_1y, double Q1_2x,
                                        double Q1_2y, double Q2_0x, double Q2_0y, double Q2_1x, double Q2_1y) {
-    return newtonStep(bez, Px, Py, u, Q1_0x, Q1_0y, Q1_1x, Q1_1y, Q1_2x, Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y);
+    const CGPoint q = bez.evaluatePoint(u);
+    return pathFitterNewtonStep({Q1_0x, Q1_0y, Q1_1x, Q1_1y, Q1_2x, Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y}, q.x, q.y, Px,
+                                Py, u);
 }
 
 MarqenPathFitterVector MarqenPathFitter::middleTangent(const float *pts, int index) {

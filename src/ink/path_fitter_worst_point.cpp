@@ -44,8 +44,19 @@ struct LowerPriority {
 
 }  // namespace
 
-void PathFitterWorstPointSearch::pushCandidate(const Box &box, int first, int last, bool group) {
-    heap_.push_back({boundOver(box, first, last), first, last, group});
+int PathFitterWorstPointSearch::nodePoints(int level) const {
+    int points = kBlockPoints;
+    for (int l = 0; l < level; ++l) points *= kFanOut;
+    return points;
+}
+
+void PathFitterWorstPointSearch::pushNode(int level, int index, int lo, int hi) {
+    const int size = nodePoints(level);
+    const int first = std::max(lo, iStart_ + index * size);
+    const int last = std::min(hi, iStart_ + (index + 1) * size - 1);
+    if (first > last) return;
+    heap_.push_back({boundOver(levels_[static_cast<size_t>(level)][static_cast<size_t>(index)], first, last), first,
+                     last, level, index});
     std::push_heap(heap_.begin(), heap_.end(), LowerPriority{});
 }
 
@@ -53,8 +64,7 @@ void PathFitterWorstPointSearch::preparePoints(const float *pts, int iStart, int
     pts_ = pts;
     iStart_ = iStart;
     iEnd_ = iEnd;
-    blocks_.clear();
-    groups_.clear();
+    levelCount_ = 0;
     if (iEnd < iStart) return;
     // A box holding a coordinate that is not a number is made of such values: its bound is then infinite.
     const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -66,17 +76,29 @@ void PathFitterWorstPointSearch::preparePoints(const float *pts, int iStart, int
         box = {std::min(box.minX, x0), std::min(box.minY, y0), std::max(box.maxX, x1), std::max(box.maxY, y1)};
     };
     const float inf = std::numeric_limits<float>::infinity();
+    // The levels' storage is kept from search to search.
+    auto nextLevel = [this]() -> std::vector<Box> & {
+        if (levels_.size() <= static_cast<size_t>(levelCount_)) levels_.emplace_back();
+        std::vector<Box> &level = levels_[static_cast<size_t>(levelCount_++)];
+        level.clear();
+        return level;
+    };
+    std::vector<Box> &blocks = nextLevel();
     for (int first = iStart; first <= iEnd; first += kBlockPoints) {
         Box box{inf, inf, -inf, -inf};
         for (int i = first; i <= std::min(iEnd, first + kBlockPoints - 1); ++i)
             widen(box, pts[2 * i], pts[2 * i + 1], pts[2 * i], pts[2 * i + 1]);
-        blocks_.push_back(box);
+        blocks.push_back(box);
     }
-    for (size_t b = 0; b < blocks_.size(); b += kBlocksPerGroup) {
-        Box box{inf, inf, -inf, -inf};
-        for (size_t k = b; k < std::min(blocks_.size(), b + kBlocksPerGroup); ++k)
-            widen(box, blocks_[k].minX, blocks_[k].minY, blocks_[k].maxX, blocks_[k].maxY);
-        groups_.push_back(box);
+    while (levels_[static_cast<size_t>(levelCount_ - 1)].size() > 1) {
+        std::vector<Box> &above = nextLevel();
+        const std::vector<Box> &below = levels_[static_cast<size_t>(levelCount_ - 2)];
+        for (size_t b = 0; b < below.size(); b += kFanOut) {
+            Box box{inf, inf, -inf, -inf};
+            for (size_t k = b; k < std::min(below.size(), b + kFanOut); ++k)
+                widen(box, below[k].minX, below[k].minY, below[k].maxX, below[k].maxY);
+            above.push_back(box);
+        }
     }
 }
 
@@ -102,13 +124,14 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
                             std::abs(static_cast<double>(c[7]) - c[5])});
 
     const int lo = s + 1, hi = e - 1;
-    const int groupPoints = kBlockPoints * kBlocksPerGroup;
     heap_.clear();
-    for (int g = (lo - iStart_) / groupPoints; g <= (hi - iStart_) / groupPoints; ++g) {
-        const int first = std::max(lo, iStart_ + g * groupPoints);
-        const int last = std::min(hi, iStart_ + (g + 1) * groupPoints - 1);
-        pushCandidate(groups_[static_cast<size_t>(g)], first, last, true);
-    }
+    // The searched points are first covered by a few runs of the lowest level that needs few.
+    int level = 0;
+    while (level + 1 < levelCount_ &&
+           (hi - iStart_) / nodePoints(level) - (lo - iStart_) / nodePoints(level) >= 2 * kFanOut)
+        ++level;
+    for (int n = (lo - iStart_) / nodePoints(level); n <= (hi - iStart_) / nodePoints(level); ++n)
+        pushNode(level, n, lo, hi);
 
     // Invariant: bestF and bestIndex are the largest squared error above zero among the points measured
     // so far and the earliest point that has it (bestIndex < 0 while none is above zero). A run is left
@@ -123,11 +146,10 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
         heap_.pop_back();
         if (run.bound < bestF) break;
         if (run.bound == bestF && (bestIndex < 0 || run.first > bestIndex)) continue;
-        if (run.group) {
-            for (int b = (run.first - iStart_) / kBlockPoints; b <= (run.last - iStart_) / kBlockPoints; ++b) {
-                const int first = std::max(run.first, iStart_ + b * kBlockPoints);
-                const int last = std::min(run.last, iStart_ + (b + 1) * kBlockPoints - 1);
-                pushCandidate(blocks_[static_cast<size_t>(b)], first, last, false);
+        if (run.level > 0) {
+            for (int n = run.index * kFanOut; n < (run.index + 1) * kFanOut; ++n) {
+                if (n >= static_cast<int>(levels_[static_cast<size_t>(run.level - 1)].size())) break;
+                pushNode(run.level - 1, n, run.first, run.last);
             }
             continue;
         }

@@ -1,7 +1,8 @@
 #pragma once
 // Finds the point of largest error of a fitted piece without measuring every point: bounds of the error
-// over blocks of consecutive points are visited largest first, and a block whose bound cannot beat the
-// worst point found so far is never measured. The answer is the one a plain scan over every point
+// over runs of consecutive points (a tree: blocks of points, runs of a few blocks, runs of a few of
+// those, and so on) are visited largest first, a run is split into its parts when visited, and a run
+// whose bound cannot beat the worst point found so far is never split or measured. The answer is the one a plain scan over every point
 // gives, ties included (the earliest of equally bad points wins).
 //
 // Threads: a search belongs to one thread at a time (it keeps its scratch space between calls).
@@ -47,7 +48,7 @@ public:
               double total, float *error, int *maxIndex);
 
     static constexpr int kBlockPoints = 32;
-    static constexpr int kBlocksPerGroup = 32;
+    static constexpr int kFanOut = 4;  // parts of a run of the tree above the blocks
 
 private:
     struct Box {
@@ -56,16 +57,21 @@ private:
     struct Candidate {
         double bound;
         int first, last;  // point indices, clamped to the searched points
-        bool group;
+        int level, index;  // the run's place in the tree (level 0: the blocks)
     };
 
     double boundOver(const Box &box, int first, int last) const;
-    void pushCandidate(const Box &box, int first, int last, bool group);
+    // Pushes node `index` of `level` clamped to the points lo..hi, unless none of its points lie there.
+    void pushNode(int level, int index, int lo, int hi);
+    int nodePoints(int level) const;
 
     const float *pts_ = nullptr;
     int iStart_ = 0, iEnd_ = -1;
     double coordinateMagnitude_ = 0;
-    std::vector<Box> blocks_, groups_;
+    // levels_[0]: the blocks; each further level merges kFanOut nodes of the one below. Only the first
+    // levelCount_ levels belong to the prepared points.
+    std::vector<std::vector<Box>> levels_;
+    int levelCount_ = 0;
     std::vector<Candidate> heap_;
 
     // Per search.

@@ -1,0 +1,177 @@
+#include "ink/path_fitter_rounds.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "ink/path_fitter_wide_vectors.h"
+
+namespace marqen {
+
+namespace {
+
+// Points per block: a block's per-point values are computed first (independently, so several at once)
+// and then added or compared in index order.
+constexpr int kBlock = 64;
+
+// generateBezier's terms of one point with parameter t.
+struct Terms {
+    double c00, c01, c11, x0, x1;
+};
+
+[[gnu::always_inline]] inline Terms leastSquaresTerms(double t, float px, float py, double startX, double startY, double endX, double endY,
+                               double t1x, double t1y, double t2x, double t2y) {
+    double mt = 1 - t;
+    double B0 = mt * mt * mt, B1 = 3 * t * mt * mt, B2 = 3 * mt * t * t, B3 = t * t * t;
+    double A1x = t1x * B1, A1y = t1y * B1, A2x = t2x * B2, A2y = t2y * B2;
+    double rx = px - (startX * (B0 + B1) + endX * (B2 + B3));
+    double ry = py - (startY * (B0 + B1) + endY * (B2 + B3));
+    return {A1x * A1x + A1y * A1y, A1x * A2x + A1y * A2y, A2x * A2x + A2y * A2y, A1x * rx + A1y * ry,
+            A2x * rx + A2y * ry};
+}
+
+// The sums of generateBezier over the points s..e; the parameter of point s + k is u[k], or, when
+// runningSums is given, runningSums[k] / total (0 for k = 0), which is then written into filled[k].
+[[gnu::always_inline]] inline PathFitterLeastSquaresSums leastSquaresSums(const float *pts, int s, int e, const double *u, double *filled,
+                                                   const double *runningSums, double total, double t1x, double t1y,
+                                                   double t2x, double t2y) {
+    const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
+    PathFitterLeastSquaresSums sums;
+    double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
+    for (int first = s; first <= e; first += kBlock) {
+        const int count = std::min(kBlock, e - first + 1);
+        const double *uu = u + (first - s);
+        const float *pp = pts + 2 * first;
+        if (runningSums) {
+            const double *rr = runningSums + (first - s);
+            double *ff = filled + (first - s);
+            for (int k = 0; k < count; ++k) ff[k] = rr[k] / total;
+            if (first == s) ff[0] = 0;
+            uu = ff;
+        }
+        for (int k = 0; k < count; ++k) {
+            const Terms terms =
+                leastSquaresTerms(uu[k], pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
+            c00[k] = terms.c00, c01[k] = terms.c01, c11[k] = terms.c11, x0[k] = terms.x0, x1[k] = terms.x1;
+        }
+        for (int k = 0; k < count; ++k) {
+            sums.C00 += c00[k];
+            sums.C01 += c01[k];
+            sums.C11 += c11[k];
+            sums.X0 += x0[k];
+            sums.X1 += x1[k];
+        }
+    }
+    return sums;
+}
+
+}  // namespace
+
+MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums pathFitterLeastSquaresSums(const float *pts, int s, int e,
+                                                                          const double *u, double t1x, double t1y,
+                                                                          double t2x, double t2y) {
+    return leastSquaresSums(pts, s, e, u, nullptr, nullptr, 1, t1x, t1y, t2x, t2y);
+}
+
+MARQEN_WIDE_VECTORS void pathFitterFirstParameters(const double *runningSums, int count, double total, double *u) {
+    for (int k = 0; k <= count; ++k) u[k] = runningSums[k] / total;
+    u[0] = 0;
+}
+
+MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, int s, int e,
+                                                                                const double *runningSums,
+                                                                                double total, double *u, double t1x,
+                                                                                double t1y, double t2x, double t2y) {
+    return leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y);
+}
+
+OstwickPathFitterBezier pathFitterCurveFromSums(const float *pts, int s, int e, const PathFitterLeastSquaresSums &sums,
+                                                double t1x, double t1y, double t2x, double t2y) {
+    const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
+    const double C00 = sums.C00, C01 = sums.C01, C11 = sums.C11, X0 = sums.X0, X1 = sums.X1;
+    double det = C00 * C11 - C01 * C01;
+    double alphaL, alphaR;
+    if (-1e-6 < det && det < 1e-6) {
+        double c = C00 + C01;
+        if (c > 1e-6 || c < -1e-6) {
+            alphaL = alphaR = X0 / c;
+        } else {
+            double c2 = C11 + C01;
+            alphaL = alphaR = (c2 > 1e-6 || c2 < -1e-6) ? X1 / c2 : 0;
+        }
+    } else {
+        alphaL = (X0 * C11 - C01 * X1) / det;
+        alphaR = (C00 * X1 - C01 * X0) / det;
+    }
+    // An absolute epsilon, whatever the piece's size.
+    if (alphaL < 1e-6 || alphaR < 1e-6) {
+        const float cx = pts[2 * e] - pts[2 * s], cy = pts[2 * e + 1] - pts[2 * s + 1];
+        const double vx = cx, vy = cy;
+        alphaL = alphaR = std::sqrt(vx * vx + vy * vy) / 3;
+    }
+    return OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], static_cast<float>(startX + alphaL * t1x),
+                                   static_cast<float>(startY + alphaL * t1y), static_cast<float>(endX + alphaR * t2x),
+                                   static_cast<float>(endY + alphaR * t2y), pts[2 * e], pts[2 * e + 1]);
+}
+
+MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, int e,
+                                                      const OstwickPathFitterBezier &bez, double *u, bool measure,
+                                                      int *maxIndex, double t1x, double t1y, double t2x, double t2y,
+                                                      PathFitterLeastSquaresSums *next) {
+    const PathFitterDerivatives d(bez);
+    const int m = e - s;
+    const float *points = pts + 2 * s;
+    // improveParameters re-normalises by the end points' new parameters: those two are stepped first.
+    auto step = [&](int k) {
+        const CGPoint q = bez.evaluatePoint(u[k]);
+        return pathFitterNewtonStep(d, q.x, q.y, points[2 * k], points[2 * k + 1], u[k]);
+    };
+    const double a = step(0), b = step(m);
+    const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
+    if (measure) *maxIndex = (m + 1) / 2;
+    float largest = 0;
+    PathFitterLeastSquaresSums sums;
+    float squares[kBlock];
+    double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
+    for (int first = 0; first <= m; first += kBlock) {
+        const int count = std::min(kBlock, m - first + 1);
+        double *uu = u + first;
+        const float *pp = points + 2 * first;
+        double moved[kBlock];
+        for (int k = 0; k < count; ++k) {
+            const double t = uu[k];
+            const float px = pp[2 * k], py = pp[2 * k + 1];
+            const CGPoint q = bez.evaluatePoint(t);
+            // calcMaxError's squared error (pathFitterSquaredError) of the point at its old parameter.
+            const float dx = static_cast<float>(q.x - px), dy = static_cast<float>(q.y - py);
+            squares[k] = dx * dx + dy * dy;
+            moved[k] = pathFitterNewtonStep(d, q.x, q.y, px, py, t);
+        }
+        for (int k = 0; k < count; ++k) {
+            const double t = (moved[k] - a) / (b - a);
+            uu[k] = t;
+            const Terms terms = leastSquaresTerms(t, pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
+            c00[k] = terms.c00, c01[k] = terms.c01, c11[k] = terms.c11, x0[k] = terms.x0, x1[k] = terms.x1;
+        }
+        if (measure) {
+            // Interior points only; the earliest of equally bad points wins.
+            const int lo = std::max(first, 1), hi = std::min(first + count - 1, m - 1);
+            for (int k = lo; k <= hi; ++k) {
+                if (squares[k - first] > largest) {
+                    largest = squares[k - first];
+                    *maxIndex = s + k;
+                }
+            }
+        }
+        for (int k = 0; k < count; ++k) {
+            sums.C00 += c00[k];
+            sums.C01 += c01[k];
+            sums.C11 += c11[k];
+            sums.X0 += x0[k];
+            sums.X1 += x1[k];
+        }
+    }
+    *next = sums;
+    return measure ? static_cast<float>(std::sqrt(static_cast<double>(largest))) : 0.0f;
+}
+
+}  // namespace marqen

@@ -1,0 +1,84 @@
+#pragma once
+// The per-point arithmetic of the path fitter's fitting rounds, shared by its single steps
+// (generateBezier, calcMaxError, improveParameters) and by the joined pass that a round of a long piece
+// makes over its points: one pass measures the round's curve, moves every parameter by a Newton step and
+// gathers the least-squares sums of the next round's curve. Every point's values are computed by the
+// same operations in the same order as the single steps compute them, and sums are added point by point
+// in index order, so the joined pass gives the single steps' results bit for bit.
+//
+// Threads: plain functions of their arguments; safe on any thread.
+#include "ink/path_fitter_bezier.h"
+
+namespace marqen {
+
+// The five least-squares sums of generateBezier over a piece's points.
+struct PathFitterLeastSquaresSums {
+    double C00 = 0, C01 = 0, C11 = 0, X0 = 0, X1 = 0;
+};
+
+// The first and second derivatives' control polygons of a curve, as improveParameters takes them:
+// differences in single precision, then scaled in double.
+struct PathFitterDerivatives {
+    double Q1_0x, Q1_0y, Q1_1x, Q1_1y, Q1_2x, Q1_2y, Q2_0x, Q2_0y, Q2_1x, Q2_1y;
+    explicit PathFitterDerivatives(const OstwickPathFitterBezier &bez)
+        : Q1_0x(3.0 * static_cast<double>(bez._tanFromX - bez._fromX)),
+          Q1_0y(3.0 * static_cast<double>(bez._tanFromY - bez._fromY)),
+          Q1_1x(3.0 * static_cast<double>(bez._tanToX - bez._tanFromX)),
+          Q1_1y(3.0 * static_cast<double>(bez._tanToY - bez._tanFromY)),
+          Q1_2x(3.0 * static_cast<double>(bez._toX - bez._tanToX)),
+          Q1_2y(3.0 * static_cast<double>(bez._toY - bez._tanToY)),
+          Q2_0x(2.0 * (Q1_1x - Q1_0x)), Q2_0y(2.0 * (Q1_1y - Q1_0y)), Q2_1x(2.0 * (Q1_2x - Q1_1x)),
+          Q2_1y(2.0 * (Q1_2y - Q1_1y)) {}
+    PathFitterDerivatives(double q10x, double q10y, double q11x, double q11y, double q12x, double q12y, double q20x,
+                          double q20y, double q21x, double q21y)
+        : Q1_0x(q10x), Q1_0y(q10y), Q1_1x(q11x), Q1_1y(q11y), Q1_2x(q12x), Q1_2y(q12y), Q2_0x(q20x), Q2_0y(q20y),
+          Q2_1x(q21x), Q2_1y(q21y) {}
+};
+
+// One Newton–Raphson step of a point's parameter towards the curve's nearest point, given the curve's
+// point q at u (OstwickPathFitterBezier::evaluatePoint). Both outcomes are computed and one is chosen, so
+// that a loop over points runs several at once.
+inline double pathFitterNewtonStep(const PathFitterDerivatives &d, double qx, double qy, double Px, double Py,
+                                   double u) {
+    double mt = 1 - u;
+    double q1x = mt * mt * d.Q1_0x + 2 * u * mt * d.Q1_1x + u * u * d.Q1_2x;
+    double q1y = mt * mt * d.Q1_0y + 2 * u * mt * d.Q1_1y + u * u * d.Q1_2y;
+    double q2x = mt * d.Q2_0x + u * d.Q2_1x;
+    double q2y = mt * d.Q2_0y + u * d.Q2_1y;
+    double ex = qx - Px, ey = qy - Py;
+    double numerator = ex * q1x + ey * q1y;
+    double denominator = q1x * q1x + q1y * q1y + ex * q2x + ey * q2y;
+    double stepped = u - numerator / denominator;
+    bool flat = !(denominator > 1e-8) && !(denominator < -1e-8);
+    return flat ? u : stepped;
+}
+
+// The least-squares sums of generateBezier for the points s..e of pts with parameters u[0 .. e-s] and
+// tangent directions (t1x, t1y), (t2x, t2y).
+PathFitterLeastSquaresSums pathFitterLeastSquaresSums(const float *pts, int s, int e, const double *u, double t1x,
+                                                      double t1y, double t2x, double t2y);
+
+// The first round's parameters of the points s..e: u[0] = 0 and u[k] = runningSums[k] / total.
+void pathFitterFirstParameters(const double *runningSums, int count, double total, double *u);
+
+// pathFitterFirstParameters (writing u[0 .. e-s]) and then pathFitterLeastSquaresSums of those
+// parameters, in one pass.
+PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
+                                                            double total, double *u, double t1x, double t1y,
+                                                            double t2x, double t2y);
+
+// generateBezier's curve from its sums: the two control-point distances, with its fallbacks.
+OstwickPathFitterBezier pathFitterCurveFromSums(const float *pts, int s, int e, const PathFitterLeastSquaresSums &sums,
+                                                double t1x, double t1y, double t2x, double t2y);
+
+// One joined pass of a round over the points s..e (e ≥ s + 1) with parameters u[0 .. e-s] and the round's
+// curve bez. When `measure` is set it returns calcMaxError's result (the largest error of the interior
+// points, and in *maxIndex the worst point, or the offset count when none is above zero); otherwise it
+// returns 0 and leaves *maxIndex alone. In every case it replaces u by improveParameters' result and
+// writes into *next the least-squares sums of those new parameters (tangents as for
+// pathFitterLeastSquaresSums).
+float pathFitterMeasureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez, double *u,
+                                  bool measure, int *maxIndex, double t1x, double t1y, double t2x, double t2y,
+                                  PathFitterLeastSquaresSums *next);
+
+}  // namespace marqen
