@@ -39,14 +39,16 @@ struct Terms {
     double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
     for (int first = s; first <= e; first += kBlock) {
         const int count = std::min(kBlock, e - first + 1);
-        const double *uu = u + (first - s);
         const float *pp = pts + 2 * first;
+        const double *uu;
         if (runningSums) {
             const double *rr = runningSums + (first - s);
             double *ff = filled + (first - s);
             for (int k = 0; k < count; ++k) ff[k] = rr[k] / total;
             if (first == s) ff[0] = 0;
             uu = ff;
+        } else {
+            uu = u + (first - s);
         }
         for (int k = 0; k < count; ++k) {
             const Terms terms =
@@ -126,6 +128,9 @@ MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, i
         return pathFitterNewtonStep(d, q.x, q.y, points[2 * k], points[2 * k + 1], u[k]);
     };
     const double a = step(0), b = step(m);
+    // The end points usually stay at exactly +0 and 1 (the curve passes through them); then (v − a) / (b − a)
+    // is v itself for every v (v − (+0) is v, −0 included, and dividing by 1 is exact), so no division is needed.
+    const bool unchanged = a == 0 && !std::signbit(a) && b == 1;
     const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
     if (measure) *maxIndex = (m + 1) / 2;
     float largest = 0;
@@ -146,12 +151,19 @@ MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, i
             squares[k] = dx * dx + dy * dy;
             moved[k] = pathFitterNewtonStep(d, q.x, q.y, px, py, t);
         }
-        for (int k = 0; k < count; ++k) {
-            const double t = (moved[k] - a) / (b - a);
-            uu[k] = t;
-            const Terms terms = leastSquaresTerms(t, pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
-            c00[k] = terms.c00, c01[k] = terms.c01, c11[k] = terms.c11, x0[k] = terms.x0, x1[k] = terms.x1;
-        }
+        auto gather = [&](auto normalise) {
+            for (int k = 0; k < count; ++k) {
+                const double t = normalise(moved[k]);
+                uu[k] = t;
+                const Terms terms =
+                    leastSquaresTerms(t, pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
+                c00[k] = terms.c00, c01[k] = terms.c01, c11[k] = terms.c11, x0[k] = terms.x0, x1[k] = terms.x1;
+            }
+        };
+        if (unchanged)
+            gather([](double v) { return v; });
+        else
+            gather([a, b](double v) { return (v - a) / (b - a); });
         if (measure) {
             // Interior points only; the earliest of equally bad points wins.
             const int lo = std::max(first, 1), hi = std::min(first + count - 1, m - 1);

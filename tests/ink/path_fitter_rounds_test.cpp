@@ -1,0 +1,291 @@
+// The joined pass of a fitting round (measure the curve, move every parameter, gather the next curve's
+// sums) and the first round's parameters-and-sums pass, against the single steps written out plainly
+// here, point by point and sum by sum in index order: every result must be the same bits, on random
+// strokes and curves, exact ties, points at the origin, repeated points and values that are not numbers.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include "ink/path_fitter.h"
+#include "ink/path_fitter_rounds.h"
+
+using namespace marqen;
+
+namespace {
+
+// Same bits, or both not numbers (which of two such values an operation passes on is not fixed).
+bool same(double a, double b) {
+    if (std::isnan(a) && std::isnan(b)) return true;
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+bool same(float a, float b) {
+    if (std::isnan(a) && std::isnan(b)) return true;
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+bool same(const OstwickPathFitterBezier &a, const OstwickPathFitterBezier &b) {
+    return same(a._fromX, b._fromX) && same(a._fromY, b._fromY) && same(a._tanFromX, b._tanFromX) &&
+           same(a._tanFromY, b._tanFromY) && same(a._tanToX, b._tanToX) && same(a._tanToY, b._tanToY) &&
+           same(a._toX, b._toX) && same(a._toY, b._toY);
+}
+
+// The single steps, one point at a time.
+CGPoint at(const OstwickPathFitterBezier &c, double t) {
+    double mt = 1 - t;
+    double b0 = mt * mt * mt, b1 = 3 * mt * mt * t, b2 = 3 * mt * t * t, b3 = t * t * t;
+    return {b0 * c._fromX + b1 * c._tanFromX + b2 * c._tanToX + b3 * c._toX,
+            b0 * c._fromY + b1 * c._tanFromY + b2 * c._tanToY + b3 * c._toY};
+}
+
+float plainMaxError(const std::vector<float> &pts, int s, int e, const OstwickPathFitterBezier &c,
+                    const std::vector<double> &u, int *maxIndex) {
+    *maxIndex = (e - s + 1) / 2;
+    if (s + 1 >= e) return 0;
+    double largest = 0;
+    for (int i = s + 1; i <= e - 1; ++i) {
+        CGPoint q = at(c, u[i - s]);
+        float dx = static_cast<float>(q.x - pts[2 * i]), dy = static_cast<float>(q.y - pts[2 * i + 1]);
+        double distance = std::sqrt(static_cast<double>(dx * dx + dy * dy));
+        if (distance > largest) {
+            largest = distance;
+            *maxIndex = i;
+        }
+    }
+    return static_cast<float>(largest);
+}
+
+// Returns whether the re-normalisation moved anything (the end points' new parameters not +0 and 1).
+bool plainImprove(const std::vector<float> &pts, int s, int e, std::vector<double> &u, const OstwickPathFitterBezier &c) {
+    double q10x = 3.0 * static_cast<double>(c._tanFromX - c._fromX), q10y = 3.0 * static_cast<double>(c._tanFromY - c._fromY);
+    double q11x = 3.0 * static_cast<double>(c._tanToX - c._tanFromX), q11y = 3.0 * static_cast<double>(c._tanToY - c._tanFromY);
+    double q12x = 3.0 * static_cast<double>(c._toX - c._tanToX), q12y = 3.0 * static_cast<double>(c._toY - c._tanToY);
+    double q20x = 2.0 * (q11x - q10x), q20y = 2.0 * (q11y - q10y), q21x = 2.0 * (q12x - q11x), q21y = 2.0 * (q12y - q11y);
+    for (int i = s; i <= e; ++i) {
+        double t = u[i - s], mt = 1 - t;
+        CGPoint q = at(c, t);
+        double q1x = mt * mt * q10x + 2 * t * mt * q11x + t * t * q12x;
+        double q1y = mt * mt * q10y + 2 * t * mt * q11y + t * t * q12y;
+        double q2x = mt * q20x + t * q21x, q2y = mt * q20y + t * q21y;
+        double ex = q.x - pts[2 * i], ey = q.y - pts[2 * i + 1];
+        double numerator = ex * q1x + ey * q1y;
+        double denominator = q1x * q1x + q1y * q1y + ex * q2x + ey * q2y;
+        if (denominator > 1e-8 || denominator < -1e-8) u[i - s] = t - numerator / denominator;
+    }
+    const double a = u[0], b = u[e - s];
+    for (double &value : u) value = (value - a) / (b - a);
+    return !(a == 0 && !std::signbit(a) && b == 1);
+}
+
+PathFitterLeastSquaresSums plainSums(const std::vector<float> &pts, int s, int e, const std::vector<double> &u,
+                                     MarqenPathFitterVector t1, MarqenPathFitterVector t2) {
+    PathFitterLeastSquaresSums sums;
+    for (int i = s; i <= e; ++i) {
+        double t = u[i - s], mt = 1 - t;
+        double B0 = mt * mt * mt, B1 = 3 * t * mt * mt, B2 = 3 * mt * t * t, B3 = t * t * t;
+        double A1x = t1.x * B1, A1y = t1.y * B1, A2x = t2.x * B2, A2y = t2.y * B2;
+        sums.C00 += A1x * A1x + A1y * A1y;
+        sums.C01 += A1x * A2x + A1y * A2y;
+        sums.C11 += A2x * A2x + A2y * A2y;
+        double rx = pts[2 * i] - (static_cast<double>(pts[2 * s]) * (B0 + B1) + static_cast<double>(pts[2 * e]) * (B2 + B3));
+        double ry = pts[2 * i + 1] -
+                    (static_cast<double>(pts[2 * s + 1]) * (B0 + B1) + static_cast<double>(pts[2 * e + 1]) * (B2 + B3));
+        sums.X0 += A1x * rx + A1y * ry;
+        sums.X1 += A2x * rx + A2y * ry;
+    }
+    return sums;
+}
+
+enum class Kind { Walk, Spiral, Grid, Repeats, Origin, Collinear, NotNumbers, Count };
+
+std::vector<float> stroke(std::mt19937 &rng, Kind kind, int count) {
+    std::normal_distribution<double> turn(0, 0.2);
+    std::uniform_int_distribution<int> step(-1, 1);
+    std::vector<float> pts;
+    double x = 300, y = -200, angle = 0;
+    for (int i = 0; i < count; ++i) {
+        switch (kind) {
+        case Kind::Walk:
+        case Kind::NotNumbers:
+            angle += turn(rng);
+            x += 3 * std::cos(angle);
+            y += 3 * std::sin(angle);
+            break;
+        case Kind::Spiral: {
+            double radius = 40 + 6 / (2 * M_PI) * angle;
+            x = 1000 + radius * std::cos(angle);
+            y = 1000 + radius * std::sin(angle);
+            angle += 2 / radius;
+            break;
+        }
+        case Kind::Grid:  // small integer steps: many equal errors
+            x += step(rng);
+            y += step(rng);
+            break;
+        case Kind::Repeats:  // runs of one repeated point
+            if (i % 5 == 0) x += 4, y += i % 3;
+            break;
+        case Kind::Origin:  // every other point at the origin
+            x = i % 2 ? 0 : 10 + i, y = i % 2 ? 0 : -i;
+            break;
+        case Kind::Collinear:
+            x = 2 * i, y = 3 * i;
+            break;
+        case Kind::Count:
+            break;
+        }
+        pts.push_back(static_cast<float>(x));
+        pts.push_back(static_cast<float>(y));
+    }
+    if (kind == Kind::NotNumbers) {
+        pts[2 * (count / 2)] = std::numeric_limits<float>::quiet_NaN();
+        pts[2 * (count / 3) + 1] = std::numeric_limits<float>::infinity();
+    }
+    return pts;
+}
+
+MarqenPathFitterVector unitTowards(const std::vector<float> &pts, int from, int to) {
+    MarqenPathFitterVector v{static_cast<double>(pts[2 * to] - pts[2 * from]), static_cast<double>(pts[2 * to + 1] - pts[2 * from + 1])};
+    MarqenPathFitter::normalize(v);
+    return v;
+}
+
+}  // namespace
+
+TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
+    std::mt19937 rng(15);
+    int generalNormalisations = 0;
+    for (int trial = 0; trial < 300; ++trial) {
+        const Kind kind = static_cast<Kind>(trial % static_cast<int>(Kind::Count));
+        const int count = std::uniform_int_distribution<int>(3, 700)(rng);
+        std::vector<float> pts = stroke(rng, kind, count);
+        const int s = std::uniform_int_distribution<int>(0, count - 3)(rng);
+        const int e = std::uniform_int_distribution<int>(s + 1, count - 1)(rng);
+        MarqenPathFitter fitter(pts.data(), count, 5);
+        MarqenPathFitterVector t1 = unitTowards(pts, s, s + 1), t2 = unitTowards(pts, e, e - 1);
+        std::vector<double> u = fitter.parameterizePoints(pts.data(), s, e);
+        OstwickPathFitterBezier curve = fitter.generateBezier(pts.data(), s, e, u, t1, t2);
+        // Every third curve is moved off the piece's end points, so that their parameters move too.
+        if (trial % 3 == 1) {
+            std::normal_distribution<float> jitter(0, 5);
+            curve._fromX += jitter(rng), curve._toY += jitter(rng), curve._tanToX += jitter(rng);
+        }
+        // A few rounds, each joined pass against the plain steps.
+        for (int round = 0; round < 3; ++round) {
+            SCOPED_TRACE(testing::Message() << "trial " << trial << " round " << round << " piece " << s << ".." << e);
+            int plainIndex = -1, joinedIndex = -1;
+            const float plainError = plainMaxError(pts, s, e, curve, u, &plainIndex);
+            std::vector<double> plainU = u, joinedU = u;
+            if (plainImprove(pts, s, e, plainU, curve)) ++generalNormalisations;
+            const PathFitterLeastSquaresSums expected = plainSums(pts, s, e, plainU, t1, t2);
+            PathFitterLeastSquaresSums next;
+            const float joinedError = pathFitterMeasureAndImprove(pts.data(), s, e, curve, joinedU.data(), true,
+                                                                  &joinedIndex, t1.x, t1.y, t2.x, t2.y, &next);
+            ASSERT_TRUE(same(joinedError, plainError)) << joinedError << " vs " << plainError;
+            ASSERT_EQ(joinedIndex, plainIndex);
+            for (size_t k = 0; k < u.size(); ++k) ASSERT_TRUE(same(joinedU[k], plainU[k])) << "parameter " << k;
+            ASSERT_TRUE(same(next.C00, expected.C00) && same(next.C01, expected.C01) && same(next.C11, expected.C11) &&
+                        same(next.X0, expected.X0) && same(next.X1, expected.X1));
+            // The fitter's own steps give the same too.
+            int stepIndex = -1;
+            std::vector<double> stepU = u;
+            ASSERT_TRUE(same(fitter.calcMaxError(pts.data(), s, e, curve, u, &stepIndex), plainError));
+            ASSERT_EQ(stepIndex, plainIndex);
+            fitter.improveParameters(pts.data(), s, e, stepU, curve);
+            for (size_t k = 0; k < u.size(); ++k) ASSERT_TRUE(same(stepU[k], plainU[k])) << "parameter " << k;
+
+            // Without measuring: the index is left alone, the rest is the same.
+            int untouched = -9;
+            std::vector<double> quietU = u;
+            PathFitterLeastSquaresSums quiet;
+            EXPECT_EQ(pathFitterMeasureAndImprove(pts.data(), s, e, curve, quietU.data(), false, &untouched, t1.x,
+                                                  t1.y, t2.x, t2.y, &quiet),
+                      0.0f);
+            EXPECT_EQ(untouched, -9);
+            ASSERT_TRUE(same(quiet.C00, next.C00) && same(quiet.X1, next.X1));
+
+            OstwickPathFitterBezier following = fitter.generateBezier(pts.data(), s, e, plainU, t1, t2);
+            ASSERT_TRUE(same(pathFitterCurveFromSums(pts.data(), s, e, next, t1.x, t1.y, t2.x, t2.y), following));
+            u = plainU;
+            curve = following;
+        }
+    }
+    // Both ways of re-normalising were taken.
+    EXPECT_GT(generalNormalisations, 20);
+}
+
+TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
+    std::mt19937 rng(16);
+    for (int trial = 0; trial < 120; ++trial) {
+        const Kind kind = static_cast<Kind>(trial % static_cast<int>(Kind::Count));
+        const int count = std::uniform_int_distribution<int>(2, 400)(rng);
+        std::vector<float> pts = stroke(rng, kind, count);
+        const int s = std::uniform_int_distribution<int>(0, count - 2)(rng);
+        const int e = std::uniform_int_distribution<int>(s + 1, count - 1)(rng);
+        SCOPED_TRACE(testing::Message() << "trial " << trial << " piece " << s << ".." << e);
+        MarqenPathFitter fitter(pts.data(), count, 5);
+        std::vector<double> sums(static_cast<size_t>(e - s + 1), 0.0);
+        for (int k = 1; k <= e - s; ++k) sums[k] = sums[k - 1] + pathFitterOriginDistance(pts.data(), s + k);
+        MarqenPathFitterVector t1 = unitTowards(pts, s, s + 1), t2 = unitTowards(pts, e, e - 1);
+
+        std::vector<double> expectedU = fitter.parameterizePoints(pts.data(), s, e);
+        std::vector<double> u(expectedU.size(), -1.0), filled(expectedU.size(), -1.0);
+        const PathFitterLeastSquaresSums joined =
+            pathFitterFirstParametersAndSums(pts.data(), s, e, sums.data(), sums[e - s], u.data(), t1.x, t1.y, t2.x, t2.y);
+        pathFitterFirstParameters(sums.data(), e - s, sums[e - s], filled.data());
+        for (size_t k = 0; k < u.size(); ++k) {
+            ASSERT_TRUE(same(u[k], expectedU[k])) << "parameter " << k;
+            ASSERT_TRUE(same(filled[k], expectedU[k])) << "parameter " << k;
+        }
+        const PathFitterLeastSquaresSums expected = plainSums(pts, s, e, expectedU, t1, t2);
+        ASSERT_TRUE(same(joined.C00, expected.C00) && same(joined.C01, expected.C01) && same(joined.C11, expected.C11) &&
+                    same(joined.X0, expected.X0) && same(joined.X1, expected.X1));
+        ASSERT_TRUE(same(pathFitterCurveFromSums(pts.data(), s, e, joined, t1.x, t1.y, t2.x, t2.y),
+                         fitter.generateBezier(pts.data(), s, e, expectedU, t1, t2)));
+    }
+}
+
+TEST(PathFitterRounds, CurveFromSumsFallsBackToAThirdOfTheChord) {
+    // Sums whose distances come out negative, or a singular system with nothing to divide by, give
+    // control points a third of the chord along the tangents (worked: chord (3, 4), length 5).
+    const std::vector<float> pts = {1, 2, 4, 6};
+    PathFitterLeastSquaresSums negative{1, 0, 1, -2, 3};
+    OstwickPathFitterBezier curve = pathFitterCurveFromSums(pts.data(), 0, 1, negative, 1, 0, 0, -1);
+    EXPECT_FLOAT_EQ(curve._tanFromX, 1 + 5.0f / 3);
+    EXPECT_FLOAT_EQ(curve._tanFromY, 2);
+    EXPECT_FLOAT_EQ(curve._tanToX, 4);
+    EXPECT_FLOAT_EQ(curve._tanToY, 6 - 5.0f / 3);
+    PathFitterLeastSquaresSums singular{};
+    curve = pathFitterCurveFromSums(pts.data(), 0, 1, singular, 1, 0, 0, -1);
+    EXPECT_FLOAT_EQ(curve._tanFromX, 1 + 5.0f / 3);
+    // A regular system: alphaL = (X0·C11 − C01·X1) / det = (4·2 − 0) / 2 = 4, alphaR = (1·6 − 0) / 2 = 3.
+    PathFitterLeastSquaresSums regular{1, 0, 2, 4, 6};
+    curve = pathFitterCurveFromSums(pts.data(), 0, 1, regular, 1, 0, 0, -1);
+    EXPECT_FLOAT_EQ(curve._tanFromX, 5);
+    EXPECT_FLOAT_EQ(curve._tanToY, 3);
+}
+
+TEST(PathFitterRounds, TiesGoToTheEarliestPointAndNoErrorGivesTheOffsetCount) {
+    // A curve shrunk to the origin: every point of the unit circle's four axis points is at distance
+    // exactly 1, so all interior points tie and the first of them (index 1) is the worst.
+    const std::vector<float> pts = {1, 0, 0, 1, -1, 0, 0, -1, 1, 0, 0, 1, -1, 0};
+    const OstwickPathFitterBezier dot(0, 0, 0, 0, 0, 0, 0, 0);
+    std::vector<double> u = {0, 0.1, 0.3, 0.5, 0.6, 0.8, 1};
+    PathFitterLeastSquaresSums next;
+    int index = -1;
+    EXPECT_EQ(pathFitterMeasureAndImprove(pts.data(), 0, 6, dot, u.data(), true, &index, 1, 0, -1, 0, &next), 1.0f);
+    EXPECT_EQ(index, 1);
+    // The curve has no slope anywhere: every Newton step is refused, so the parameters stay.
+    EXPECT_EQ(u, (std::vector<double>{0, 0.1, 0.3, 0.5, 0.6, 0.8, 1}));
+    // Measured from a later start, the first interior point of that piece wins.
+    EXPECT_EQ(pathFitterMeasureAndImprove(pts.data(), 2, 6, dot, u.data(), true, &index, 1, 0, -1, 0, &next), 1.0f);
+    EXPECT_EQ(index, 3);
+
+    // Points all on the curve: no error above zero, so the offset count (e − s + 1) / 2, not an index.
+    const std::vector<float> still(14, 0.0f);
+    EXPECT_EQ(pathFitterMeasureAndImprove(still.data(), 2, 6, dot, u.data(), true, &index, 1, 0, -1, 0, &next), 0.0f);
+    EXPECT_EQ(index, 2);
+}
