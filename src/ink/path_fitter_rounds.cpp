@@ -122,15 +122,10 @@ MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, i
     const PathFitterDerivatives d(bez);
     const int m = e - s;
     const float *points = pts + 2 * s;
-    // improveParameters re-normalises by the end points' new parameters: those two are stepped first.
-    auto step = [&](int k) {
-        const CGPoint q = bez.evaluatePoint(u[k]);
-        return pathFitterNewtonStep(d, q.x, q.y, points[2 * k], points[2 * k + 1], u[k]);
-    };
-    const double a = step(0), b = step(m);
-    // The end points usually stay at exactly +0 and 1 (the curve passes through them); then (v − a) / (b − a)
-    // is v itself for every v (v − (+0) is v, −0 included, and dividing by 1 is exact), so no division is needed.
-    const bool unchanged = a == 0 && !std::signbit(a) && b == 1;
+    // improveParameters re-normalises by the end points' new parameters a and b: taken from the first block's
+    // steps, the last point stepped ahead when it lies in a later block.
+    double a = 0, b = 1;
+    bool unchanged = true;
     const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
     if (measure) *maxIndex = (m + 1) / 2;
     float largest = 0;
@@ -150,6 +145,19 @@ MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, i
             const float dx = static_cast<float>(q.x - px), dy = static_cast<float>(q.y - py);
             squares[k] = dx * dx + dy * dy;
             moved[k] = pathFitterNewtonStep(d, q.x, q.y, px, py, t);
+        }
+        if (first == 0) {
+            a = moved[0];
+            if (m < kBlock) {
+                b = moved[m];
+            } else {
+                const CGPoint q = bez.evaluatePoint(u[m]);
+                b = pathFitterNewtonStep(d, q.x, q.y, points[2 * m], points[2 * m + 1], u[m]);
+            }
+            // The end points usually stay at exactly +0 and 1 (the curve passes through them); then
+            // (v − a) / (b − a) is v itself for every v (v − (+0) is v, −0 included, and dividing by 1 is
+            // exact), so no division is needed.
+            unchanged = a == 0 && !std::signbit(a) && b == 1;
         }
         auto gather = [&](auto normalise) {
             for (int k = 0; k < count; ++k) {

@@ -65,6 +65,13 @@ void PathFitterWorstPointSearch::preparePoints(const float *pts, int iStart, int
     iStart_ = iStart;
     iEnd_ = iEnd;
     levelCount_ = 0;
+    built_ = false;
+}
+
+void PathFitterWorstPointSearch::buildLevels() {
+    built_ = true;
+    const float *pts = pts_;
+    const int iStart = iStart_, iEnd = iEnd_;
     if (iEnd < iStart) return;
     // A box holding a coordinate that is not a number is made of such values: its bound is then infinite.
     const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -106,6 +113,7 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
                                       const double *runningSums, double total, float *error, int *maxIndex) {
     if (pts != pts_ || s < iStart_ || e > iEnd_ || s + 1 >= e) return false;
     if (!(total > 0) || !std::isfinite(total)) return false;
+    if (!built_) buildLevels();
     const float c[8] = {bez._fromX, bez._fromY, bez._tanFromX, bez._tanFromY,
                         bez._tanToX, bez._tanToY, bez._toX, bez._toY};
     double magnitude = 0;

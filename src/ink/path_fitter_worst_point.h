@@ -34,7 +34,8 @@ inline float pathFitterSquaredError(const OstwickPathFitterBezier &bez, double u
 
 class PathFitterWorstPointSearch {
 public:
-    // Block bounds of the points iStart..iEnd of pts, which must not change while searches use them.
+    // Searches will be over the points iStart..iEnd of pts, which must not change while searches use them.
+    // Their bounds are gathered by the first search that needs them.
     void preparePoints(const float *pts, int iStart, int iEnd);
 
     // The largest error of the points s+1 .. e-1 against bez, the parameter of point s+k being
@@ -60,6 +61,7 @@ private:
         int level, index;  // the run's place in the tree (level 0: the blocks)
     };
 
+    void buildLevels();
     double boundOver(const Box &box, int first, int last) const;
     // Pushes node `index` of `level` clamped to the points lo..hi, unless none of its points lie there.
     void pushNode(int level, int index, int lo, int hi);
@@ -72,6 +74,7 @@ private:
     // levelCount_ levels belong to the prepared points.
     std::vector<std::vector<Box>> levels_;
     int levelCount_ = 0;
+    bool built_ = false;
     std::vector<Candidate> heap_;
 
     // Per search.
