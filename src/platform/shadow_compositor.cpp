@@ -1,7 +1,6 @@
 #include "platform/shadow_compositor.h"
 
 #include <cairo.h>
-#include <pixman.h>
 
 #include <algorithm>
 #include <climits>
@@ -9,15 +8,20 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/pixel_over.h"
 #include "platform/shadow_blur.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace marqen {
 
 namespace {
 
-constexpr int kBlock = 16;  // columns per block: 64 bytes of a group row
-constexpr int kBand = 16;   // rows per band
+constexpr int kBlock = 16;  // pixels per block: 64 bytes of a group row, 16 of a mask row
 constexpr double kMaxMaskPixels = 64.0 * 1024 * 1024;
+constexpr int kMaxCast = 1024;  // the largest shadow offset, in pixels, composited here
 
 // An ARGB32 image surface at one pixel per device unit: device (x, y) is pixel (x + offsetX, y + offsetY).
 struct Raster {
@@ -44,23 +48,39 @@ bool rasterOf(cairo_surface_t *surface, Raster &raster) {
     return raster.data && raster.width > 0 && raster.height > 0;
 }
 
-// Where an image has ink: which blocks of each band hold some, and the box of the inked pixels.
+// Where the group or its shadow has ink, row by row, on one grid of blocks for both: block e covers
+// the group's columns [kBlock·(e − margin), kBlock·(e − margin + 1)), so that a row of the shadow
+// and the row of the group that land on the same target row share their blocks. Also the box of
+// the inked pixels, in the image's own columns and rows.
 struct InkMap {
-    int blocks = 0, bands = 0;
-    std::vector<uint8_t> inked;  // bands × blocks
+    int blocks = 0, rowBegin = 0, rowEnd = 0;  // flags for the rows [rowBegin, rowEnd)
+    std::vector<uint8_t> inked;                // per row, one flag per block
+    std::vector<int> firstBlock, lastBlock;    // per row; first > last when the row has no ink
     int minX = 0, minY = 0, maxX = -1, maxY = -1;  // inclusive; maxY < 0 when there is no ink
 
-    void reset(int width, int height) {
-        blocks = (width + kBlock - 1) / kBlock;
-        bands = (height + kBand - 1) / kBand;
-        inked.assign(static_cast<size_t>(blocks) * static_cast<size_t>(bands), 0);
+    void reset(int blockCount, int begin, int end) {
+        blocks = blockCount;
+        rowBegin = begin;
+        rowEnd = end;
+        const size_t rows = static_cast<size_t>(std::max(0, end - begin));
+        inked.assign(rows * static_cast<size_t>(blocks), 0);
+        firstBlock.assign(rows, INT_MAX);
+        lastBlock.assign(rows, -1);
         minX = minY = INT_MAX;
         maxX = maxY = -1;
     }
     bool empty() const { return maxY < 0; }
-    void addRow(int y, int first, int last) {
-        minX = std::min(minX, first);
-        maxX = std::max(maxX, last);
+    bool hasRow(long long y) const {
+        return y >= rowBegin && y < rowEnd && firstBlock[static_cast<size_t>(y - rowBegin)] <= lastBlock[static_cast<size_t>(y - rowBegin)];
+    }
+    uint8_t *flags(int y) { return inked.data() + static_cast<size_t>(y - rowBegin) * blocks; }
+    const uint8_t *flags(int y) const { return inked.data() + static_cast<size_t>(y - rowBegin) * blocks; }
+    // Row y has ink in the blocks [first, last], its pixels within the columns [from, to].
+    void addRow(int y, int first, int last, int from, int to) {
+        firstBlock[static_cast<size_t>(y - rowBegin)] = first;
+        lastBlock[static_cast<size_t>(y - rowBegin)] = last;
+        minX = std::min(minX, from);
+        maxX = std::max(maxX, to);
         minY = std::min(minY, y);
         maxY = y;
     }
@@ -76,91 +96,94 @@ struct Scratch {
     }
 };
 
-// Copies the group's alpha into the mask and maps the group's ink, in one pass over its pixels. A
-// pixel has ink when any of its bytes is not zero (premultiplied, that is when it has alpha).
-void readGroup(const Raster &group, uint8_t *mask, int maskStride, InkMap &ink) {
-    ink.reset(group.width, group.height);
+// The alpha bytes of 16 pixels into out; a bit for each pixel that has a byte other than zero.
+inline unsigned alphaOfBlock(const uint32_t *pixels, uint8_t *out) {
+#if defined(__SSE2__)
+    const __m128i p0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels));
+    const __m128i p1 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels + 4));
+    const __m128i p2 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels + 8));
+    const __m128i p3 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels + 12));
+    const __m128i low = _mm_packs_epi32(_mm_srli_epi32(p0, 24), _mm_srli_epi32(p1, 24));
+    const __m128i high = _mm_packs_epi32(_mm_srli_epi32(p2, 24), _mm_srli_epi32(p3, 24));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_packus_epi16(low, high));
+    const __m128i zero = _mm_setzero_si128();
+    auto empty = [&](__m128i p) { return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(p, zero)))); };
+    return ~(empty(p0) | empty(p1) << 4 | empty(p2) << 8 | empty(p3) << 12) & 0xFFFFu;
+#else
+    unsigned inked = 0;
+    for (int i = 0; i < kBlock; ++i) {
+        out[i] = static_cast<uint8_t>(pixels[i] >> 24);
+        if (pixels[i]) inked |= 1u << i;
+    }
+    return inked;
+#endif
+}
+
+// A bit for each of 16 mask bytes that is not zero.
+inline unsigned inkOfMaskBlock(const uint8_t *samples) {
+#if defined(__SSE2__)
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(samples));
+    return ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_setzero_si128()))) & 0xFFFFu;
+#else
+    unsigned inked = 0;
+    for (int i = 0; i < kBlock; ++i)
+        if (samples[i]) inked |= 1u << i;
+    return inked;
+#endif
+}
+
+// Copies the group's alpha into the mask (group pixel (x, y) to mask row y + top, column x + left)
+// and maps the group's ink, `margin` blocks in from the left of the grid, in one pass over its pixels.
+// A pixel has ink when any of its bytes is not zero (premultiplied, that is when it has alpha).
+void readGroup(const Raster &group, uint8_t *mask, int maskStride, int top, int left, int margin, int blocks, InkMap &ink) {
+    ink.reset(blocks, 0, group.height);
+    const int wholeBlocks = group.width / kBlock;
     for (int y = 0; y < group.height; ++y) {
         const auto *row = reinterpret_cast<const uint32_t *>(group.data + static_cast<size_t>(y) * group.stride);
-        uint8_t *out = mask + static_cast<size_t>(y) * maskStride;
-        uint8_t *bandInked = ink.inked.data() + static_cast<size_t>(y / kBand) * ink.blocks;
-        int firstBlock = -1, lastBlock = -1;
-        for (int b = 0; b < ink.blocks; ++b) {
-            const int x0 = b * kBlock, n = std::min(kBlock, group.width - x0);
-            uint32_t any = 0;
-            if (n == kBlock) {
-                for (int i = 0; i < kBlock; ++i) {
-                    any |= row[x0 + i];
-                    out[x0 + i] = static_cast<uint8_t>(row[x0 + i] >> 24);
-                }
-            } else {
-                for (int i = 0; i < n; ++i) {
-                    any |= row[x0 + i];
-                    out[x0 + i] = static_cast<uint8_t>(row[x0 + i] >> 24);
-                }
+        uint8_t *out = mask + static_cast<size_t>(y + top) * maskStride + left;
+        uint8_t *inked = ink.flags(y) + margin;
+        int first = -1, last = -1, from = 0, to = 0;
+        auto note = [&](int b, unsigned bits) {
+            inked[b] = 1;
+            if (first < 0) {
+                first = b;
+                from = b * kBlock + __builtin_ctz(bits);
             }
-            if (any) {
-                bandInked[b] = 1;
-                if (firstBlock < 0) firstBlock = b;
-                lastBlock = b;
-            }
+            last = b;
+            to = b * kBlock + 31 - __builtin_clz(bits);
+        };
+        for (int b = 0; b < wholeBlocks; ++b)
+            if (const unsigned bits = alphaOfBlock(row + b * kBlock, out + b * kBlock)) note(b, bits);
+        unsigned bits = 0;
+        for (int x = wholeBlocks * kBlock; x < group.width; ++x) {
+            out[x] = static_cast<uint8_t>(row[x] >> 24);
+            if (row[x]) bits |= 1u << (x - wholeBlocks * kBlock);
         }
-        if (firstBlock < 0) continue;
-        int first = firstBlock * kBlock, last = std::min(group.width, (lastBlock + 1) * kBlock) - 1;
-        while (!row[first]) ++first;
-        while (!row[last]) --last;
-        ink.addRow(y, first, last);
+        if (bits) note(wholeBlocks, bits);
+        if (first >= 0) ink.addRow(y, first + margin, last + margin, from, to);
     }
 }
 
-// Maps the ink of the mask rows [y0, y1).
-void mapMask(const uint8_t *mask, int maskStride, int width, int height, int y0, int y1, InkMap &ink) {
-    ink.reset(width, height);
+// Maps the ink of the mask rows [y0, y1) on the grid: block e reads the mask's columns from
+// kBlock·e + start on, which the mask's margins keep within its rows.
+void mapMask(const uint8_t *mask, int maskStride, int y0, int y1, int start, int blocks, InkMap &ink) {
+    ink.reset(blocks, y0, y1);
     for (int y = y0; y < y1; ++y) {
-        const uint8_t *row = mask + static_cast<size_t>(y) * maskStride;
-        uint8_t *bandInked = ink.inked.data() + static_cast<size_t>(y / kBand) * ink.blocks;
-        int firstBlock = -1, lastBlock = -1;
-        for (int b = 0; b < ink.blocks; ++b) {
-            const int x0 = b * kBlock, n = std::min(kBlock, width - x0);
-            uint64_t any = 0;
-            if (n == kBlock) {
-                uint64_t words[2];
-                std::memcpy(words, row + x0, sizeof words);
-                any = words[0] | words[1];
-            } else {
-                for (int i = 0; i < n; ++i) any |= row[x0 + i];
+        const uint8_t *row = mask + static_cast<size_t>(y) * maskStride + start;
+        uint8_t *inked = ink.flags(y);
+        int first = -1, last = -1, from = 0, to = 0;
+        for (int e = 0; e < blocks; ++e) {
+            const unsigned bits = inkOfMaskBlock(row + e * kBlock);
+            if (!bits) continue;
+            inked[e] = 1;
+            if (first < 0) {
+                first = e;
+                from = e * kBlock + __builtin_ctz(bits);
             }
-            if (any) {
-                bandInked[b] = 1;
-                if (firstBlock < 0) firstBlock = b;
-                lastBlock = b;
-            }
+            last = e;
+            to = e * kBlock + 31 - __builtin_clz(bits);
         }
-        if (firstBlock < 0) continue;
-        int first = firstBlock * kBlock, last = std::min(width, (lastBlock + 1) * kBlock) - 1;
-        while (!row[first]) ++first;
-        while (!row[last]) --last;
-        ink.addRow(y, first, last);
-    }
-}
-
-// Calls composite(x, y, width, height) for each run of inked blocks along each band, cut to the ink's box.
-template <typename Composite>
-void forEachInkedRun(const InkMap &ink, Composite composite) {
-    for (int band = 0; band < ink.bands; ++band) {
-        const int y0 = std::max(band * kBand, ink.minY), y1 = std::min((band + 1) * kBand, ink.maxY + 1);
-        if (y0 >= y1) continue;
-        const uint8_t *inked = ink.inked.data() + static_cast<size_t>(band) * ink.blocks;
-        for (int b = 0; b < ink.blocks;) {
-            if (!inked[b]) {
-                ++b;
-                continue;
-            }
-            const int start = b;
-            while (b < ink.blocks && inked[b]) ++b;
-            const int x0 = std::max(start * kBlock, ink.minX), x1 = std::min(b * kBlock, ink.maxX + 1);
-            if (x0 < x1) composite(x0, y0, x1 - x0, y1 - y0);
-        }
+        if (first >= 0) ink.addRow(y, first, last, from + start, to + start);
     }
 }
 
@@ -205,49 +228,61 @@ ShadowCompositing compositeShadowedRasterGroup(cairo_t *context, cairo_pattern_t
 
     const double sigma = shadow.blur / 2.0;
     const int reach = MarqenShadowBlurReach(sigma);
-    const long long maskWidth = group.width + 2LL * reach, maskHeight = group.height + 2LL * reach;
+    // A whole-pixel offset of the shadow, across (its height points up; device rows point down).
+    const bool wholeOffset = shadow.offset.width == std::floor(shadow.offset.width) &&
+                             shadow.offset.height == std::floor(shadow.offset.height) &&
+                             std::fabs(shadow.offset.width) <= kMaxCast && std::fabs(shadow.offset.height) <= kMaxCast;
+    const int castX = wholeOffset ? static_cast<int>(shadow.offset.width) : 0;
+    const int castY = wholeOffset ? -static_cast<int>(shadow.offset.height) : 0;
+    // The mask: the group's alpha with room around it for the blur, and for the blocks of the grid
+    // that the shadow covers, whole: `margin` blocks on each side of the group's own.
+    const int margin = (reach + std::abs(castX) + kBlock - 1) / kBlock;
+    const int groupBlocks = (group.width + kBlock - 1) / kBlock, blocks = groupBlocks + 2 * margin;
+    const int maskLeft = margin * kBlock + std::abs(castX), maskTop = reach;
+    const long long maskWidth = static_cast<long long>(blocks) * kBlock + 2LL * std::abs(castX);
+    const long long maskHeight = group.height + 2LL * reach;
     if (static_cast<double>(maskWidth) * static_cast<double>(maskHeight) > kMaxMaskPixels)
         return ShadowCompositing::NotRaster;
-    const int maskStride = static_cast<int>((maskWidth + 3) & ~3LL);  // whole 32-bit words per row, for pixman
+    const int maskStride = static_cast<int>((maskWidth + 3) & ~3LL);  // whole 32-bit words per row, as Cairo wants
 
     thread_local Scratch scratch;
     scratch.mask.assign(static_cast<size_t>(maskStride) * static_cast<size_t>(maskHeight), 0);
     uint8_t *mask = scratch.mask.data();
     InkMap &groupInk = scratch.groupInk, &shadowInk = scratch.shadowInk;
-    // Mask pixel (x, y) lies under group pixel (x - reach, y - reach), before the shadow's offset.
     cairo_surface_flush(groupSurface);
-    readGroup(group, mask + static_cast<size_t>(reach) * maskStride + reach, maskStride, groupInk);
+    readGroup(group, mask, maskStride, maskTop, maskLeft, margin, blocks, groupInk);
     // No ink: no shadow, and painting the group would change nothing.
-    if (groupInk.empty()) return ShadowCompositing::Pixman;
+    if (groupInk.empty()) return ShadowCompositing::Direct;
 
     // The blur spreads ink by `reach` at most: it works on the inked box grown by that much.
     const int blurWidth = groupInk.maxX - groupInk.minX + 1 + 2 * reach;
     const int blurHeight = groupInk.maxY - groupInk.minY + 1 + 2 * reach;
-    MarqenBlurAlphaMask(mask + static_cast<size_t>(groupInk.minY) * maskStride + groupInk.minX, blurWidth, blurHeight,
-                        maskStride, sigma);
-    mapMask(mask, maskStride, static_cast<int>(maskWidth), static_cast<int>(maskHeight), groupInk.minY,
-            groupInk.minY + blurHeight, shadowInk);
+    MarqenBlurAlphaMask(mask + static_cast<size_t>(groupInk.minY + maskTop - reach) * maskStride + groupInk.minX +
+                            maskLeft - reach,
+                        blurWidth, blurHeight, maskStride, sigma);
+    // Grid block e holds the shadow of the mask's columns from kBlock·(e − margin) + maskLeft − castX.
+    mapMask(mask, maskStride, groupInk.minY + maskTop - reach, groupInk.minY + maskTop - reach + blurHeight,
+            maskLeft - castX - margin * kBlock, blocks, shadowInk);
 
-    // Device position of mask pixel (0, 0), with the shadow's offset (its height points up).
-    const double shadowX = -reach - group.offsetX + shadow.offset.width;
-    const double shadowY = -reach - group.offsetY - shadow.offset.height;
+    // Device positions of group pixel (0, 0) and of mask pixel (0, 0) with the shadow's offset.
+    const long long groupX = -static_cast<long long>(group.offsetX), groupY = -static_cast<long long>(group.offsetY);
+    const double shadowX = static_cast<double>(groupX - maskLeft) + shadow.offset.width;
+    const double shadowY = static_cast<double>(groupY - maskTop) - shadow.offset.height;
     const double red = std::clamp(shadow.color.red, 0.0, 1.0), green = std::clamp(shadow.color.green, 0.0, 1.0);
     const double blue = std::clamp(shadow.color.blue, 0.0, 1.0);
     const double shadowAlpha = std::clamp(shadow.color.alpha * alpha, 0.0, 1.0);
 
-    // Straight through pixman when every inked pixel that lands on the target lands where the clip
-    // covers it wholly (there Cairo's clip changes nothing); at the clip's edges Cairo composites.
-    bool direct = clip && alpha >= 1 && shadowX == std::floor(shadowX) && shadowY == std::floor(shadowY) &&
-                  std::fabs(shadowX) < 1e9 && std::fabs(shadowY) < 1e9;
+    // Composited here when every inked pixel that lands on the target lands where the clip covers it
+    // wholly (there Cairo's clip changes nothing); at the clip's edges Cairo composites.
+    bool direct = clip && alpha >= 1 && wholeOffset;
     const PixelBox targetBox{-static_cast<long long>(target.offsetX), -static_cast<long long>(target.offsetY),
                              static_cast<long long>(target.width) - target.offsetX,
                              static_cast<long long>(target.height) - target.offsetY};
-    const long long shiftX = static_cast<long long>(shadowX), shiftY = static_cast<long long>(shadowY);
+    const long long shiftX = groupX - maskLeft + castX, shiftY = groupY - maskTop + castY;
     if (direct) {
         const PixelBox allowed = wholePixelsOf(*clip).intersect(targetBox);
-        const PixelBox groupBox{groupInk.minX - static_cast<long long>(group.offsetX),
-                                groupInk.minY - static_cast<long long>(group.offsetY),
-                                groupInk.maxX + 1LL - group.offsetX, groupInk.maxY + 1LL - group.offsetY};
+        const PixelBox groupBox{groupInk.minX + groupX, groupInk.minY + groupY, groupInk.maxX + 1 + groupX,
+                                groupInk.maxY + 1 + groupY};
         const PixelBox shadowBox{shadowInk.minX + shiftX, shadowInk.minY + shiftY, shadowInk.maxX + 1 + shiftX,
                                  shadowInk.maxY + 1 + shiftY};
         direct = allowed.contains(groupBox.intersect(targetBox)) &&
@@ -256,54 +291,66 @@ ShadowCompositing compositeShadowedRasterGroup(cairo_t *context, cairo_pattern_t
 
     if (direct) {
         const PixelBox allowed = wholePixelsOf(*clip).intersect(targetBox);
+        // Cairo's solid colour: premultiplied, each component rounded to 16 bits, of which pixman keeps
+        // the top 8.
+        auto component = [](double value) { return static_cast<uint32_t>(colorShort(value) >> 8); };
+        const uint32_t color = component(shadowAlpha) << 24 | component(red * shadowAlpha) << 16 |
+                               component(green * shadowAlpha) << 8 | component(blue * shadowAlpha);
+        // Target row by target row, over the grid's blocks where the shadow or the group has ink: the
+        // shadow and then the group over it, each target pixel read and written once.
+        long long firstRow = groupInk.minY + groupY, endRow = groupInk.maxY + 1 + groupY;
+        if (color && !shadowInk.empty()) {
+            firstRow = std::min(firstRow, shadowInk.minY + shiftY);
+            endRow = std::max(endRow, shadowInk.maxY + 1 + shiftY);
+        }
+        firstRow = std::max(firstRow, allowed.y0);
+        endRow = std::min(endRow, allowed.y1);
+        const long long gridX = groupX - static_cast<long long>(margin) * kBlock;  // device column of the grid's start
         cairo_surface_flush(targetSurface);
-        pixman_image_t *destination = pixman_image_create_bits(PIXMAN_a8r8g8b8, target.width, target.height,
-                                                               reinterpret_cast<uint32_t *>(target.data), target.stride);
-        pixman_image_t *source = pixman_image_create_bits(PIXMAN_a8r8g8b8, group.width, group.height,
-                                                          reinterpret_cast<uint32_t *>(group.data), group.stride);
-        pixman_image_t *maskImage = pixman_image_create_bits(PIXMAN_a8, static_cast<int>(maskWidth),
-                                                             static_cast<int>(maskHeight),
-                                                             reinterpret_cast<uint32_t *>(mask), maskStride);
-        // Cairo's solid colour: premultiplied, each component rounded to 16 bits.
-        const pixman_color_t color{colorShort(red * shadowAlpha), colorShort(green * shadowAlpha),
-                                   colorShort(blue * shadowAlpha), colorShort(shadowAlpha)};
-        pixman_image_t *solid = pixman_image_create_solid_fill(&color);
-        if (destination && source && maskImage && solid) {
-            // Composites the box [x, x + w) × [y, y + h) of an image whose pixel (0, 0) lies at device
-            // (originX, originY), cut to the allowed pixels.
-            auto composite = [&](pixman_image_t *from, pixman_image_t *through, long long originX, long long originY,
-                                 int x, int y, int w, int h) {
-                const PixelBox box = PixelBox{originX + x, originY + y, originX + x + w, originY + y + h}.intersect(allowed);
-                if (box.empty()) return;
-                const int fromX = static_cast<int>(box.x0 - originX), fromY = static_cast<int>(box.y0 - originY);
-                const int toX = static_cast<int>(box.x0 + target.offsetX), toY = static_cast<int>(box.y0 + target.offsetY);
-                const int width = static_cast<int>(box.x1 - box.x0), height = static_cast<int>(box.y1 - box.y0);
-                if (through)
-                    pixman_image_composite32(PIXMAN_OP_OVER, from, through, destination, 0, 0, fromX, fromY, toX, toY,
-                                             width, height);
-                else
-                    pixman_image_composite32(PIXMAN_OP_OVER, from, nullptr, destination, fromX, fromY, 0, 0, toX, toY,
-                                             width, height);
-            };
-            if (colorShort(shadowAlpha) >> 8) {  // a shadow whose alpha rounds to nothing leaves the target alone
-                forEachInkedRun(shadowInk, [&](int x, int y, int w, int h) {
-                    composite(solid, maskImage, shiftX, shiftY, x, y, w, h);
-                });
+        for (long long y = firstRow; y < endRow; ++y) {
+            const long long maskRow = y - shiftY, groupRow = y - groupY;
+            const bool shadowed = color && shadowInk.hasRow(maskRow), inked = groupInk.hasRow(groupRow);
+            if (!shadowed && !inked) continue;
+            const uint8_t *shadowFlags = shadowed ? shadowInk.flags(static_cast<int>(maskRow)) : nullptr;
+            const uint8_t *groupFlags = inked ? groupInk.flags(static_cast<int>(groupRow)) : nullptr;
+            int first = INT_MAX, last = -1;
+            if (shadowed) {
+                first = shadowInk.firstBlock[static_cast<size_t>(maskRow - shadowInk.rowBegin)];
+                last = shadowInk.lastBlock[static_cast<size_t>(maskRow - shadowInk.rowBegin)];
             }
-            forEachInkedRun(groupInk, [&](int x, int y, int w, int h) {
-                composite(source, nullptr, -static_cast<long long>(group.offsetX), -static_cast<long long>(group.offsetY),
-                          x, y, w, h);
-            });
-        } else {
-            direct = false;
+            if (inked) {
+                first = std::min(first, groupInk.firstBlock[static_cast<size_t>(groupRow)]);
+                last = std::max(last, groupInk.lastBlock[static_cast<size_t>(groupRow)]);
+            }
+            auto *row = reinterpret_cast<uint32_t *>(target.data + static_cast<size_t>(y + target.offsetY) * target.stride);
+            const uint8_t *maskPixels = shadowed ? mask + static_cast<size_t>(maskRow) * maskStride : nullptr;
+            const auto *groupPixels =
+                inked ? reinterpret_cast<const uint32_t *>(group.data + static_cast<size_t>(groupRow) * group.stride) : nullptr;
+            auto composite = [&](long long x0, long long x1) {
+                // Cut to the clip, and where the group's row ends: past it only the shadow is read.
+                x0 = std::max(x0, allowed.x0), x1 = std::min(x1, allowed.x1);
+                const long long cuts[4] = {x0, std::clamp(groupX, x0, x1), std::clamp(groupX + group.width, x0, x1), x1};
+                for (int k = 0; k < 3; ++k) {
+                    if (cuts[k] >= cuts[k + 1]) continue;
+                    const bool onGroup = groupPixels && cuts[k] >= groupX && cuts[k + 1] <= groupX + group.width;
+                    overShadowThenInk(row + (cuts[k] + target.offsetX), maskPixels ? maskPixels + (cuts[k] - shiftX) : nullptr,
+                                      onGroup ? groupPixels + (cuts[k] - groupX) : nullptr,
+                                      static_cast<int>(cuts[k + 1] - cuts[k]), color);
+                }
+            };
+            for (int e = first; e <= last;) {
+                if (!((shadowFlags && shadowFlags[e]) || (groupFlags && groupFlags[e]))) {
+                    ++e;
+                    continue;
+                }
+                const int start = e;
+                while (e <= last && ((shadowFlags && shadowFlags[e]) || (groupFlags && groupFlags[e]))) ++e;
+                composite(gridX + static_cast<long long>(start) * kBlock, gridX + static_cast<long long>(e) * kBlock);
+            }
         }
-        for (pixman_image_t *image : {destination, source, maskImage, solid})
-            if (image) pixman_image_unref(image);
         cairo_surface_mark_dirty(targetSurface);
-        if (direct) {
-            scratch.trim();
-            return ShadowCompositing::Pixman;
-        }
+        scratch.trim();
+        return ShadowCompositing::Direct;
     }
 
     // Cairo composites: the shadow through the blurred mask, then the group.

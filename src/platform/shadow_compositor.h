@@ -1,9 +1,10 @@
 #pragma once
 // The raster path of a shadowed group (a transparency layer, or one drawing operation that casts a
 // shadow): one pass over the group's pixels finds where it has ink and copies its alpha into the
-// shadow mask; the mask is blurred over the inked rows and columns only; then the shadow and the
-// group are composited over the blocks that hold ink, straight through pixman, where Cairo would
-// composite the group's whole box. The pixels are those Cairo's mask and paint give.
+// shadow mask; the mask is blurred over the inked rows and columns only; then, target row by target
+// row, the shadow and the group over it are composited over the blocks of that row that hold ink,
+// where Cairo would composite the group's whole box twice. The pixels are those Cairo's mask and
+// paint give (pixman's arithmetic, platform/pixel_over.h).
 //
 // Threads: the working memory is per thread; a context belongs to one thread at a time.
 #include "foundation/geometry.h"
@@ -18,7 +19,7 @@ namespace marqen {
 enum class ShadowCompositing {
     NotRaster,  // nothing drawn: the group or the target is not an ARGB32 image at one pixel per device unit
     Cairo,      // the shadow and the group through Cairo (at the clip's edges, fractional offsets, alpha below 1)
-    Pixman,     // straight through pixman, over the blocks that hold ink
+    Direct,     // composited here, row by row over the blocks that hold ink
 };
 
 // Composites `group` (as cairo_pop_group returned it, the CTM unchanged since) with `alpha`, and the

@@ -1,7 +1,7 @@
 // The raster path of shadowed groups against Cairo alone doing the same work the long way (the
 // group's alpha in a mask with a margin of 3σ + 2, blurred, masked onto the target in the shadow's
 // colour, the group painted over it): the pixels must be the same bytes, whichever way the path
-// composites — through pixman block by block, or through Cairo at clip edges and fractional offsets.
+// composites — itself row by row over the inked blocks, or through Cairo at clip edges and fractional offsets.
 #include <gtest/gtest.h>
 
 #include <cairo.h>
@@ -204,15 +204,15 @@ void expectSameAsTheLongWay(const Scene &scene, ShadowCompositing expected) {
     EXPECT_EQ(drawThroughContext(scene), reference);
 }
 
-TEST(ShadowCompositor, InkInsideTheTargetGoesThroughPixmanWithTheSamePixels) {
+TEST(ShadowCompositor, InkInsideTheTargetIsCompositedDirectlyWithTheSamePixels) {
     Scene scene = plainScene();
-    expectSameAsTheLongWay(scene, ShadowCompositing::Pixman);
+    expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
     scene.clip = CGRectMake(20.4, 10.7, 120.2, 110.9);  // a clip that holds the shadow and ink whole
-    expectSameAsTheLongWay(scene, ShadowCompositing::Pixman);
+    expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
     for (double blur : {0.0, 1.0, 2.0, 3.0, 9.0}) {  // offset only, small and wider blurs
         SCOPED_TRACE(blur);
         scene.shadow.blur = blur;
-        expectSameAsTheLongWay(scene, ShadowCompositing::Pixman);
+        expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
     }
     scene.shadow.blur = 31;  // the shadow reaches the clip's edges: Cairo clips it there
     expectSameAsTheLongWay(scene, ShadowCompositing::Cairo);
@@ -224,18 +224,54 @@ TEST(ShadowCompositor, OpaqueAndColouredShadowsKeepCairosColourRounding) {
              {0, 0, 0, 1}, {1, 1, 1, 1}, {0.33, 0.66, 0.99, 0.35}, {1, 0, 0.5, 0.004}, {0.2, 0.7, 0.1, 0.0015}}) {
         SCOPED_TRACE(testing::Message() << color.red << " " << color.green << " " << color.blue << " " << color.alpha);
         scene.shadow.color = color;
-        expectSameAsTheLongWay(scene, ShadowCompositing::Pixman);
+        expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
     }
 }
 
-TEST(ShadowCompositor, InkAtAndPastTheTargetsEdgesGoesThroughPixman) {
+TEST(ShadowCompositor, InkAtAndPastTheTargetsEdgesIsCompositedDirectly) {
     Scene scene = plainScene();
     for (CGPoint at : {CGPoint{-30, -25}, CGPoint{kWidth - 40.5, kHeight - 35.2}, CGPoint{kWidth - 5.0, 60},
                        CGPoint{-68, 20}, CGPoint{150, -66}}) {
         SCOPED_TRACE(testing::Message() << at.x << "," << at.y);
         scene.draw = ringAndSquare(at.x, at.y, 70);
-        expectSameAsTheLongWay(scene, ShadowCompositing::Pixman);
+        expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
     }
+}
+
+TEST(ShadowCompositor, OffsetsThatCastTheShadowBlocksAwayAreCompositedDirectly) {
+    // The shadow lands beyond the group's own blocks of 16 columns, either way, across and down; the
+    // ink is near the target's edges too, so that some of the shadow falls off it.
+    Scene scene = plainScene();
+    for (CGSize offset : {CGSize{-37, 21}, CGSize{40, -3}, CGSize{-16, -16}, CGSize{17, 0}, CGSize{0, 33}}) {
+        for (CGPoint at : {CGPoint{40.3, 30.6}, CGPoint{-20.5, 90.25}, CGPoint{kWidth - 50.0, -12}}) {
+            SCOPED_TRACE(testing::Message() << offset.width << "," << offset.height << " at " << at.x << "," << at.y);
+            scene.draw = ringAndSquare(at.x, at.y, 63);
+            scene.shadow.offset = offset;
+            expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
+        }
+    }
+    scene.shadow.offset = {1500, 0};  // too far to keep room for: Cairo composites it
+    expectSameAsTheLongWay(scene, ShadowCompositing::Cairo);
+}
+
+TEST(ShadowCompositor, OverlappingShadowedGroupsComeOutAsTheLongWay) {
+    // Each group's shadow falls on the ink and shadow of those before it.
+    auto draw = [](bool throughContext) {
+        cairo_surface_t *target = makeTarget();
+        cairo_t *cr = cairo_create(target);
+        MarqenGraphicsContext context(cr);
+        for (int i = 0; i < 6; ++i) {
+            Scene scene = plainScene();
+            scene.draw = ringAndSquare(20.5 + 17 * i, 15.25 + 9 * i, 45 + 5 * i);
+            scene.shadow = {{static_cast<double>(i % 3) - 1, -3.0 + i}, i % 2 ? 2.0 : 5.0, {0.1 * i, 0, 0.3, 0.5}};
+            drawShadowed(cr, scene, throughContext, &context);
+        }
+        cairo_destroy(cr);
+        std::vector<uint8_t> bytes = bytesOf(target);
+        cairo_surface_destroy(target);
+        return bytes;
+    };
+    EXPECT_EQ(draw(true), draw(false));
 }
 
 TEST(ShadowCompositor, ClipEdgesFractionalOffsetsAndTranslucentGroupsGoThroughCairo) {
@@ -257,7 +293,7 @@ TEST(ShadowCompositor, TurnedAndScaledTransforms) {
     scene.ctm = {1.5, 0, 0, -1.25, 10.5, 140.25};  // scaled and flipped: the clip stays a device rectangle
     scene.draw = ringAndSquare(10, 10, 60);
     scene.clip = CGRectMake(2, -10, 110, 110);
-    expectSameAsTheLongWay(scene, ShadowCompositing::Pixman);
+    expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
 
     cairo_matrix_init_rotate(&scene.ctm, 0.4);  // turned: the clip's shape is not followed
     scene.ctm.x0 = 60;
@@ -275,7 +311,7 @@ TEST(ShadowCompositor, AGroupWithoutInkChangesNothing) {
     cairo_surface_t *untouched = makeTarget();
     const std::vector<uint8_t> before = bytesOf(untouched);
     cairo_surface_destroy(untouched);
-    expectSameAsTheLongWay(scene, ShadowCompositing::Pixman);
+    expectSameAsTheLongWay(scene, ShadowCompositing::Direct);
     ShadowCompositing how;
     EXPECT_EQ(drawThroughRasterPath(scene, how), before);
 }
