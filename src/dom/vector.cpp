@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <utility>
 
 #include "dom/change_protocol.h"
 #include "dom/node_class.h"
 #include "dom/vector_stroke_fitting.h"
+#include "foundation/queues.h"
 #include "foundation/svg_path/svg_path_parser.h"
 #include "foundation/svg_path/svg_path_writer.h"
 #include "foundation/value_encoding.h"
@@ -133,9 +135,19 @@ void MarqenDOMVector::fitStrokeInBackground() {
                                   [weakSelf, generation](MarqenBezierPath path) {
                                       auto self = weakSelf.lock();
                                       if (!self || self->strokeGeneration_ != generation) return;
-                                      self->setBezierPathWithoutUndo(path);
-                                      self->markDocumentNeedsSave();
+                                      self->installFittedPath(std::move(path));
                                   });
+}
+
+void MarqenDOMVector::installFittedPath(MarqenBezierPath path) {
+    std::optional<MarqenBezierPath> drawn;
+    if (!bezierPath_ || !(*bezierPath_ == path))
+        MarqenDOMChangeProtocol::perform(*this, kDrawingChange, [&] { drawn = std::exchange(bezierPath_, std::move(path)); },
+                                         nullptr);
+    markDocumentNeedsSave();
+    // The drawn polyline of a long stroke is freed on a worker: handing its pages back to the system
+    // would hold up the main thread for a fifth of a millisecond.
+    if (drawn && drawn->elementCount() > 1000) ThreadPool::shared().async([drawn = std::move(drawn)] {});
 }
 
 // Geometry

@@ -32,7 +32,7 @@ void MarqenDOMVectorFitStrokeAsync(std::vector<CGPoint> filteredPoints, float sm
     ThreadPool::shared().async([points = std::move(filteredPoints), smallTraceSize, install = std::move(install)] {
         auto path = MarqenDOMVectorFitStroke(points, smallTraceSize);
         if (!path) return;
-        MainQueue::shared().async([install, fitted = std::move(*path)] { install(fitted); });
+        MainQueue::shared().async([install, fitted = std::move(*path)]() mutable { install(std::move(fitted)); });
     });
 }
 

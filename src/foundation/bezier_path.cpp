@@ -120,8 +120,23 @@ MarqenBezierPath MarqenBezierPath::pathWithRoundedRect(CGRect rect, CGFloat xRad
     return path;
 }
 
+void MarqenBezierPath::PolylineExtent::include(CGPoint p) { includePoint(minX, minY, maxX, maxY, p); }
+
+void MarqenBezierPath::recomputePolylineExtent() {
+    polylineExtent_ = PolylineExtent{};
+    for (const auto &element : elements_) {
+        if (element.type == MarqenPathElementType::AddQuadCurveToPoint ||
+            element.type == MarqenPathElementType::AddCurveToPoint) {
+            polylineExtent_.hasCurves = true;
+            return;
+        }
+        if (element.type != MarqenPathElementType::CloseSubpath) polylineExtent_.include(element.points[0]);
+    }
+}
+
 void MarqenBezierPath::moveToPoint(CGPoint p) {
     elements_.push_back({MarqenPathElementType::MoveToPoint, {p, {}, {}}});
+    polylineExtent_.include(p);
     currentPoint_ = subpathStart_ = p;
     hasCurrentPoint_ = true;
 }
@@ -132,18 +147,21 @@ void MarqenBezierPath::addLineToPoint(CGPoint p) {
         return;
     }
     elements_.push_back({MarqenPathElementType::AddLineToPoint, {p, {}, {}}});
+    polylineExtent_.include(p);
     currentPoint_ = p;
 }
 
 void MarqenBezierPath::addQuadCurveToPoint(CGPoint control, CGPoint end) {
     if (!hasCurrentPoint_) moveToPoint(control);
     elements_.push_back({MarqenPathElementType::AddQuadCurveToPoint, {control, end, {}}});
+    polylineExtent_.hasCurves = true;
     currentPoint_ = end;
 }
 
 void MarqenBezierPath::addCurveToPoint(CGPoint control1, CGPoint control2, CGPoint end) {
     if (!hasCurrentPoint_) moveToPoint(control1);
     elements_.push_back({MarqenPathElementType::AddCurveToPoint, {control1, control2, end}});
+    polylineExtent_.hasCurves = true;
     currentPoint_ = end;
 }
 
@@ -227,6 +245,7 @@ void MarqenBezierPath::appendPath(const MarqenBezierPath &other) {
 
 void MarqenBezierPath::removeAllPoints() {
     elements_.clear();
+    polylineExtent_ = PolylineExtent{};
     hasCurrentPoint_ = false;
     currentPoint_ = subpathStart_ = CGPointZero;
 }
@@ -240,6 +259,7 @@ void MarqenBezierPath::applyTransform(const CGAffineTransform &t) {
         for (int i = 0; i < element.pointCount(); ++i) element.points[i] = CGPointApplyAffineTransform(element.points[i], t);
     currentPoint_ = CGPointApplyAffineTransform(currentPoint_, t);
     subpathStart_ = CGPointApplyAffineTransform(subpathStart_, t);
+    recomputePolylineExtent();
 }
 
 MarqenBezierPath MarqenBezierPath::transformed(const CGAffineTransform &t) const {
@@ -261,6 +281,11 @@ CGRect MarqenBezierPath::controlPointBounds() const {
 }
 
 CGRect MarqenBezierPath::bounds() const {
+    if (!polylineExtent_.hasCurves) {
+        if (elements_.empty()) return CGRectNull;
+        const PolylineExtent &e = polylineExtent_;
+        return CGRectMake(e.minX, e.minY, e.maxX - e.minX, e.maxY - e.minY);
+    }
     CGFloat minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
     bool any = false;
     CGPoint current{}, start{};

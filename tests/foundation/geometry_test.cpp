@@ -48,6 +48,46 @@ TEST(MarqenBezierPath, TightBoundsAndContainment) {
     EXPECT_EQ(curve.controlPointBounds().size.height, 100);
 }
 
+// Polylines keep their box as points are added; every way of changing a path must keep it right.
+TEST(MarqenBezierPath, PolylineBoundsFollowEveryChange) {
+    MarqenBezierPath line;
+    line.addLineToPoint({5, -2});  // no current point: a move
+    line.addLineToPoint({-3, 7});
+    line.closeSubpath();
+    line.moveToPoint({40, 1});
+    EXPECT_EQ(line.bounds(), CGRectMake(-3, -2, 43, 9));
+
+    // A transform recomputes the box (a rotated box is not the box of the rotated points' old box).
+    line.applyTransform(CGAffineTransformMakeRotation(M_PI / 2));
+    CGRect rotated = line.bounds();
+    EXPECT_NEAR(rotated.origin.x, -7, 1e-9);
+    EXPECT_NEAR(rotated.origin.y, -3, 1e-9);
+    EXPECT_NEAR(rotated.size.width, 9, 1e-9);
+    EXPECT_NEAR(rotated.size.height, 43, 1e-9);
+
+    // Adding a curve switches to the curves' tight box; clearing goes back to an empty polyline.
+    line.addCurveToPoint({0, 100}, {100, 100}, {100, 0});
+    EXPECT_GT(CGRectGetMaxY(line.bounds()), 40);
+    EXPECT_LT(CGRectGetMaxY(line.bounds()), 100);
+    line.removeAllPoints();
+    EXPECT_TRUE(CGRectIsNull(line.bounds()));
+    line.moveToPoint({1, 2});
+    EXPECT_EQ(line.bounds(), CGRectMake(1, 2, 0, 0));
+
+    // Appended and copied paths carry the same box as one built point by point; a NaN point is skipped.
+    MarqenBezierPath stroke;
+    for (int i = 0; i < 500; ++i) stroke.addLineToPoint({std::cos(i * 0.1) * i, std::sin(i * 0.1) * i});
+    stroke.addLineToPoint({NAN, 3});
+    MarqenBezierPath appended;
+    appended.appendPath(stroke);
+    MarqenBezierPath copy = stroke;
+    const CGRect expected = stroke.transformed(CGAffineTransformIdentity).bounds();
+    EXPECT_EQ(stroke.bounds(), expected);
+    EXPECT_EQ(appended.bounds(), expected);
+    EXPECT_EQ(copy.bounds(), expected);
+    EXPECT_TRUE(std::isfinite(expected.size.width) && std::isfinite(expected.size.height));
+}
+
 TEST(MarqenBezierPath, ArcStartsWithLineWhenPathHasCurrentPoint) {
     MarqenBezierPath path;
     path.moveToPoint({0, 0});

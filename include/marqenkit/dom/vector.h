@@ -118,6 +118,7 @@ protected:
 
 private:
     void fitStrokeInBackground();
+    void installFittedPath(MarqenBezierPath path);
 
     std::optional<MarqenBezierPath> bezierPath_;
     std::optional<MarqenBezierPath> alignedBezierPath_;

@@ -3,6 +3,7 @@
 // with a winding rule, in the manner of CGPath / NSBezierPath.
 //
 // Threads: plain values and functions of their arguments; safe on any thread.
+#include <cmath>
 #include <functional>
 #include <vector>
 
@@ -71,7 +72,17 @@ public:
     friend bool operator==(const MarqenBezierPath &a, const MarqenBezierPath &b);
 
 private:
+    // The box of a path made only of moves and lines is the box of its points, kept as they are added:
+    // a drawn stroke grows by a line per point and is asked for its bounds far more often than that.
+    struct PolylineExtent {
+        CGFloat minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
+        bool hasCurves = false;
+        void include(CGPoint p);
+    };
+    void recomputePolylineExtent();
+
     std::vector<MarqenPathElement> elements_;
+    PolylineExtent polylineExtent_;
     MarqenWindingRule windingRule_ = MarqenWindingRule::NonZero;
     CGPoint currentPoint_{};
     CGPoint subpathStart_{};
