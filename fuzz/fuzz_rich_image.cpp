@@ -68,8 +68,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         const fs::path written = work / "written";
         if (MarqenPNGWriteChunks(nullptr, input.c_str(), written.c_str(), nullptr) != 0) std::abort();
         Count after{fs::file_size(written)};
-        if (MarqenPNGReadChunkTokens(&after, written.c_str(), count) != 0) std::abort();
-        if (after.chunks != before.chunks || after.ends != 1) std::abort();
+        // With no chunk but IEND the copy is the signature and IEND alone, shorter than any real PNG.
+        if (before.chunks == 0) {
+            if (after.size != 20) std::abort();
+        } else {
+            if (MarqenPNGReadChunkTokens(&after, written.c_str(), count) != 0) std::abort();
+            if (after.chunks != before.chunks || after.ends != 1) std::abort();
+        }
         fs::remove(written);
     }
 
