@@ -93,6 +93,28 @@ TEST(MarqenBlurAlphaMask, BlursAHollowOutlineAsThePlainBoxBlur) {
     }
 }
 
+TEST(MarqenBlurAlphaMask, BlursSlantedStrokesAndRowsWithShortSpansAsThePlainBoxBlur) {
+    // A slanted band and short runs of ink that start and end at every distance from the edges: each
+    // row is worked on near its own ink only, which must give the whole rows' results.
+    const int width = 150, height = 120, stride = 152;
+    std::mt19937 random(17);
+    std::vector<uint8_t> pixels(static_cast<size_t>(stride * height), 0);
+    for (int y = 0; y < height; ++y) {
+        for (int x = y; x < y + 4 && x < width; ++x) pixels[static_cast<size_t>(y * stride + x)] = 255;
+        if (y % 3 == 0) {
+            const int start = static_cast<int>(random() % width), length = 1 + static_cast<int>(random() % 9);
+            for (int x = start; x < std::min(width, start + length); ++x)
+                pixels[static_cast<size_t>(y * stride + x)] = static_cast<uint8_t>(1 + random() % 255);
+        }
+    }
+    for (int x : {0, width - 1}) pixels[static_cast<size_t>(60 * stride + x)] = 90;  // ink on the edges
+    for (double sigma : {0.6, 1.0, 2.0, 3.0, 4.6}) {
+        std::vector<uint8_t> blurred = pixels;
+        MarqenBlurAlphaMask(blurred.data(), width, height, stride, sigma);
+        EXPECT_EQ(blurred, slowBlur(pixels, width, height, stride, sigma)) << sigma;
+    }
+}
+
 TEST(MarqenBlurAlphaMask, SpreadsASolidSquareSymmetricallyAndLeavesTinyRadiiAlone) {
     const int side = 61;
     std::vector<uint8_t> pixels(side * side, 0);
