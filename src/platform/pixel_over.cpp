@@ -6,10 +6,9 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
-// Processors with AVX2 take eight pixels at a time, chosen when first called. Sanitizer builds keep the
-// four-pixel steps alone, so that those get tested too.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define MARQEN_PIXEL_OVER_AVX2 1
+#include "platform/cpu_features.h"
+// Processors with AVX2 take eight pixels at a time.
+#if defined(MARQEN_AVX2_PATHS)
 #include <immintrin.h>
 #endif
 
@@ -120,23 +119,22 @@ int fourPixelSteps(uint32_t *dst, const uint8_t *mask, const uint32_t *ink, int 
 }
 #endif
 
-#if defined(MARQEN_PIXEL_OVER_AVX2)
-#define MARQEN_AVX2 __attribute__((target("avx2")))
+#if defined(MARQEN_AVX2_PATHS)
 // The four-pixel steps' arithmetic on eight pixels: the low register holds pixels 0, 1, 4 and 5
 // widened, the high one 2, 3, 6 and 7 (AVX2 widens within each 128-bit half).
-MARQEN_AVX2 inline __m256i multiply256(__m256i a, __m256i b) {
+MARQEN_TARGET_AVX2 inline __m256i multiply256(__m256i a, __m256i b) {
     const __m256i t = _mm256_adds_epu16(_mm256_mullo_epi16(a, b), _mm256_set1_epi16(0x80));
     return _mm256_mulhi_epu16(t, _mm256_set1_epi16(0x0101));
 }
 
-MARQEN_AVX2 inline __m256i over256(__m256i src, __m256i dst) {
+MARQEN_TARGET_AVX2 inline __m256i over256(__m256i src, __m256i dst) {
     const __m256i alphas =
         _mm256_shufflehi_epi16(_mm256_shufflelo_epi16(src, _MM_SHUFFLE(3, 3, 3, 3)), _MM_SHUFFLE(3, 3, 3, 3));
     return _mm256_adds_epu8(src, multiply256(dst, _mm256_xor_si256(alphas, _mm256_set1_epi16(0xFF))));
 }
 
 template <bool Shadowed, bool Inked>
-MARQEN_AVX2 int eightPixelSteps(uint32_t *dst, const uint8_t *mask, const uint32_t *ink, int count, uint32_t color) {
+MARQEN_TARGET_AVX2 int eightPixelSteps(uint32_t *dst, const uint8_t *mask, const uint32_t *ink, int count, uint32_t color) {
     const __m256i zero = _mm256_setzero_si256();
     const __m256i color16 = _mm256_unpacklo_epi8(_mm256_set1_epi32(static_cast<int>(color)), zero);
     int i = 0;
@@ -172,11 +170,6 @@ MARQEN_AVX2 int eightPixelSteps(uint32_t *dst, const uint8_t *mask, const uint32
     }
     return i;
 }
-
-bool hasAvx2() {
-    static const bool avx2 = __builtin_cpu_supports("avx2");
-    return avx2;
-}
 #endif
 
 }  // namespace
@@ -184,8 +177,8 @@ bool hasAvx2() {
 void overShadowThenInk(uint32_t *dst, const uint8_t *mask, const uint32_t *ink, int count, uint32_t color) {
     if (!color) mask = nullptr;  // a colour of zero leaves every pixel as it is
     int i = 0;
-#if defined(MARQEN_PIXEL_OVER_AVX2)
-    if (hasAvx2()) {
+#if defined(MARQEN_AVX2_PATHS)
+    if (cpuHasAvx2()) {
         if (mask && ink) i = eightPixelSteps<true, true>(dst, mask, ink, count, color);
         else if (mask) i = eightPixelSteps<true, false>(dst, mask, ink, count, color);
         else if (ink) i = eightPixelSteps<false, true>(dst, mask, ink, count, color);
