@@ -115,6 +115,21 @@ TEST(MarqenBlurAlphaMask, BlursSlantedStrokesAndRowsWithShortSpansAsThePlainBoxB
     }
 }
 
+TEST(MarqenBlurAlphaMask, FaintSamplesWhoseMeansRoundToZeroAreCleared) {
+    // A lone sample of 1 blurs to means of 0 all around it, itself included: it must not survive.
+    const int width = 200, height = 40, stride = 200;
+    std::vector<uint8_t> pixels(static_cast<size_t>(stride * height), 0);
+    for (int x : {3, 70, 101, 196}) pixels[static_cast<size_t>(20 * stride + x)] = 1;
+    for (int x = 150; x < 160; ++x) pixels[static_cast<size_t>(5 * stride + x)] = 2;  // faint, elsewhere
+    for (int x = 10; x < 40; ++x) pixels[static_cast<size_t>(30 * stride + x)] = 255;  // ink in other blocks
+    for (double sigma : {0.6, 1.0, 2.0}) {
+        std::vector<uint8_t> blurred = pixels;
+        MarqenBlurAlphaMask(blurred.data(), width, height, stride, sigma);
+        EXPECT_EQ(blurred, slowBlur(pixels, width, height, stride, sigma)) << sigma;
+        EXPECT_EQ(blurred[static_cast<size_t>(20 * stride + 101)], 0) << sigma;
+    }
+}
+
 TEST(MarqenBlurAlphaMask, SpreadsASolidSquareSymmetricallyAndLeavesTinyRadiiAlone) {
     const int side = 61;
     std::vector<uint8_t> pixels(side * side, 0);
