@@ -164,8 +164,12 @@ int MarqenPathFitter::detectCorners() {
         float dotBF = bx * fx + by * fy;
         float normB = bx * bx + by * by;
         float normF = fx * fx + fy * fy;
-        double angle = std::acos(dotBF / (std::sqrt(static_cast<double>(normB)) * std::sqrt(static_cast<double>(normF)))) /
-                       M_PI * 180.0;
+        const double cosine = dotBF / (std::sqrt(static_cast<double>(normB)) * std::sqrt(static_cast<double>(normF)));
+        // A cosine clearly above zero is a turn clearly below 90 degrees (whatever acos's last bit), never a
+        // corner when the least corner angle is 90 degrees or more: the arc cosine, the slowest step here,
+        // is then not needed to decide.
+        const bool clearlyNoCorner = cosine > 1e-6 && kMinCornerAngle_ >= 90.0f;
+        double angle = clearlyNoCorner ? 0.0 : std::acos(cosine) / M_PI * 180.0;
         // Within a run of sharp turns the largest one becomes the corner, marked when the run ends.
         if (!(angle > kMinCornerAngle_)) {
             angle = 0;

@@ -29,6 +29,25 @@ struct Terms {
             A2x * rx + A2y * ry};
 }
 
+// A block's terms, one array per sum, so that they are computed several points at once.
+struct TermBlock {
+    double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
+
+    [[gnu::always_inline]] void put(int k, const Terms &terms) {
+        c00[k] = terms.c00, c01[k] = terms.c01, c11[k] = terms.c11, x0[k] = terms.x0, x1[k] = terms.x1;
+    }
+    // Adds the first count terms to sums point by point, in index order.
+    [[gnu::always_inline]] void addInOrder(int count, PathFitterLeastSquaresSums &sums) const {
+        for (int k = 0; k < count; ++k) {
+            sums.C00 += c00[k];
+            sums.C01 += c01[k];
+            sums.C11 += c11[k];
+            sums.X0 += x0[k];
+            sums.X1 += x1[k];
+        }
+    }
+};
+
 // The sums of generateBezier over the points s..e; the parameter of point s + k is u[k], or, when
 // runningSums is given, runningSums[k] / total (0 for k = 0), which is then written into filled[k].
 [[gnu::always_inline]] inline PathFitterLeastSquaresSums leastSquaresSums(const float *pts, int s, int e, const double *u, double *filled,
@@ -36,7 +55,7 @@ struct Terms {
                                                    double t2x, double t2y) {
     const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
     PathFitterLeastSquaresSums sums;
-    double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
+    TermBlock block;
     for (int first = s; first <= e; first += kBlock) {
         const int count = std::min(kBlock, e - first + 1);
         const float *pp = pts + 2 * first;
@@ -53,15 +72,9 @@ struct Terms {
         for (int k = 0; k < count; ++k) {
             const Terms terms =
                 leastSquaresTerms(uu[k], pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
-            c00[k] = terms.c00, c01[k] = terms.c01, c11[k] = terms.c11, x0[k] = terms.x0, x1[k] = terms.x1;
+            block.put(k, terms);
         }
-        for (int k = 0; k < count; ++k) {
-            sums.C00 += c00[k];
-            sums.C01 += c01[k];
-            sums.C11 += c11[k];
-            sums.X0 += x0[k];
-            sums.X1 += x1[k];
-        }
+        block.addInOrder(count, sums);
     }
     return sums;
 }
@@ -115,10 +128,12 @@ OstwickPathFitterBezier pathFitterCurveFromSums(const float *pts, int s, int e, 
                                    static_cast<float>(endY + alphaR * t2y), pts[2 * e], pts[2 * e + 1]);
 }
 
-MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, int e,
-                                                      const OstwickPathFitterBezier &bez, double *u, bool measure,
-                                                      int *maxIndex, double t1x, double t1y, double t2x, double t2y,
-                                                      PathFitterLeastSquaresSums *next) {
+namespace {
+
+// The joined pass, copied into each vector width below.
+[[gnu::always_inline]] inline float measureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
+                                                      double *u, bool measure, int *maxIndex, double t1x, double t1y,
+                                                      double t2x, double t2y, PathFitterLeastSquaresSums *next) {
     const PathFitterDerivatives d(bez);
     const int m = e - s;
     const float *points = pts + 2 * s;
@@ -131,7 +146,7 @@ MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, i
     float largest = 0;
     PathFitterLeastSquaresSums sums;
     float squares[kBlock];
-    double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
+    TermBlock block;
     for (int first = 0; first <= m; first += kBlock) {
         const int count = std::min(kBlock, m - first + 1);
         double *uu = u + first;
@@ -165,7 +180,7 @@ MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, i
                 uu[k] = t;
                 const Terms terms =
                     leastSquaresTerms(t, pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
-                c00[k] = terms.c00, c01[k] = terms.c01, c11[k] = terms.c11, x0[k] = terms.x0, x1[k] = terms.x1;
+                block.put(k, terms);
             }
         };
         if (unchanged)
@@ -182,16 +197,39 @@ MARQEN_WIDE_VECTORS float pathFitterMeasureAndImprove(const float *pts, int s, i
                 }
             }
         }
-        for (int k = 0; k < count; ++k) {
-            sums.C00 += c00[k];
-            sums.C01 += c01[k];
-            sums.C11 += c11[k];
-            sums.X0 += x0[k];
-            sums.X1 += x1[k];
-        }
+        block.addInOrder(count, sums);
     }
     *next = sums;
     return measure ? static_cast<float>(std::sqrt(static_cast<double>(largest))) : 0.0f;
+}
+
+MARQEN_WIDE_VECTORS float measureAndImproveWide(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
+                                                double *u, bool measure, int *maxIndex, double t1x, double t1y,
+                                                double t2x, double t2y, PathFitterLeastSquaresSums *next) {
+    return measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+}
+
+#if defined(MARQEN_AVX512_COPIES)
+MARQEN_TARGET_AVX512 float measureAndImproveAvx512(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
+                                                   double *u, bool measure, int *maxIndex, double t1x, double t1y,
+                                                   double t2x, double t2y, PathFitterLeastSquaresSums *next) {
+    return measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+}
+#endif
+
+}  // namespace
+
+float pathFitterMeasureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez, double *u,
+                                  bool measure, int *maxIndex, double t1x, double t1y, double t2x, double t2y,
+                                  PathFitterLeastSquaresSums *next) {
+#if defined(MARQEN_AVX512_COPIES)
+    // Eight lanes (AVX-512) are quicker than four from about 32 points on; on fewer, their longer loop
+    // set-up and remainders cost more than they save.
+    constexpr int kAvx512Minimum = 32;
+    if (e - s >= kAvx512Minimum && cpuHasAvx512f())
+        return measureAndImproveAvx512(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+#endif
+    return measureAndImproveWide(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 }
 
 }  // namespace marqen

@@ -1,12 +1,20 @@
 #pragma once
 // The loops over a piece's points run several points at once; on processors with wider vectors a copy
-// built for them is chosen at load time. Lanes compute exactly what single operations compute (no fused
-// multiply-add is enabled), and sums are still added in order, so results are the same on every processor.
-// Sanitizer builds keep the one plain copy: the copy is chosen while the program is being relocated, before
-// a sanitizer's runtime has started (ThreadSanitizer crashes there), and the plain copy gets tested that way.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__) && \
-    !defined(__SANITIZE_ADDRESS__)
+// built for them runs instead: the AVX2 copies are chosen at load time, the AVX-512 copy at the call, for
+// long pieces only. Lanes compute exactly what single operations compute (no fused multiply-add: the file
+// with the AVX-512 copy is built with -ffp-contract=off, as that target offers it), and sums are still
+// added in order, so results are the same on every processor.
+// Whether such copies exist is decided with the pixel loops' (platform/cpu_features.h): sanitizer builds
+// keep the one plain copy, which gets tested that way (the AVX2 copy is chosen while the program is being
+// relocated, before a sanitizer's runtime has started, where ThreadSanitizer crashes); clang builds, the
+// fuzz targets among them, keep it too.
+#include "platform/cpu_features.h"
+
+#if defined(MARQEN_AVX2_PATHS) && !defined(__clang__)
 #define MARQEN_WIDE_VECTORS __attribute__((target_clones("avx2", "default")))
+// Callers take a MARQEN_TARGET_AVX512 copy only when cpuHasAvx512f() says so.
+#define MARQEN_AVX512_COPIES 1
+#define MARQEN_TARGET_AVX512 __attribute__((target("avx512f")))
 #else
 #define MARQEN_WIDE_VECTORS
 #endif

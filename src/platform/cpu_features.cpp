@@ -11,4 +11,13 @@ bool cpuHasAvx2() {
 #endif
 }
 
+bool cpuHasAvx512f() {
+#if defined(MARQEN_AVX2_PATHS)
+    static const bool has = __builtin_cpu_supports("avx512f");
+    return has;
+#else
+    return false;
+#endif
+}
+
 }  // namespace marqen

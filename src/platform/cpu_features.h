@@ -1,5 +1,6 @@
 #pragma once
-// Which wider vector instructions the processor offers, for the few pixel loops written for them.
+// Which wider vector instructions the processor offers, for the few pixel and path-fitting loops written
+// for them.
 // Sanitizer builds take the plain loops alone, so that those get tested too.
 //
 // Threads: safe on any thread.
@@ -12,5 +13,9 @@ namespace marqen {
 
 // Whether loops built for AVX2 may run here: always false without MARQEN_AVX2_PATHS.
 bool cpuHasAvx2();
+
+// Whether loops built for AVX-512 (its foundation instructions) may run here: likewise false without
+// MARQEN_AVX2_PATHS.
+bool cpuHasAvx512f();
 
 }  // namespace marqen

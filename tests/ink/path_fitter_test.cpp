@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 #include "ink/path_fitter.h"
 
@@ -151,6 +152,44 @@ TEST(MarqenPathFitter, TheSharpestTurnOfARunBecomesTheCorner) {
     MarqenPathFitter open = fitterFor(polyline({0, 10, 150}, 10), 0.2f);
     EXPECT_EQ(open.detectCorners(), 2);
     EXPECT_EQ(open.bCorner(), (std::vector<bool>{true, false, false, true}));
+}
+
+TEST(MarqenPathFitter, TurnsAreMeasuredAgainstTheLeastCornerAngle) {
+    // One turn at point 1, then straight steps that end its run.
+    auto turnOf = [](double degrees) { return polyline({0, degrees, degrees, degrees}, 10); };
+    const std::vector<bool> cornerAtOne{true, true, false, false, true}, noCorner{true, false, false, false, true};
+    // Around the default 90 degrees, both ways and both senses of turning.
+    for (double degrees : {89.0, -89.0, 91.0, -91.0, 60.0}) {
+        SCOPED_TRACE(degrees);
+        MarqenPathFitter fitter = fitterFor(turnOf(degrees), 0.2f);
+        fitter.detectCorners();
+        EXPECT_EQ(fitter.bCorner(), std::abs(degrees) > 90 ? cornerAtOne : noCorner);
+    }
+    // Below 90 degrees, gentle turns whose directions still point the same way are corners too.
+    for (float least : {45.0f, 0.0f}) {
+        SCOPED_TRACE(least);
+        MarqenPathFitter fitter = fitterFor(turnOf(60), 0.2f);
+        fitter.setKMinCornerAngle(least);
+        fitter.detectCorners();
+        EXPECT_EQ(fitter.bCorner(), cornerAtOne);
+        MarqenPathFitter slight = fitterFor(turnOf(40), 0.2f);
+        slight.setKMinCornerAngle(least);
+        slight.detectCorners();
+        EXPECT_EQ(slight.bCorner(), least < 40 ? cornerAtOne : noCorner);
+    }
+    // Above 90 degrees only sharper turns count.
+    MarqenPathFitter strict = fitterFor(turnOf(120), 0.2f);
+    strict.setKMinCornerAngle(130);
+    strict.detectCorners();
+    EXPECT_EQ(strict.bCorner(), noCorner);
+    strict.setKMinCornerAngle(110);
+    strict.detectCorners();
+    EXPECT_EQ(strict.bCorner(), cornerAtOne);
+    // A least angle that is not a number makes no turn a corner.
+    MarqenPathFitter never = fitterFor(turnOf(150), 0.2f);
+    never.setKMinCornerAngle(std::numeric_limits<float>::quiet_NaN());
+    never.detectCorners();
+    EXPECT_EQ(never.bCorner(), noCorner);
 }
 
 TEST(MarqenPathFitter, IndividualIterationsGrowWithDensity) {
