@@ -2,6 +2,8 @@
 // sums) and the first round's parameters-and-sums pass, against the single steps written out plainly
 // here, point by point and sum by sum in index order: every result must be the same bits, on random
 // strokes and curves, exact ties, points at the origin, repeated points and values that are not numbers.
+// Pieces of fewer and of more than 32 points are drawn, so the joined pass's copies for four and for eight
+// lanes both run where the processor has them (sanitizer builds test the plain copy).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -147,6 +149,23 @@ std::vector<float> stroke(std::mt19937 &rng, Kind kind, int count) {
     return pts;
 }
 
+// A random stroke of the trial's kind with fewest to most points, and a piece s..e of it (e > s) that
+// starts at least fewest − 1 points before the stroke's last one.
+struct Piece {
+    std::vector<float> pts;
+    int count, s, e;
+};
+
+Piece randomPiece(std::mt19937 &rng, int trial, int fewest, int most) {
+    Piece piece;
+    const Kind kind = static_cast<Kind>(trial % static_cast<int>(Kind::Count));
+    piece.count = std::uniform_int_distribution<int>(fewest, most)(rng);
+    piece.pts = stroke(rng, kind, piece.count);
+    piece.s = std::uniform_int_distribution<int>(0, piece.count - fewest)(rng);
+    piece.e = std::uniform_int_distribution<int>(piece.s + 1, piece.count - 1)(rng);
+    return piece;
+}
+
 MarqenPathFitterVector unitTowards(const std::vector<float> &pts, int from, int to) {
     MarqenPathFitterVector v{static_cast<double>(pts[2 * to] - pts[2 * from]), static_cast<double>(pts[2 * to + 1] - pts[2 * from + 1])};
     MarqenPathFitter::normalize(v);
@@ -159,11 +178,7 @@ TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
     std::mt19937 rng(15);
     int generalNormalisations = 0;
     for (int trial = 0; trial < 300; ++trial) {
-        const Kind kind = static_cast<Kind>(trial % static_cast<int>(Kind::Count));
-        const int count = std::uniform_int_distribution<int>(3, 700)(rng);
-        std::vector<float> pts = stroke(rng, kind, count);
-        const int s = std::uniform_int_distribution<int>(0, count - 3)(rng);
-        const int e = std::uniform_int_distribution<int>(s + 1, count - 1)(rng);
+        auto [pts, count, s, e] = randomPiece(rng, trial, 3, 700);
         MarqenPathFitter fitter(pts.data(), count, 5);
         MarqenPathFitterVector t1 = unitTowards(pts, s, s + 1), t2 = unitTowards(pts, e, e - 1);
         std::vector<double> u = fitter.parameterizePoints(pts.data(), s, e);
@@ -220,11 +235,7 @@ TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
 TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
     std::mt19937 rng(16);
     for (int trial = 0; trial < 120; ++trial) {
-        const Kind kind = static_cast<Kind>(trial % static_cast<int>(Kind::Count));
-        const int count = std::uniform_int_distribution<int>(2, 400)(rng);
-        std::vector<float> pts = stroke(rng, kind, count);
-        const int s = std::uniform_int_distribution<int>(0, count - 2)(rng);
-        const int e = std::uniform_int_distribution<int>(s + 1, count - 1)(rng);
+        auto [pts, count, s, e] = randomPiece(rng, trial, 2, 400);
         SCOPED_TRACE(testing::Message() << "trial " << trial << " piece " << s << ".." << e);
         MarqenPathFitter fitter(pts.data(), count, 5);
         std::vector<double> sums(static_cast<size_t>(e - s + 1), 0.0);
