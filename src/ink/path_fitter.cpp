@@ -363,27 +363,9 @@ OstwickPathFitterBezier MarqenPathFitter::generateBezier(const float *pts, int i
     return pathFitterCurveFromSums(pts, iStart, iEnd, sums, t1.x, t1.y, t2.x, t2.y);
 }
 
-MARQEN_WIDE_VECTORS float MarqenPathFitter::calcMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
+float MarqenPathFitter::calcMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
                                      const std::vector<double> &u, int *maxIndex) {
-    // An offset count, not an index of the piece; only used when no point is measured.
-    *maxIndex = (iEnd - iStart + 1) / 2;
-    if (iStart + 1 >= iEnd) return 0;
-    // The distance is the root (in double) of the squared error; roots of different floats differ, so the
-    // squares are compared instead, a block of them computed at once, and the root of the largest taken.
-    constexpr int kBlock = 64;
-    float squares[kBlock];
-    float largest = 0;
-    for (int first = iStart + 1; first <= iEnd - 1; first += kBlock) {
-        const int count = std::min(kBlock, iEnd - first);
-        for (int k = 0; k < count; ++k) squares[k] = pathFitterSquaredError(bez, u[first + k - iStart], pts, first + k);
-        for (int k = 0; k < count; ++k) {
-            if (squares[k] > largest) {
-                largest = squares[k];
-                *maxIndex = first + k;
-            }
-        }
-    }
-    return static_cast<float>(std::sqrt(static_cast<double>(largest)));
+    return pathFitterMaxError(pts, iStart, iEnd, bez, u.data(), maxIndex);
 }
 
 MARQEN_WIDE_VECTORS void MarqenPathFitter::improveParameters(const float *pts, int iStart, int iEnd, std::vector<double> &u,

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "ink/path_fitter_wide_vectors.h"
+#include "ink/path_fitter_worst_point.h"
 
 namespace marqen {
 
@@ -92,11 +93,77 @@ MARQEN_WIDE_VECTORS void pathFitterFirstParameters(const double *runningSums, in
     u[0] = 0;
 }
 
-MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, int s, int e,
-                                                                                const double *runningSums,
-                                                                                double total, double *u, double t1x,
-                                                                                double t1y, double t2x, double t2y) {
+namespace {
+
+MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums firstParametersAndSumsWide(const float *pts, int s, int e,
+                                                                         const double *runningSums, double total,
+                                                                         double *u, double t1x, double t1y,
+                                                                         double t2x, double t2y) {
     return leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y);
+}
+
+#if defined(MARQEN_AVX512_COPIES)
+MARQEN_TARGET_AVX512 PathFitterLeastSquaresSums firstParametersAndSumsAvx512(const float *pts, int s, int e,
+                                                                            const double *runningSums, double total,
+                                                                            double *u, double t1x, double t1y,
+                                                                            double t2x, double t2y) {
+    return leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y);
+}
+#endif
+
+// calcMaxError's pass; see pathFitterMaxError.
+[[gnu::always_inline]] inline float maxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
+                                             const double *u, int *maxIndex) {
+    // An offset count, not an index of the piece; only used when no point is measured.
+    *maxIndex = (iEnd - iStart + 1) / 2;
+    if (iStart + 1 >= iEnd) return 0;
+    // The distance is the root (in double) of the squared error; roots of different floats differ, so the
+    // squares are compared instead, a block of them computed at once, and the root of the largest taken.
+    float squares[kBlock];
+    float largest = 0;
+    for (int first = iStart + 1; first <= iEnd - 1; first += kBlock) {
+        const int count = std::min(kBlock, iEnd - first);
+        for (int k = 0; k < count; ++k) squares[k] = pathFitterSquaredError(bez, u[first + k - iStart], pts, first + k);
+        for (int k = 0; k < count; ++k) {
+            if (squares[k] > largest) {
+                largest = squares[k];
+                *maxIndex = first + k;
+            }
+        }
+    }
+    return static_cast<float>(std::sqrt(static_cast<double>(largest)));
+}
+
+MARQEN_WIDE_VECTORS float maxErrorWide(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
+                                       const double *u, int *maxIndex) {
+    return maxError(pts, iStart, iEnd, bez, u, maxIndex);
+}
+
+#if defined(MARQEN_AVX512_COPIES)
+MARQEN_TARGET_AVX512 float maxErrorAvx512(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
+                                          const double *u, int *maxIndex) {
+    return maxError(pts, iStart, iEnd, bez, u, maxIndex);
+}
+#endif
+
+}  // namespace
+
+PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
+                                                            double total, double *u, double t1x, double t1y,
+                                                            double t2x, double t2y) {
+#if defined(MARQEN_AVX512_COPIES)
+    if (pathFitterPassUsesAvx512(s, e))
+        return firstParametersAndSumsAvx512(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
+#endif
+    return firstParametersAndSumsWide(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
+}
+
+float pathFitterMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez, const double *u,
+                         int *maxIndex) {
+#if defined(MARQEN_AVX512_COPIES)
+    if (pathFitterPassUsesAvx512(iStart, iEnd)) return maxErrorAvx512(pts, iStart, iEnd, bez, u, maxIndex);
+#endif
+    return maxErrorWide(pts, iStart, iEnd, bez, u, maxIndex);
 }
 
 OstwickPathFitterBezier pathFitterCurveFromSums(const float *pts, int s, int e, const PathFitterLeastSquaresSums &sums,
@@ -223,10 +290,7 @@ float pathFitterMeasureAndImprove(const float *pts, int s, int e, const OstwickP
                                   bool measure, int *maxIndex, double t1x, double t1y, double t2x, double t2y,
                                   PathFitterLeastSquaresSums *next) {
 #if defined(MARQEN_AVX512_COPIES)
-    // Eight lanes (AVX-512) are quicker than four from about 32 points on; on fewer, their longer loop
-    // set-up and remainders cost more than they save.
-    constexpr int kAvx512Minimum = 32;
-    if (e - s >= kAvx512Minimum && cpuHasAvx512f())
+    if (pathFitterPassUsesAvx512(s, e))
         return measureAndImproveAvx512(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 #endif
     return measureAndImproveWide(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);

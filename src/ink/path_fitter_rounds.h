@@ -67,6 +67,12 @@ PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, in
                                                             double total, double *u, double t1x, double t1y,
                                                             double t2x, double t2y);
 
+// calcMaxError: the largest error of the interior points of s..e against bez at parameters u[0 .. e-s],
+// and in *maxIndex the worst point (the earliest of equal ones), or the offset count (e − s + 1) / 2 when
+// none is above zero.
+float pathFitterMaxError(const float *pts, int s, int e, const OstwickPathFitterBezier &bez, const double *u,
+                         int *maxIndex);
+
 // generateBezier's curve from its sums: the two control-point distances, with its fallbacks.
 OstwickPathFitterBezier pathFitterCurveFromSums(const float *pts, int s, int e, const PathFitterLeastSquaresSums &sums,
                                                 double t1x, double t1y, double t2x, double t2y);

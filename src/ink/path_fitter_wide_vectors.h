@@ -18,3 +18,16 @@
 #else
 #define MARQEN_WIDE_VECTORS
 #endif
+
+#if defined(MARQEN_AVX512_COPIES)
+namespace marqen {
+
+// Whether a pass over the points s..e takes its AVX-512 copy: eight lanes are quicker than four from
+// about 32 points on; on fewer, their longer loop set-up and remainders cost more than they save.
+inline bool pathFitterPassUsesAvx512(int s, int e) {
+    constexpr int kAvx512Minimum = 32;
+    return e - s >= kAvx512Minimum && cpuHasAvx512f();
+}
+
+}  // namespace marqen
+#endif
