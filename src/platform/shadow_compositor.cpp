@@ -86,6 +86,22 @@ struct InkMap {
     }
 };
 
+// The inked blocks of one row as a scan meets them: the first and last block, and the first and last
+// inked column (bits holds a block's inked columns, lowest first).
+struct InkedBlocks {
+    int first = -1, last = -1, from = 0, to = 0;
+
+    void note(uint8_t *inked, int block, unsigned bits) {
+        inked[block] = 1;
+        if (first < 0) {
+            first = block;
+            from = block * kBlock + __builtin_ctz(bits);
+        }
+        last = block;
+        to = block * kBlock + 31 - __builtin_clz(bits);
+    }
+};
+
 // Working memory kept between groups, so that a run of small shadows allocates nothing.
 struct Scratch {
     std::vector<uint8_t> mask;
@@ -142,25 +158,16 @@ void readGroup(const Raster &group, uint8_t *mask, int maskStride, int top, int 
         const auto *row = reinterpret_cast<const uint32_t *>(group.data + static_cast<size_t>(y) * group.stride);
         uint8_t *out = mask + static_cast<size_t>(y + top) * maskStride + left;
         uint8_t *inked = ink.flags(y) + margin;
-        int first = -1, last = -1, from = 0, to = 0;
-        auto note = [&](int b, unsigned bits) {
-            inked[b] = 1;
-            if (first < 0) {
-                first = b;
-                from = b * kBlock + __builtin_ctz(bits);
-            }
-            last = b;
-            to = b * kBlock + 31 - __builtin_clz(bits);
-        };
+        InkedBlocks span;
         for (int b = 0; b < wholeBlocks; ++b)
-            if (const unsigned bits = alphaOfBlock(row + b * kBlock, out + b * kBlock)) note(b, bits);
+            if (const unsigned bits = alphaOfBlock(row + b * kBlock, out + b * kBlock)) span.note(inked, b, bits);
         unsigned bits = 0;
         for (int x = wholeBlocks * kBlock; x < group.width; ++x) {
             out[x] = static_cast<uint8_t>(row[x] >> 24);
             if (row[x]) bits |= 1u << (x - wholeBlocks * kBlock);
         }
-        if (bits) note(wholeBlocks, bits);
-        if (first >= 0) ink.addRow(y, first + margin, last + margin, from, to);
+        if (bits) span.note(inked, wholeBlocks, bits);
+        if (span.first >= 0) ink.addRow(y, span.first + margin, span.last + margin, span.from, span.to);
     }
 }
 
@@ -171,19 +178,10 @@ void mapMask(const uint8_t *mask, int maskStride, int y0, int y1, int start, int
     for (int y = y0; y < y1; ++y) {
         const uint8_t *row = mask + static_cast<size_t>(y) * maskStride + start;
         uint8_t *inked = ink.flags(y);
-        int first = -1, last = -1, from = 0, to = 0;
-        for (int e = 0; e < blocks; ++e) {
-            const unsigned bits = inkOfMaskBlock(row + e * kBlock);
-            if (!bits) continue;
-            inked[e] = 1;
-            if (first < 0) {
-                first = e;
-                from = e * kBlock + __builtin_ctz(bits);
-            }
-            last = e;
-            to = e * kBlock + 31 - __builtin_clz(bits);
-        }
-        if (first >= 0) ink.addRow(y, first, last, from + start, to + start);
+        InkedBlocks span;
+        for (int e = 0; e < blocks; ++e)
+            if (const unsigned bits = inkOfMaskBlock(row + e * kBlock)) span.note(inked, e, bits);
+        if (span.first >= 0) ink.addRow(y, span.first, span.last, span.from + start, span.to + start);
     }
 }
 
