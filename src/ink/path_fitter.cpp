@@ -247,9 +247,6 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
     // computes them once. A piece's parameters are these sums over its last one, as parameterizePoints
     // gives them.
     std::vector<double> &sums = runningSums_;
-    std::vector<double> &distances = originDistances_;
-    distances.resize(static_cast<size_t>(std::max(0, iEnd - iStart + 1)));
-    for (int i = iStart; i <= iEnd; ++i) distances[i - iStart] = pathFitterOriginDistance(pts, i);
     int sumsStart = -1, sumsEnd = -1;
     std::vector<double> &u = parameters_;
     // Moments of a long run of pieces that start at one point give their first curve without a pass
@@ -271,36 +268,40 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
         }
         if (sumsStart != s || sumsEnd < e) {
             sums.resize(static_cast<size_t>(e - s + 1));
-            sums[0] = 0;
-            const double *distance = distances.data() + (s - iStart);
-            for (int k = 1; k <= e - s; ++k) sums[k] = sums[k - 1] + distance[k];
+            pathFitterRunningSums(pts, s, e, sums.data());
             sumsStart = s;
             sumsEnd = e;
         } else if (e - s >= kMomentsMinimum && !moments_.covers(pts, s, e)) {
             moments_.build(pts, s, sums.data(), e - s);
         }
         const double total = sums[e - s];
-        // The parameters, needed by generateBezier and improveParameters: not when the moments give the curve.
-        u.resize(static_cast<size_t>(e - s + 1));
-        auto fillParameters = [&] { pathFitterFirstParameters(sums.data(), e - s, total, u.data()); };
+        // The parameters, needed by calcMaxError and the later rounds, are only written out when those need
+        // them: a long piece is usually split after round 0, measured by the pruned search, which works from
+        // the running sums (the parameters being the running sums over their total).
+        const bool prune = e - s >= kPrunedSearchMinimum;
         bool haveParameters = false;
+        auto needParameters = [&] {
+            if (haveParameters) return;
+            u.resize(static_cast<size_t>(e - s + 1));
+            pathFitterFirstParameters(sums.data(), e - s, total, u.data());
+            haveParameters = true;
+        };
         int split = 0;
         // Round 0: the curve from the moments when they are sure of it, the worst point by the pruned search
-        // when it applies (the parameters are then the running sums over their total). A short piece whose
-        // parameters are at hand is measured whole (that is quicker).
+        // when it applies. A short piece is measured whole (that is quicker), its parameters filled in by
+        // the pass that fits its curve.
         OstwickPathFitterBezier bez;
-        if (!moments_.covers(pts, s, e) || !moments_.fitCurve(pts, e, sums.data(), t1.x, t1.y, t2.x, t2.y, &bez)) {
-            // generateBezier's curve, its pass also filling in the parameters.
-            const PathFitterLeastSquaresSums leastSquares =
-                pathFitterFirstParametersAndSums(pts, s, e, sums.data(), total, u.data(), t1.x, t1.y, t2.x, t2.y);
-            haveParameters = true;
+        bool fromMoments = moments_.covers(pts, s, e) && moments_.fitCurve(pts, e, sums.data(), t1.x, t1.y, t2.x, t2.y, &bez);
+        if (!fromMoments) {
+            if (!prune) u.resize(static_cast<size_t>(e - s + 1));
+            const PathFitterLeastSquaresSums leastSquares = pathFitterFirstParametersAndSums(
+                pts, s, e, sums.data(), total, prune ? nullptr : u.data(), t1.x, t1.y, t2.x, t2.y);
+            haveParameters = !prune;
             bez = pathFitterCurveFromSums(pts, s, e, leastSquares, t1.x, t1.y, t2.x, t2.y);
         }
         float err = 0;
-        const bool prune = !haveParameters || e - s >= kPrunedSearchMinimum;
-        if (!prune || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
-            if (!haveParameters) fillParameters();
-            haveParameters = true;
+        if (!(prune || fromMoments) || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
+            needParameters();
             err = calcMaxError(pts, s, e, bez, u, &split);
         }
         // Rounds 1 to 9. Round r's curve is measured, and the parameters moved, in the one pass that also
@@ -325,8 +326,7 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
             }
             if (err > 10.0 * error || round == 9) break;
             if (round == 0) {
-                if (!haveParameters) fillParameters();
-                haveParameters = true;
+                needParameters();
                 pathFitterMeasureAndImprove(pts, s, e, bez, u.data(), false, &split, t1.x, t1.y, t2.x, t2.y,
                                             &nextSums);
             }

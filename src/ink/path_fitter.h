@@ -91,7 +91,7 @@ private:
     // Scratch space of recrFit, kept so that its pieces allocate nothing.
     PathFitterWorstPointSearch worstPoint_;
     PathFitterMoments moments_;
-    std::vector<double> originDistances_, runningSums_, parameters_;
+    std::vector<double> runningSums_, parameters_;
 };
 
 }  // namespace marqen

@@ -90,6 +90,7 @@ void PathFitterMoments::build(const float *pts, int s, const double *sums, int c
     start_ = s;
     count_ = count;
     checkpoints_.clear();
+    checkpoints_.reserve(static_cast<size_t>(count / kStride) + 1);
     const float x0 = pts[2 * s], y0 = pts[2 * s + 1];
     Sums acc;
     add(acc, sums[0], x0, y0, x0, y0);
@@ -150,7 +151,10 @@ void PathFitterMoments::build(const float *pts, int s, const double *sums, int c
 // - generateBezier's: with unit u of double, each of its terms lies within 100u (C terms) or 100u·Q
 //   (X terms, Q = max(|x| + |y|) + |xs| + |ys| + |xe| + |ye|) of the exact term (t within u of R/T, 1 − t
 //   within 2u, each B within 30u, products and sums a few u more), and summing m + 1 terms in order adds
-//   at most γ(m+1)·Σ|term| (γ(n) = n·u / (1 − n·u)). For the X sums Σ|term| ≤ |t|·(Σ B²)^½·(Σ|r|²)^½
+//   at most γ(m+1)·Σ|term| (γ(n) = n·u / (1 − n·u)), and Σ|term| is at most Σ|exact term| plus m + 1 times
+//   a term's error. The exact terms of a C sum all have one sign (0 ≤ R/T ≤ 1 makes B1 and B2 nonnegative,
+//   and the tangent products are one number per sum), so Σ|exact term| is |that sum|, for example
+//   Σ B1² = 9 Σ t²(1−t)⁴, at most our value plus our error. For the X sums Σ|term| ≤ |t|·(Σ B²)^½·(Σ|r|²)^½
 //   (Cauchy–Schwarz), with Σ|r|² = Σ|P − Ps|² − 2 (Pe − Ps)·Σ (P − Ps)(3t² − 2t³) + |Pe − Ps|² Σ (3t² − 2t³)².
 // The sums are then carried as ranges through generateBezier's own formulas (see Range), and the curve
 // is taken only when the branch it takes is certain and every control point is the same float at both
@@ -208,9 +212,12 @@ bool PathFitterMoments::fitCurve(const float *pts, int e, const double *sums, do
         return around(value, ours * mass * 1.01L + theirs);
     };
     const Wide cTerm = 100 * u, xTerm = 100 * u * Q;
-    const Range C00 = range(9 * n1 * P00, 9 * n1 * A00, 9 * n1 * A00, cTerm);
-    const Range C01 = range(9 * d12 * P01, 9 * std::abs(d12) * A01, 9 * std::abs(d12) * A01, cTerm);
-    const Range C11 = range(9 * n2 * P11, 9 * n2 * A11, 9 * n2 * A11, cTerm);
+    // The exact terms of each C sum share one sign (see above), so their absolute values add up to the
+    // sum's own size: our value plus our error.
+    const Range C00 = range(9 * n1 * P00, 9 * n1 * A00, 9 * n1 * (P00 + ours * A00 * 1.01L), cTerm);
+    const Range C01 =
+        range(9 * d12 * P01, 9 * std::abs(d12) * A01, 9 * std::abs(d12) * (P01 + ours * A01 * 1.01L), cTerm);
+    const Range C11 = range(9 * n2 * P11, 9 * n2 * A11, 9 * n2 * (P11 + ours * A11 * 1.01L), cTerm);
     const Wide X0 = 3 * (t1x * (DX[1] - 2 * DX[2] + DX[3]) + t1y * (DY[1] - 2 * DY[2] + DY[3])) - (t1x * Ex + t1y * Ey) * V1;
     const Wide X0mass = 3 * (std::abs(t1x) * dxMax + std::abs(t1y) * dyMax) * W1 +
                         (std::abs(t1x) * std::abs(Ex) + std::abs(t1y) * std::abs(Ey)) * AV1;

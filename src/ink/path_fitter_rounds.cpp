@@ -50,7 +50,8 @@ struct TermBlock {
 };
 
 // The sums of generateBezier over the points s..e; the parameter of point s + k is u[k], or, when
-// runningSums is given, runningSums[k] / total (0 for k = 0), which is then written into filled[k].
+// runningSums is given, runningSums[k] / total (0 for k = 0), which is then written into filled[k]
+// unless filled is null.
 [[gnu::always_inline]] inline PathFitterLeastSquaresSums leastSquaresSums(const float *pts, int s, int e, const double *u, double *filled,
                                                    const double *runningSums, double total, double t1x, double t1y,
                                                    double t2x, double t2y) {
@@ -61,9 +62,10 @@ struct TermBlock {
         const int count = std::min(kBlock, e - first + 1);
         const float *pp = pts + 2 * first;
         const double *uu;
+        double local[kBlock];
         if (runningSums) {
             const double *rr = runningSums + (first - s);
-            double *ff = filled + (first - s);
+            double *ff = filled ? filled + (first - s) : local;
             for (int k = 0; k < count; ++k) ff[k] = rr[k] / total;
             if (first == s) ff[0] = 0;
             uu = ff;
@@ -86,6 +88,22 @@ MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums pathFitterLeastSquaresSums(const 
                                                                           const double *u, double t1x, double t1y,
                                                                           double t2x, double t2y) {
     return leastSquaresSums(pts, s, e, u, nullptr, nullptr, 1, t1x, t1y, t2x, t2y);
+}
+
+MARQEN_WIDE_VECTORS void pathFitterRunningSums(const float *pts, int s, int e, double *runningSums) {
+    runningSums[0] = 0;
+    // The distances of a block first (several roots at once), then the additions in order.
+    double distances[kBlock];
+    double sum = 0;
+    for (int first = 1; first <= e - s; first += kBlock) {
+        const int count = std::min(kBlock, e - s - first + 1);
+        for (int k = 0; k < count; ++k) distances[k] = pathFitterOriginDistance(pts, s + first + k);
+        double *out = runningSums + first;
+        for (int k = 0; k < count; ++k) {
+            sum += distances[k];
+            out[k] = sum;
+        }
+    }
 }
 
 MARQEN_WIDE_VECTORS void pathFitterFirstParameters(const double *runningSums, int count, double total, double *u) {

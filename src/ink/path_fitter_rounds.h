@@ -58,11 +58,15 @@ inline double pathFitterNewtonStep(const PathFitterDerivatives &d, double qx, do
 PathFitterLeastSquaresSums pathFitterLeastSquaresSums(const float *pts, int s, int e, const double *u, double t1x,
                                                       double t1y, double t2x, double t2y);
 
+// The running sums of origin distances of the points s..e (e ≥ s): runningSums[0] = 0 and
+// runningSums[k] = runningSums[k − 1] + pathFitterOriginDistance(point s + k), added in that order.
+void pathFitterRunningSums(const float *pts, int s, int e, double *runningSums);
+
 // The first round's parameters of the points s..e: u[0] = 0 and u[k] = runningSums[k] / total.
 void pathFitterFirstParameters(const double *runningSums, int count, double total, double *u);
 
-// pathFitterFirstParameters (writing u[0 .. e-s]) and then pathFitterLeastSquaresSums of those
-// parameters, in one pass.
+// pathFitterFirstParameters (writing u[0 .. e-s], unless u is null) and then pathFitterLeastSquaresSums
+// of those parameters, in one pass.
 PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
                                                             double total, double *u, double t1x, double t1y,
                                                             double t2x, double t2y);

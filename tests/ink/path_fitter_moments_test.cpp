@@ -120,6 +120,36 @@ TEST(PathFitterMoments, CurvesMatchGenerateBezierBitForBit) {
     EXPECT_GT(given, asked * 3 / 4) << given << " of " << asked;
 }
 
+TEST(PathFitterMoments, LongSpiralPiecesMatchGenerateBezierBitForBit) {
+    // Pieces of tens of thousands of points along a spiral, fitted by one curve, are ill-conditioned (the
+    // system's determinant is small against its terms): the bounds must stay sound there and still
+    // narrow enough to give most curves.
+    std::mt19937 rng(7);
+    int asked = 0, given = 0;
+    for (int trial = 0; trial < 3; ++trial) {
+        const int count = std::uniform_int_distribution<int>(60000, 100000)(rng);
+        std::vector<float> pts = stroke(rng, count, true, 1, 1000);
+        std::vector<double> sums = runningSums(pts, 0, count - 1);
+        MarqenPathFitter fitter(pts.data(), count, 5);
+        PathFitterMoments moments;
+        moments.build(pts.data(), 0, sums.data(), count - 1);
+        for (int piece = 0; piece < 8; ++piece) {
+            const int e = std::uniform_int_distribution<int>(count / 2, count - 1)(rng);
+            std::vector<double> u = fitter.parameterizePoints(pts.data(), 0, e);
+            MarqenPathFitterVector t1 = fitter.middleTangent(pts.data(), 1);
+            MarqenPathFitterVector t2 = fitter.middleTangent(pts.data(), e - 1);
+            t2 = {-t2.x, -t2.y};
+            OstwickPathFitterBezier expected = fitter.generateBezier(pts.data(), 0, e, u, t1, t2), actual;
+            ++asked;
+            if (moments.fitCurve(pts.data(), e, sums.data(), t1.x, t1.y, t2.x, t2.y, &actual)) {
+                ++given;
+                EXPECT_TRUE(sameBits(actual, expected)) << "trial " << trial << " piece 0.." << e;
+            }
+        }
+    }
+    EXPECT_GE(given, asked * 7 / 8) << given << " of " << asked;
+}
+
 TEST(PathFitterMoments, BranchesAndRefusals) {
     std::mt19937 rng(5);
     std::vector<float> pts = stroke(rng, 3000, true, 1, 1000);

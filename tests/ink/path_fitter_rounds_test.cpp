@@ -241,6 +241,10 @@ TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
         std::vector<double> sums(static_cast<size_t>(e - s + 1), 0.0);
         for (int k = 1; k <= e - s; ++k) sums[k] = sums[k - 1] + pathFitterOriginDistance(pts.data(), s + k);
         MarqenPathFitterVector t1 = unitTowards(pts, s, s + 1), t2 = unitTowards(pts, e, e - 1);
+        // The blocked running sums add the same distances in the same order.
+        std::vector<double> blockSums(sums.size(), -1.0);
+        pathFitterRunningSums(pts.data(), s, e, blockSums.data());
+        for (size_t k = 0; k < sums.size(); ++k) ASSERT_TRUE(same(blockSums[k], sums[k])) << "running sum " << k;
 
         std::vector<double> expectedU = fitter.parameterizePoints(pts.data(), s, e);
         std::vector<double> u(expectedU.size(), -1.0), filled(expectedU.size(), -1.0);
@@ -254,6 +258,12 @@ TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
         const PathFitterLeastSquaresSums expected = plainSums(pts, s, e, expectedU, t1, t2);
         ASSERT_TRUE(same(joined.C00, expected.C00) && same(joined.C01, expected.C01) && same(joined.C11, expected.C11) &&
                     same(joined.X0, expected.X0) && same(joined.X1, expected.X1));
+        // Without a place for the parameters the sums are the same.
+        const PathFitterLeastSquaresSums unwritten =
+            pathFitterFirstParametersAndSums(pts.data(), s, e, sums.data(), sums[e - s], nullptr, t1.x, t1.y, t2.x, t2.y);
+        ASSERT_TRUE(same(unwritten.C00, expected.C00) && same(unwritten.C01, expected.C01) &&
+                    same(unwritten.C11, expected.C11) && same(unwritten.X0, expected.X0) &&
+                    same(unwritten.X1, expected.X1));
         ASSERT_TRUE(same(pathFitterCurveFromSums(pts.data(), s, e, joined, t1.x, t1.y, t2.x, t2.y),
                          fitter.generateBezier(pts.data(), s, e, expectedU, t1, t2)));
     }
