@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
 
 #include "ink/path_fitter_wide_vectors.h"
 #include "ink/path_fitter_worst_point.h"
@@ -13,6 +16,35 @@ namespace {
 // Points per block: a block's per-point values are computed first (independently, so several at once)
 // and then added or compared in index order.
 constexpr int kBlock = 64;
+
+// The largest of squares[0 .. count-1] that is above `largest`, and the first place holding it; largest and
+// *place are left alone when none is. Equal to comparing in index order and keeping each value above all
+// before it (values that are not numbers never win either way): the largest value comes out of eight
+// running maxima at once (the largest of a set is the same whatever the order), and its first place is then
+// looked up.
+[[gnu::always_inline]] inline void noteLargest(const float *squares, int count, int firstPlace, float &largest,
+                                               int *place) {
+    int k = 0;
+    float top = largest;
+#if defined(__SSE2__)
+    // maxps(a, b) is a > b ? a : b, lane by lane.
+    __m128 low = _mm_set1_ps(largest), high = low;
+    for (; k + 8 <= count; k += 8) {
+        low = _mm_max_ps(_mm_loadu_ps(squares + k), low);
+        high = _mm_max_ps(_mm_loadu_ps(squares + k + 4), high);
+    }
+    float lanes[8];
+    _mm_storeu_ps(lanes, low);
+    _mm_storeu_ps(lanes + 4, high);
+    for (float lane : lanes) top = lane > top ? lane : top;
+#endif
+    for (; k < count; ++k) top = squares[k] > top ? squares[k] : top;
+    if (!(top > largest)) return;
+    int first = 0;
+    while (squares[first] != top) ++first;
+    largest = top;
+    *place = firstPlace + first;
+}
 
 // generateBezier's terms of one point with parameter t.
 struct Terms {
@@ -142,12 +174,7 @@ MARQEN_TARGET_AVX512 PathFitterLeastSquaresSums firstParametersAndSumsAvx512(con
     for (int first = iStart + 1; first <= iEnd - 1; first += kBlock) {
         const int count = std::min(kBlock, iEnd - first);
         for (int k = 0; k < count; ++k) squares[k] = pathFitterSquaredError(bez, u[first + k - iStart], pts, first + k);
-        for (int k = 0; k < count; ++k) {
-            if (squares[k] > largest) {
-                largest = squares[k];
-                *maxIndex = first + k;
-            }
-        }
+        noteLargest(squares, count, first, largest, maxIndex);
     }
     return static_cast<float>(std::sqrt(static_cast<double>(largest)));
 }
@@ -275,12 +302,7 @@ namespace {
         if (measure) {
             // Interior points only; the earliest of equally bad points wins.
             const int lo = std::max(first, 1), hi = std::min(first + count - 1, m - 1);
-            for (int k = lo; k <= hi; ++k) {
-                if (squares[k - first] > largest) {
-                    largest = squares[k - first];
-                    *maxIndex = s + k;
-                }
-            }
+            if (lo <= hi) noteLargest(squares + (lo - first), hi - lo + 1, s + lo, largest, maxIndex);
         }
         block.addInOrder(count, sums);
     }
