@@ -6,6 +6,8 @@
 #include <cstring>
 #include <limits>
 
+#include "ink/path_fitter_wide_vectors.h"
+
 namespace marqen {
 
 namespace {
@@ -61,22 +63,72 @@ float fromBits(uint32_t bits) {
 
 }  // namespace
 
-void PathFitterMoments::add(Sums &sums, double runningSum, float x, float y, float x0, float y0) {
-    const Wide r = runningSum;
-    const Wide dx = static_cast<Wide>(x) - x0, dy = static_cast<Wide>(y) - y0;
-    sums.d2 += dx * dx + dy * dy;
-    Wide power = r;
-    for (int j = 0; j < 6; ++j) {
-        sums.r[j] += power;
-        if (j < 3) {
-            sums.dx[j] += dx * power;
-            sums.dy[j] += dy * power;
+namespace {
+
+// Lanes of the stride sums: lane j adds the terms of the points j, j + kLanes, ... of the stride in order,
+// then the lanes are added in order, so a term goes through at most kStride / kLanes + kLanes − 1
+// additions in double.
+constexpr int kLanes = 4;
+
+}  // namespace
+
+MARQEN_WIDE_VECTORS void PathFitterMoments::addStride(Sums &sums, const float *pts, int s, const double *runningSums,
+                                                      int first, int count) {
+    const double x0 = pts[2 * s], y0 = pts[2 * s + 1];
+    const double *r = runningSums + first;
+    const float *p = pts + 2 * (s + first);
+    // Each loop keeps its few lanes in registers.
+    double r1[kLanes] = {}, r2[kLanes] = {}, r3[kLanes] = {}, r4[kLanes] = {}, r5[kLanes] = {}, r6[kLanes] = {};
+    double a1[kLanes] = {}, a2[kLanes] = {}, a3[kLanes] = {}, b1[kLanes] = {}, b2[kLanes] = {}, b3[kLanes] = {};
+    double d2[kLanes] = {};
+    double maxAbs = sums.maxAbs, maxDx = sums.maxDx, maxDy = sums.maxDy;
+    const int whole = count / kLanes * kLanes;
+    for (int k = 0; k < whole; k += kLanes) {
+        for (int j = 0; j < kLanes; ++j) {
+            const double v = r[k + j], v2 = v * v, v3 = v2 * v, v4 = v3 * v, v5 = v4 * v, v6 = v5 * v;
+            r1[j] += v, r2[j] += v2, r3[j] += v3, r4[j] += v4, r5[j] += v5, r6[j] += v6;
         }
-        power *= r;
     }
-    sums.maxAbs = std::max(sums.maxAbs, std::abs(static_cast<double>(x)) + std::abs(static_cast<double>(y)));
-    sums.maxDx = std::max(sums.maxDx, static_cast<double>(std::abs(dx)));
-    sums.maxDy = std::max(sums.maxDy, static_cast<double>(std::abs(dy)));
+    for (int k = 0; k < whole; k += kLanes) {
+        for (int j = 0; j < kLanes; ++j) {
+            const double v = r[k + j], v2 = v * v, v3 = v2 * v, dx = p[2 * (k + j)] - x0, dy = p[2 * (k + j) + 1] - y0;
+            a1[j] += dx * v, a2[j] += dx * v2, a3[j] += dx * v3;
+            b1[j] += dy * v, b2[j] += dy * v2, b3[j] += dy * v3;
+        }
+    }
+    for (int k = 0; k < whole; k += kLanes) {
+        for (int j = 0; j < kLanes; ++j) {
+            const double dx = p[2 * (k + j)] - x0, dy = p[2 * (k + j) + 1] - y0;
+            d2[j] += dx * dx + dy * dy;
+        }
+    }
+    // The remaining points go to the first lanes.
+    for (int k = whole; k < count; ++k) {
+        const int j = k - whole;
+        const double v = r[k], v2 = v * v, v3 = v2 * v, v4 = v3 * v, v5 = v4 * v, v6 = v5 * v;
+        const double dx = p[2 * k] - x0, dy = p[2 * k + 1] - y0;
+        r1[j] += v, r2[j] += v2, r3[j] += v3, r4[j] += v4, r5[j] += v5, r6[j] += v6;
+        a1[j] += dx * v, a2[j] += dx * v2, a3[j] += dx * v3;
+        b1[j] += dy * v, b2[j] += dy * v2, b3[j] += dy * v3;
+        d2[j] += dx * dx + dy * dy;
+    }
+    for (int k = 0; k < count; ++k) {
+        const double x = p[2 * k], y = p[2 * k + 1];
+        maxAbs = std::max(maxAbs, std::abs(x) + std::abs(y));
+        maxDx = std::max(maxDx, std::abs(x - x0));
+        maxDy = std::max(maxDy, std::abs(y - y0));
+    }
+    auto total = [](const double (&lanes)[kLanes]) {
+        double sum = lanes[0];
+        for (int j = 1; j < kLanes; ++j) sum += lanes[j];
+        return static_cast<Wide>(sum);
+    };
+    sums.r[0] += total(r1), sums.r[1] += total(r2), sums.r[2] += total(r3);
+    sums.r[3] += total(r4), sums.r[4] += total(r5), sums.r[5] += total(r6);
+    sums.dx[0] += total(a1), sums.dx[1] += total(a2), sums.dx[2] += total(a3);
+    sums.dy[0] += total(b1), sums.dy[1] += total(b2), sums.dy[2] += total(b3);
+    sums.d2 += total(d2);
+    sums.maxAbs = maxAbs, sums.maxDx = maxDx, sums.maxDy = maxDy;
 }
 
 void PathFitterMoments::reset() {
@@ -91,46 +143,13 @@ void PathFitterMoments::build(const float *pts, int s, const double *sums, int c
     count_ = count;
     checkpoints_.clear();
     checkpoints_.reserve(static_cast<size_t>(count / kStride) + 1);
-    const float x0 = pts[2 * s], y0 = pts[2 * s + 1];
+    // The first point adds nothing but its coordinates' size (its running sum and offsets are 0).
     Sums acc;
-    add(acc, sums[0], x0, y0, x0, y0);
+    acc.maxAbs = std::abs(static_cast<double>(pts[2 * s])) + std::abs(static_cast<double>(pts[2 * s + 1]));
     checkpoints_.push_back(acc);
-    // Each stride of points is summed on its own and then added to the running sums (a sum's error bound
-    // only depends on how many additions a term goes through, which this does not raise); the loops are
-    // split so that each keeps its few sums in registers.
-    for (int first = 1; first <= count; first += kStride) {
-        const int last = std::min(count, first + kStride - 1);
-        const double *r = sums + first;
-        const float *p = pts + 2 * (s + first);
-        const int n = last - first + 1;
-        Wide r1 = 0, r2 = 0, r3 = 0, r4 = 0, r5 = 0, r6 = 0;
-        for (int k = 0; k < n; ++k) {
-            const Wide v = r[k], v2 = v * v, v3 = v2 * v, v4 = v3 * v, v5 = v4 * v, v6 = v5 * v;
-            r1 += v, r2 += v2, r3 += v3, r4 += v4, r5 += v5, r6 += v6;
-        }
-        Wide a1 = 0, a2 = 0, a3 = 0, b1 = 0, b2 = 0, b3 = 0;
-        for (int k = 0; k < n; ++k) {
-            const Wide v = r[k], v2 = v * v, v3 = v2 * v, dx = static_cast<Wide>(p[2 * k]) - x0;
-            a1 += dx * v, a2 += dx * v2, a3 += dx * v3;
-        }
-        for (int k = 0; k < n; ++k) {
-            const Wide v = r[k], v2 = v * v, v3 = v2 * v, dy = static_cast<Wide>(p[2 * k + 1]) - y0;
-            b1 += dy * v, b2 += dy * v2, b3 += dy * v3;
-        }
-        Wide d2 = 0;
-        double maxAbs = acc.maxAbs, maxDx = acc.maxDx, maxDy = acc.maxDy;
-        for (int k = 0; k < n; ++k) {
-            const Wide dx = static_cast<Wide>(p[2 * k]) - x0, dy = static_cast<Wide>(p[2 * k + 1]) - y0;
-            d2 += dx * dx + dy * dy;
-            maxAbs = std::max(maxAbs, std::abs(static_cast<double>(p[2 * k])) + std::abs(static_cast<double>(p[2 * k + 1])));
-            maxDx = std::max(maxDx, static_cast<double>(std::abs(dx)));
-            maxDy = std::max(maxDy, static_cast<double>(std::abs(dy)));
-        }
-        acc.r[0] += r1, acc.r[1] += r2, acc.r[2] += r3, acc.r[3] += r4, acc.r[4] += r5, acc.r[5] += r6;
-        acc.dx[0] += a1, acc.dx[1] += a2, acc.dx[2] += a3, acc.dy[0] += b1, acc.dy[1] += b2, acc.dy[2] += b3;
-        acc.d2 += d2;
-        acc.maxAbs = maxAbs, acc.maxDx = maxDx, acc.maxDy = maxDy;
-        if (n == kStride) checkpoints_.push_back(acc);
+    for (int first = 1; first + kStride - 1 <= count; first += kStride) {
+        addStride(acc, pts, s, sums, first, kStride);
+        checkpoints_.push_back(acc);
     }
 }
 
@@ -143,11 +162,13 @@ void PathFitterMoments::build(const float *pts, int s, const double *sums, int c
 //   Σ B2·(B2 + B3) = Σ 9t⁴ − 15t⁵ + 6t⁶.
 // Two errors separate the value computed here from the one generateBezier computes:
 // - ours: every moment is a sum of nonnegative powers (or of powers times offsets, bounded by the
-//   largest offset times the plain sum), summed in extended precision (unit u_L) after at most 6
-//   roundings per term, and no term goes through more than m additions (also with the sums taken a
-//   stride at a time), so it errs by at most (m + 40)·u_L relatively to that bound; combining them errs by
-//   at most that relative amount of the sum of the absolute values of the combined terms ("mass"), plus
-//   a few u_L of it;
+//   largest offset times the plain sum). A term is computed in double after at most 5 roundings (a power
+//   R^j takes j − 1, an offset 1 and its product 1 more) and goes through at most 19 additions in double
+//   within its stride (16 in its lane, 3 joining the lanes), then the strides' sums go through at most
+//   m / kStride + 2 additions in extended precision (unit u_L), so a moment errs by at most
+//   24·u + (m / kStride + 40)·u_L relatively to that bound (the 1% and the 40 cover second-order terms);
+//   combining them errs by at most that relative amount of the sum of the absolute values of the
+//   combined terms ("mass"), plus a few u_L of it;
 // - generateBezier's: with unit u of double, each of its terms lies within 100u (C terms) or 100u·Q
 //   (X terms, Q = max(|x| + |y|) + |xs| + |ys| + |xe| + |ye|) of the exact term (t within u of R/T, 1 − t
 //   within 2u, each B within 30u, products and sums a few u more), and summing m + 1 terms in order adds
@@ -170,9 +191,8 @@ bool PathFitterMoments::fitCurve(const float *pts, int e, const double *sums, do
     if (!(total > 0) || !std::isfinite(total)) return false;
 
     Sums acc = checkpoints_[static_cast<size_t>(m / kStride)];
-    const float x0 = pts[2 * s], y0 = pts[2 * s + 1];
-    for (int k = (m / kStride) * kStride + 1; k <= m; ++k)
-        add(acc, sums[k], pts[2 * (s + k)], pts[2 * (s + k) + 1], x0, y0);
+    const int tail = (m / kStride) * kStride + 1;
+    if (tail <= m) addStride(acc, pts, s, sums, tail, m - tail + 1);
 
     Wide S[7], DX[4], DY[4], power = 1;
     for (int j = 1; j <= 6; ++j) {
@@ -191,7 +211,7 @@ bool PathFitterMoments::fitCurve(const float *pts, int e, const double *sums, do
     const Wide u = std::numeric_limits<double>::epsilon() / 2;
     if (!(N * u < 1e-3L)) return false;
     const Wide gamma = N * u / (1 - N * u);
-    const Wide ours = ((static_cast<Wide>(m) + 40) * 1.01L + 64) * uL;
+    const Wide ours = 24 * 1.01L * u + ((static_cast<Wide>(m) / kStride + 40) * 1.01L + 64) * uL;
 
     const double xs = pts[2 * s], ys = pts[2 * s + 1], xe = pts[2 * e], ye = pts[2 * e + 1];
     const Wide Ex = static_cast<Wide>(xe) - xs, Ey = static_cast<Wide>(ye) - ys;

@@ -1,7 +1,7 @@
 #pragma once
 // Moments of a run of pieces that all start at one point: sums of the powers of the running sums of
-// origin distances, plain and weighted by each point's offset from the first point, in extended
-// precision, kept every few points. With them the least-squares curve of any such piece comes from a
+// origin distances, plain and weighted by each point's offset from the first point, summed in double a
+// stride of points at a time and across strides in extended precision, kept every stride. With them the least-squares curve of any such piece comes from a
 // few dozen operations instead of a pass over its points: the sums give the curve's two control-point
 // distances together with a bound of how far they, and the ones the pass would compute, can lie from
 // the exact values; only when every control point rounds to the same float across that whole range is
@@ -46,7 +46,9 @@ private:
         long double d2 = 0;
         double maxAbs = 0, maxDx = 0, maxDy = 0;
     };
-    static void add(Sums &sums, double runningSum, float x, float y, float x0, float y0);
+    // Adds to sums the terms of the points first .. first+count-1 (count ≤ kStride) of the piece starting
+    // at s: each stride's terms are summed in double and the stride's sums then added in extended precision.
+    static void addStride(Sums &sums, const float *pts, int s, const double *runningSums, int first, int count);
 
     const float *pts_ = nullptr;
     int start_ = -1, count_ = -1;
