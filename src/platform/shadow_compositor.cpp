@@ -304,11 +304,12 @@ ShadowCompositing compositeShadowedRasterGroup(cairo_t *context, cairo_pattern_t
         firstRow = std::max(firstRow, allowed.y0);
         endRow = std::min(endRow, allowed.y1);
         const long long gridX = groupX - static_cast<long long>(margin) * kBlock;  // device column of the grid's start
-        cairo_surface_flush(targetSurface);
-        for (long long y = firstRow; y < endRow; ++y) {
+        // The runs of grid blocks of target row y that hold shadow or ink, cut to the clip: f(x0, x1,
+        // shadowed, inked) for each, in device columns, with whether the row has shadow and ink.
+        auto forEachRun = [&](long long y, auto &&f) {
             const long long maskRow = y - shiftY, groupRow = y - groupY;
             const bool shadowed = color && shadowInk.hasRow(maskRow), inked = groupInk.hasRow(groupRow);
-            if (!shadowed && !inked) continue;
+            if (!shadowed && !inked) return;
             const uint8_t *shadowFlags = shadowed ? shadowInk.flags(static_cast<int>(maskRow)) : nullptr;
             const uint8_t *groupFlags = inked ? groupInk.flags(static_cast<int>(groupRow)) : nullptr;
             int first = INT_MAX, last = -1;
@@ -320,13 +321,50 @@ ShadowCompositing compositeShadowedRasterGroup(cairo_t *context, cairo_pattern_t
                 first = std::min(first, groupInk.firstBlock[static_cast<size_t>(groupRow)]);
                 last = std::max(last, groupInk.lastBlock[static_cast<size_t>(groupRow)]);
             }
-            auto *row = reinterpret_cast<uint32_t *>(target.data + static_cast<size_t>(y + target.offsetY) * target.stride);
-            const uint8_t *maskPixels = shadowed ? mask + static_cast<size_t>(maskRow) * maskStride : nullptr;
-            const auto *groupPixels =
-                inked ? reinterpret_cast<const uint32_t *>(group.data + static_cast<size_t>(groupRow) * group.stride) : nullptr;
-            auto composite = [&](long long x0, long long x1) {
-                // Cut to the clip, and where the group's row ends: past it only the shadow is read.
-                x0 = std::max(x0, allowed.x0), x1 = std::min(x1, allowed.x1);
+            auto held = [&](int e) { return (shadowFlags && shadowFlags[e]) || (groupFlags && groupFlags[e]); };
+            for (int e = first; e <= last;) {
+                if (!held(e)) {
+                    ++e;
+                    continue;
+                }
+                const int start = e;
+                while (e <= last && held(e)) ++e;
+                const long long x0 = std::max(gridX + static_cast<long long>(start) * kBlock, allowed.x0);
+                const long long x1 = std::min(gridX + static_cast<long long>(e) * kBlock, allowed.x1);
+                if (x0 < x1) f(x0, x1, shadowed, inked);
+            }
+        };
+        auto targetRow = [&](long long y) {
+            return reinterpret_cast<uint32_t *>(target.data + static_cast<size_t>(y + target.offsetY) * target.stride);
+        };
+        // Before compositing, every run's target lines are asked for at once, so that they arrive
+        // together instead of one row's after another's. Each target row lies on pages of its own,
+        // and a prefetch into a page the processor has not mapped lately comes to nothing: the first
+        // line of a run (and its last, past a page boundary) is loaded, the others prefetched.
+        cairo_surface_flush(targetSurface);
+        for (long long y = firstRow; y < endRow; ++y) {
+            const uint32_t *row = targetRow(y) + target.offsetX;
+            forEachRun(y, [&](long long x0, long long x1, bool, bool) {
+                constexpr uintptr_t kPage = 4096;
+                uint32_t first = row[x0];
+                asm volatile("" : : "r"(first));
+                if ((reinterpret_cast<uintptr_t>(row + x0) ^ reinterpret_cast<uintptr_t>(row + x1 - 1)) >= kPage) {
+                    uint32_t last = row[x1 - 1];
+                    asm volatile("" : : "r"(last));
+                }
+                for (long long x = x0 + kBlock; x < x1; x += kBlock) __builtin_prefetch(row + x, 1, 3);
+                __builtin_prefetch(row + x1 - 1, 1, 3);
+            });
+        }
+        for (long long y = firstRow; y < endRow; ++y) {
+            uint32_t *row = targetRow(y);
+            const long long maskRow = y - shiftY, groupRow = y - groupY;
+            forEachRun(y, [&](long long x0, long long x1, bool shadowed, bool inked) {
+                const uint8_t *maskPixels = shadowed ? mask + static_cast<size_t>(maskRow) * maskStride : nullptr;
+                const auto *groupPixels =
+                    inked ? reinterpret_cast<const uint32_t *>(group.data + static_cast<size_t>(groupRow) * group.stride)
+                          : nullptr;
+                // Cut where the group's row ends: past it only the shadow is read.
                 const long long cuts[4] = {x0, std::clamp(groupX, x0, x1), std::clamp(groupX + group.width, x0, x1), x1};
                 for (int k = 0; k < 3; ++k) {
                     if (cuts[k] >= cuts[k + 1]) continue;
@@ -335,16 +373,7 @@ ShadowCompositing compositeShadowedRasterGroup(cairo_t *context, cairo_pattern_t
                                       onGroup ? groupPixels + (cuts[k] - groupX) : nullptr,
                                       static_cast<int>(cuts[k + 1] - cuts[k]), color);
                 }
-            };
-            for (int e = first; e <= last;) {
-                if (!((shadowFlags && shadowFlags[e]) || (groupFlags && groupFlags[e]))) {
-                    ++e;
-                    continue;
-                }
-                const int start = e;
-                while (e <= last && ((shadowFlags && shadowFlags[e]) || (groupFlags && groupFlags[e]))) ++e;
-                composite(gridX + static_cast<long long>(start) * kBlock, gridX + static_cast<long long>(e) * kBlock);
-            }
+            });
         }
         cairo_surface_mark_dirty(targetSurface);
         scratch.trim();

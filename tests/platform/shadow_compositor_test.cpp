@@ -376,6 +376,42 @@ TEST(ShadowCompositor, RandomScenesMatchTheLongWay) {
     }
 }
 
+TEST(ShadowCompositor, RunsAcrossThePagesOfAWideTargetAndPastItsEdges) {
+    // The rows of a wide target span several pages: runs of shadow and ink that cross page
+    // boundaries, and ink that leaves the target at its right and bottom edges, come out as the long
+    // way, and are composited directly.
+    constexpr int width = 1500, height = 40;
+    const MarqenShadow shadow{{0, -2}, 2, {0, 0, 0, 0.35}};
+    auto draw = [&](bool direct, ShadowCompositing &how) {
+        cairo_surface_t *target = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+        cairo_t *cr = cairo_create(target);
+        cairo_set_source_rgba(cr, 0.3, 0.6, 0.2, 0.7);
+        cairo_paint(cr);
+        cairo_push_group(cr);
+        cairo_set_line_width(cr, 9);
+        cairo_set_source_rgba(cr, 0.9, 0.2, 0.1, 1);
+        cairo_move_to(cr, -30, 8.5);
+        cairo_line_to(cr, width + 30, 35.5);
+        cairo_move_to(cr, 100.25, height - 2.5);
+        cairo_line_to(cr, width + 100, height + 3);
+        cairo_stroke(cr);
+        cairo_pattern_t *group = cairo_pop_group(cr);
+        const CGRect clip = CGRectMake(0, 0, width, height);
+        if (direct) how = compositeShadowedRasterGroup(cr, group, 1, shadow, &clip);
+        else compositeTheLongWay(cr, group, 1, shadow);
+        cairo_pattern_destroy(group);
+        cairo_destroy(cr);
+        cairo_surface_flush(target);
+        const unsigned char *data = cairo_image_surface_get_data(target);
+        std::vector<uint8_t> bytes(data, data + static_cast<size_t>(cairo_image_surface_get_stride(target)) * height);
+        cairo_surface_destroy(target);
+        return bytes;
+    };
+    ShadowCompositing how = ShadowCompositing::NotRaster;
+    EXPECT_EQ(draw(true, how), draw(false, how));
+    EXPECT_EQ(how, ShadowCompositing::Direct);
+}
+
 TEST(ShadowCompositor, TargetsThatAreNotPlainImagesAreLeftToTheCaller) {
     cairo_surface_t *target = makeTarget();
     cairo_surface_set_device_scale(target, 2, 2);
