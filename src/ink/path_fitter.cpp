@@ -251,7 +251,7 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
     std::vector<double> &u = parameters_;
     // Moments of a long run of pieces that start at one point give their first curve without a pass
     // over the points (see PathFitterMoments); they are gathered once such a run shows, on its second piece.
-    constexpr int kMomentsMinimum = 2048;
+    constexpr int kMomentsMinimum = 1024;
     constexpr int kPrunedSearchMinimum = 2048;
     moments_.reset();
     while (!tasks.empty()) {
