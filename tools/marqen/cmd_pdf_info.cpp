@@ -1,5 +1,9 @@
 // marqen pdf-info: what the library's own PDF reader sees in a file.
+#include <array>
+#include <charconv>
 #include <iostream>
+#include <optional>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
@@ -9,24 +13,94 @@
 namespace marqen::cli {
 namespace {
 
-nlohmann::ordered_json numberJSON(const MarqenPDFObject &value) {
-    if (value.isInteger()) return value.integerValue();
-    return value.doubleValue();
-}
+// A page's media box, crop box and rotation as shown: each box four resolved numbers, or nothing when the
+// value is not a rectangle.
+struct PageBoxes {
+    std::optional<std::array<MarqenPDFObject, 4>> mediaBox;
+    std::optional<std::array<MarqenPDFObject, 4>> cropBox;  // the media box when the page has none
+    int64_t rotate = 0;
+};
 
-// A rectangle with every element resolved; null when the value is not four numbers.
-nlohmann::ordered_json rectangleJSON(MarqenPDF &pdf, const std::optional<MarqenPDFObject> &value) {
-    if (!value) return nullptr;
-    MarqenPDFObject rectangle = pdf.resolveIndirectReference(*value, true);
-    const MarqenPDFArray *numbers = rectangle.asArray();
-    if (!numbers || numbers->size() != 4) return nullptr;
-    nlohmann::ordered_json result = nlohmann::ordered_json::array();
-    for (const MarqenPDFObject &number : *numbers) {
-        MarqenPDFObject element = pdf.resolveIndirectReference(number, true);
-        if (!element.isNumber()) return nullptr;
-        result.push_back(numberJSON(element));
+// A rectangle with every element resolved; nothing when the value is not four numbers.
+std::optional<std::array<MarqenPDFObject, 4>> rectangle(MarqenPDF &pdf, const std::optional<MarqenPDFObject> &value) {
+    if (!value) return std::nullopt;
+    MarqenPDFObject resolved = pdf.resolveIndirectReference(*value, true);
+    const MarqenPDFArray *numbers = resolved.asArray();
+    if (!numbers || numbers->size() != 4) return std::nullopt;
+    std::array<MarqenPDFObject, 4> result;
+    for (size_t i = 0; i < 4; ++i) {
+        result[i] = pdf.resolveIndirectReference((*numbers)[i], true);
+        if (!result[i].isNumber()) return std::nullopt;
     }
     return result;
+}
+
+PageBoxes pageBoxes(MarqenPDF &pdf, const MarqenPDFIndirectReference &page, const MarqenPDFDictionary &dictionary) {
+    static const std::vector<std::string_view> names = {"MediaBox", "CropBox", "Rotate"};
+    std::optional<MarqenPDFObject> items[3];
+    pdf.inheritedItemsOfPage(dictionary, page, names, items, true);
+    PageBoxes boxes;
+    boxes.mediaBox = rectangle(pdf, items[0]);
+    boxes.cropBox = rectangle(pdf, items[1]);
+    if (!boxes.cropBox) boxes.cropBox = boxes.mediaBox;
+    MarqenPDFObject rotation = items[2] ? pdf.resolveIndirectReference(*items[2], true) : MarqenPDFObject();
+    boxes.rotate = rotation.isNumber() ? rotation.integerValue() : 0;
+    return boxes;
+}
+
+void appendInteger(std::string &out, int64_t value) {
+    char digits[24];
+    auto result = std::to_chars(digits, digits + sizeof digits, value);
+    out.append(digits, result.ptr);
+}
+
+// Numbers written as the JSON library writes them, so that the output stays what it was when the whole
+// document was one JSON value.
+void appendNumber(std::string &out, const MarqenPDFObject &number) {
+    if (number.isInteger()) appendInteger(out, number.integerValue());
+    else out += nlohmann::ordered_json(number.doubleValue()).dump();
+}
+
+// A rectangle as a pretty-printed JSON value whose opening bracket is at the given indent; or, with
+// indent < 0, on one line.
+void appendRectangle(std::string &out, const std::optional<std::array<MarqenPDFObject, 4>> &box, int indent) {
+    if (!box) {
+        out += "null";
+        return;
+    }
+    out += '[';
+    for (size_t i = 0; i < 4; ++i) {
+        if (i > 0) out += ',';
+        if (indent >= 0) out.append("\n").append(size_t(indent) + 2, ' ');
+        appendNumber(out, (*box)[i]);
+    }
+    if (indent >= 0) out.append("\n").append(size_t(indent), ' ');
+    out += ']';
+}
+
+// One element of "pageBoxes", indented as the second level of the whole document.
+void appendPageJSON(std::string &out, uint64_t pageNumber, const PageBoxes &boxes) {
+    out += "    {\n      \"page\": ";
+    appendInteger(out, int64_t(pageNumber));
+    out += ",\n      \"mediaBox\": ";
+    appendRectangle(out, boxes.mediaBox, 6);
+    out += ",\n      \"cropBox\": ";
+    appendRectangle(out, boxes.cropBox, 6);
+    out += ",\n      \"rotate\": ";
+    appendInteger(out, boxes.rotate);
+    out += "\n    }";
+}
+
+void appendPageText(std::string &out, uint64_t pageNumber, const PageBoxes &boxes) {
+    out += "page ";
+    appendInteger(out, int64_t(pageNumber));
+    out += ": media box ";
+    appendRectangle(out, boxes.mediaBox, -1);
+    out += ", crop box ";
+    appendRectangle(out, boxes.cropBox, -1);
+    out += ", rotate ";
+    appendInteger(out, boxes.rotate);
+    out += '\n';
 }
 
 nlohmann::ordered_json encryptionJSON(const MarqenPDF &pdf) {
@@ -57,25 +131,23 @@ int run(const std::vector<std::string> &args) {
     std::string path = arguments.requirePositional(0, "FILE");
     if (arguments.positional().size() > 1) usageError("unexpected argument " + arguments.positional()[1]);
     auto pdf = openPDFOrFail(path, arguments);
+    const bool json = arguments.has("--json");
 
-    bool complete = true;
-    std::vector<MarqenPDFIndirectReference> pages = pdf->allPageReferences(true, &complete);
+    // Each page's boxes are written out as the walk meets the page, so that neither the pages nor a
+    // JSON value of them are held. Nothing is printed before the whole file was read.
+    std::string pageLines;
+    uint64_t pageCount = 0;
+    bool complete = pdf->visitPages(true, [&](const MarqenPDFIndirectReference &page,
+                                              const MarqenPDFDictionary &dictionary) {
+        if (json && pageCount > 0) pageLines += ",\n";
+        ++pageCount;
+        PageBoxes boxes = pageBoxes(*pdf, page, dictionary);
+        if (json) appendPageJSON(pageLines, pageCount, boxes);
+        else appendPageText(pageLines, pageCount, boxes);
+    });
     // A document without pages is a file this reader could not make sense of, never an empty success.
     failIfReadFailed(*pdf, path);
-    if (pages.empty()) failure(path + " has no pages that can be read");
-    nlohmann::ordered_json boxes = nlohmann::ordered_json::array();
-    for (size_t i = 0; i < pages.size(); ++i) {
-        uint64_t pageNumber = i + 1;
-        nlohmann::ordered_json box;
-        box["page"] = pageNumber;
-        box["mediaBox"] = rectangleJSON(*pdf, pdf->inheritedItemOfPage("MediaBox", pages[i], true));
-        nlohmann::ordered_json crop = rectangleJSON(*pdf, pdf->inheritedItemOfPage("CropBox", pages[i], true));
-        box["cropBox"] = crop.is_null() ? box["mediaBox"] : crop;
-        auto rotate = pdf->inheritedItemOfPage("Rotate", pages[i], true);
-        MarqenPDFObject rotation = rotate ? pdf->resolveIndirectReference(*rotate, true) : MarqenPDFObject();
-        box["rotate"] = rotation.isNumber() ? rotation.integerValue() : 0;
-        boxes.push_back(box);
-    }
+    if (pageCount == 0) failure(path + " has no pages that can be read");
     nlohmann::ordered_json info;
     info["pages"] = pdf->numberOfPagesInOriginalPDF();
     info["xref"] = pdf->objectXrefStreamInfo() ? "stream" : "table";
@@ -84,11 +156,17 @@ int run(const std::vector<std::string> &args) {
     info["nextObjectNumber"] = pdf->nextAvailableObjectNumber();
     info["hasDom"] = pdf->richPDFJSON().has_value();
     info["encrypted"] = encryptionJSON(*pdf);
-    info["pageBoxes"] = boxes;
     failIfReadFailed(*pdf, path);
 
-    if (arguments.has("--json")) {
-        std::cout << info.dump(2) << '\n';
+    if (json) {
+        // The document's fields, then the page boxes in place of the empty list that closes it.
+        info["pageBoxes"] = nlohmann::ordered_json::array();
+        std::string head = info.dump(2);
+        constexpr std::string_view kEmptyListEnd = "[]\n}";
+        if (head.size() < kEmptyListEnd.size() || head.compare(head.size() - kEmptyListEnd.size(), kEmptyListEnd.size(), kEmptyListEnd) != 0)
+            failure("internal error: unexpected JSON layout");
+        head.resize(head.size() - kEmptyListEnd.size());
+        std::cout << head << "[\n" << pageLines << "\n  ]\n}\n";
         return kExitSuccess;
     }
     std::cout << "pages: " << info["pages"] << '\n'
@@ -102,9 +180,7 @@ int run(const std::vector<std::string> &args) {
                   << info["encrypted"]["keyBits"] << "-bit key, revision " << info["encrypted"]["r"]
                   << (pdf->allowsAnnotating() ? "" : " (annotating needs the owner password)") << '\n';
     if (!complete) std::cout << "page tree: could not be walked completely\n";
-    for (const auto &box : boxes)
-        std::cout << "page " << box["page"] << ": media box " << box["mediaBox"].dump() << ", crop box "
-                  << box["cropBox"].dump() << ", rotate " << box["rotate"] << '\n';
+    std::cout << pageLines;
     return kExitSuccess;
 }
 

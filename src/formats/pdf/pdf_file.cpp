@@ -570,6 +570,25 @@ MarqenPDFObject MarqenPDF::objectFromObjectStream(uint64_t objectNumber, XrefTab
     return value;
 }
 
+bool MarqenPDF::findCached(const MarqenPDFIndirectReference &reference, bool fromOriginalPDF, bool forget) {
+    XrefTable &entries = table(fromOriginalPDF);
+    if (reference.objectNumber >= entries.offsets.size()) return false;
+    uint64_t slot = entries.offsets[reference.objectNumber];
+    if (slot == 0) return false;
+    if (slot != kObjectInObjectStream) {
+        auto cached = objectCache_.find(slot);
+        if (cached == objectCache_.end()) return false;
+        if (forget) objectCache_.erase(cached);
+        return true;
+    }
+    auto location = entries.streamInfo.find(reference.objectNumber);
+    if (location == entries.streamInfo.end() || location->second.s >= entries.offsets.size()) return false;
+    auto cached = objectStreamObjectCache_.find({entries.offsets[location->second.s], location->second.x});
+    if (cached == objectStreamObjectCache_.end()) return false;
+    if (forget) objectStreamObjectCache_.erase(cached);
+    return true;
+}
+
 std::optional<uint64_t> MarqenPDF::originalXrefOffset() {
     MarqenPDFWarningScope scope(&warnings_);
     if (!isRichPDF()) return xrefOffset_;

@@ -156,6 +156,18 @@ public:
     uint64_t numberOfPagesInRichPDF() { return numberOfPagesFromOriginalPDF(false); }
     // Every page reference in order, from one walk of the tree; *complete is false when the walk had to stop.
     std::vector<MarqenPDFIndirectReference> allPageReferences(bool fromOriginalPDF, bool *complete = nullptr);
+    // The same walk, handing each page in order to visit with its dictionary (valid during the call); false
+    // when the walk had to stop (the pages met before that were visited). For reading every page once: a
+    // page that this walk was the first to resolve is not kept in the cache once visit returns (a page
+    // listed again is), so the reader's memory does not grow with the pages.
+    using PageVisitor =
+        std::function<void(const MarqenPDFIndirectReference &page, const MarqenPDFDictionary &dictionary)>;
+    bool visitPages(bool fromOriginalPDF, const PageVisitor &visit);
+    // The items named, each found as inheritedItemOfPage finds it, for a page whose dictionary is in hand
+    // (from visitPages): one climb of the /Parent chain serves them all. values has names.size() slots.
+    void inheritedItemsOfPage(const MarqenPDFDictionary &dictionary, const MarqenPDFIndirectReference &page,
+                              const std::vector<std::string_view> &names, std::optional<MarqenPDFObject> *values,
+                              bool fromOriginalPDF);
 
     // Writing (the file in memory is never changed).
     bool writeOriginalPDFToURL(const std::string &path, MarqenError *error) const;
@@ -228,16 +240,25 @@ private:
     // Object resolution.
     MarqenPDFObject objectFromObjectStream(uint64_t objectNumber, XrefTable &table, bool fromOriginalPDF);
     ObjectStreamContents *objectStreamAtOffset(uint64_t offset, bool fromOriginalPDF);
+    // Whether the object a reference names is in the cache; with forget, it is dropped from it.
+    bool findCached(const MarqenPDFIndirectReference &reference, bool fromOriginalPDF, bool forget);
     XrefTable &table(bool fromOriginalPDF) { return fromOriginalPDF ? *original_ : *current_; }
 
     // Page tree.
     MarqenPDFObject pagesRoot(bool fromOriginalPDF, std::set<uint64_t> *visited = nullptr);
-    // With all, every page is listed, and *countsAgree turns false when a /Count differs from the pages
-    // found under its node.
+    // A walk that meets every page: appends each to pages and hands it to visit, when given.
+    struct PageListing {
+        std::vector<MarqenPDFIndirectReference> *pages = nullptr;
+        const PageVisitor *visit = nullptr;
+        uint64_t listed = 0;
+        // Page objects this walk resolved first and let go after their visit, by object number.
+        std::vector<bool> letGo;
+    };
+    // With a listing, every page is listed, and *countsAgree turns false when a /Count differs from the
+    // pages found under its node.
     bool walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, uint64_t &count,
                       std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
-                      bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all,
-                      bool *countsAgree = nullptr);
+                      bool fromOriginalPDF, PageListing *listing, bool *countsAgree = nullptr);
     // Pages by number from one walk of the tree, made at the second lookup by number. Usable when the walk
     // completed and every /Count agrees with the pages under it: looking a number up by /Count then finds
     // the same page as the list.

@@ -1,4 +1,6 @@
 // Walking the page tree and looking up inherited page attributes.
+#include <algorithm>
+
 #include "formats/pdf/pdf_file.h"
 #include "formats/pdf/pdf_warnings.h"
 
@@ -37,14 +39,13 @@ uint64_t MarqenPDF::numberOfPagesFromOriginalPDF(bool fromOriginalPDF) {
 // Returns false when the walk has to stop (count then holds all ones).
 bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, uint64_t &count,
                              std::optional<MarqenPDFIndirectReference> &found, std::set<uint64_t> &visited, int depth,
-                             bool fromOriginalPDF, std::vector<MarqenPDFIndirectReference> *all,
-                             bool *countsAgree) {
+                             bool fromOriginalPDF, PageListing *listing, bool *countsAgree) {
     if (depth > kMaximumPageTreeDepth) {
         marqenPDFWarn("MarqenPDF: Page tree nests deeper than " + std::to_string(kMaximumPageTreeDepth) + " levels");
         count = kWalkStopped;
         return false;
     }
-    if (!all) {
+    if (!listing) {
         const MarqenPDFObject *countEntry = node.objectForKey("Count");
         MarqenPDFObject nodeCount = countEntry ? resolveIndirectReference(*countEntry, fromOriginalPDF)
                                                : MarqenPDFObject();
@@ -54,14 +55,14 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
             return true;
         }
     }
-    const size_t listedBefore = all ? all->size() : 0;
+    const uint64_t listedBefore = listing ? listing->listed : 0;
     auto checkCount = [&] {
-        if (!all || !countsAgree) return;
+        if (!listing || !countsAgree) return;
         const MarqenPDFObject *countEntry = node.objectForKey("Count");
         MarqenPDFObject nodeCount = countEntry ? resolveIndirectReference(*countEntry, fromOriginalPDF)
                                                : MarqenPDFObject();
         if (nodeCount.isNumber() && nodeCount.integerValue() >= 0 &&
-            uint64_t(nodeCount.integerValue()) != all->size() - listedBefore)
+            uint64_t(nodeCount.integerValue()) != listing->listed - listedBefore)
             *countsAgree = false;
     };
     const MarqenPDFObject *kidsEntry = node.objectForKey("Kids");
@@ -73,7 +74,12 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
     }
     for (const MarqenPDFObject &kid : *list) {
         const MarqenPDFIndirectReference *reference = kid.asReference();
+        const bool visiting = listing && listing->visit;
+        const bool cachedBefore = visiting && reference && findCached(*reference, fromOriginalPDF, false);
+        const size_t warningsBefore = warnings_.size();
         MarqenPDFObject resolved = reference ? resolveIndirectReference(kid, fromOriginalPDF) : MarqenPDFObject();
+        // An object whose reading was repaired stays cached, so that its problems are reported once.
+        const bool readCleanly = warnings_.size() == warningsBefore;
         const MarqenPDFDictionary *dictionary = resolved.asDictionary();
         const MarqenPDFObject *type = dictionary ? dictionary->objectForKey("Type") : nullptr;
         if (!reference || !type || !type->asName()) {
@@ -86,13 +92,30 @@ bool MarqenPDF::walkPageTree(const MarqenPDFDictionary &node, uint64_t wanted, u
                 count = kWalkStopped;
                 return false;
             }
-            if (!walkPageTree(*dictionary, wanted, count, found, visited, depth + 1, fromOriginalPDF, all, countsAgree))
+            if (!walkPageTree(*dictionary, wanted, count, found, visited, depth + 1, fromOriginalPDF, listing,
+                              countsAgree))
                 return false;
             if (found) return true;
         } else if (type->isName("Page")) {
             ++count;
-            if (all) {
-                all->push_back(*reference);
+            if (listing) {
+                ++listing->listed;
+                if (listing->pages) listing->pages->push_back(*reference);
+                if (visiting) {
+                    (*listing->visit)(*reference, *dictionary);
+                    // A page met for the first time is let go; one listed again stays cached, so that a
+                    // tree repeating a page parses it twice at most.
+                    std::vector<bool> &letGo = listing->letGo;
+                    if (!cachedBefore && readCleanly &&
+                        reference->objectNumber < table(fromOriginalPDF).offsets.size()) {
+                        if (letGo.size() <= reference->objectNumber)
+                            letGo.resize(table(fromOriginalPDF).offsets.size(), false);
+                        if (!letGo[reference->objectNumber]) {
+                            letGo[reference->objectNumber] = true;
+                            findCached(*reference, fromOriginalPDF, true);
+                        }
+                    }
+                }
             } else if (count == wanted) {
                 found = *reference;
                 return true;
@@ -117,7 +140,9 @@ void MarqenPDF::buildPageIndex(bool fromOriginalPDF) {
     std::optional<MarqenPDFIndirectReference> found;
     bool countsAgree = true;
     std::vector<MarqenPDFIndirectReference> pages;
-    if (!walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &pages, &countsAgree) || !countsAgree)
+    PageListing listing;
+    listing.pages = &pages;
+    if (!walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &listing, &countsAgree) || !countsAgree)
         return;
     capture.replay();
     index.pages = std::move(pages);
@@ -154,10 +179,25 @@ std::vector<MarqenPDFIndirectReference> MarqenPDF::allPageReferences(bool fromOr
     if (node) {
         uint64_t count = 0;
         std::optional<MarqenPDFIndirectReference> found;
-        finished = walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &pages);
+        PageListing listing;
+        listing.pages = &pages;
+        finished = walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &listing);
     }
     if (complete) *complete = finished;
     return pages;
+}
+
+bool MarqenPDF::visitPages(bool fromOriginalPDF, const PageVisitor &visit) {
+    MarqenPDFWarningScope scope(&warnings_);
+    std::set<uint64_t> visited;
+    MarqenPDFObject root = pagesRoot(fromOriginalPDF, &visited);
+    const MarqenPDFDictionary *node = root.asDictionary();
+    if (!node) return false;
+    uint64_t count = 0;
+    std::optional<MarqenPDFIndirectReference> found;
+    PageListing listing;
+    listing.visit = &visit;
+    return walkPageTree(*node, 0, count, found, visited, 0, fromOriginalPDF, &listing);
 }
 
 std::optional<MarqenPDFObject> MarqenPDF::inheritedItem(std::string_view name, uint64_t pageNumber,
@@ -173,21 +213,56 @@ std::optional<MarqenPDFObject> MarqenPDF::inheritedItemOfPage(std::string_view n
                                                               bool fromOriginalPDF) {
     MarqenPDFWarningScope scope(&warnings_);
     MarqenPDFObject node = resolveIndirectReference(MarqenPDFObject(page), fromOriginalPDF);
-    std::set<uint64_t> visited{page.objectNumber};
-    while (const MarqenPDFDictionary *dictionary = node.asDictionary()) {
-        if (const MarqenPDFObject *value = dictionary->objectForKey(name)) return *value;
-        const MarqenPDFObject *parent = dictionary->objectForKey("Parent");
-        if (!parent) break;
-        if (const MarqenPDFIndirectReference *reference = parent->asReference()) {
-            if (!visited.insert(reference->objectNumber).second) {
-                marqenPDFWarn("MarqenPDF: Parent chain contains a loop at object " +
-                              std::to_string(reference->objectNumber));
-                break;
+    const MarqenPDFDictionary *dictionary = node.asDictionary();
+    if (!dictionary) return std::nullopt;
+    std::optional<MarqenPDFObject> value;
+    inheritedItemsOfPage(*dictionary, page, {name}, &value, fromOriginalPDF);
+    return value;
+}
+
+void MarqenPDF::inheritedItemsOfPage(const MarqenPDFDictionary &dictionary, const MarqenPDFIndirectReference &page,
+                                     const std::vector<std::string_view> &names,
+                                     std::optional<MarqenPDFObject> *values, bool fromOriginalPDF) {
+    MarqenPDFWarningScope scope(&warnings_);
+    size_t missing = names.size();
+    for (size_t i = 0; i < names.size(); ++i) values[i].reset();
+    // The nodes climbed so far, for finding a loop: a short list, as chains are a few nodes long, and a
+    // set once a hostile chain grows long.
+    constexpr size_t kListedNodes = 32;
+    std::vector<uint64_t> climbed{page.objectNumber};
+    std::set<uint64_t> climbedMany;
+    auto firstClimb = [&](uint64_t objectNumber) {
+        if (climbed.size() < kListedNodes) {
+            if (std::find(climbed.begin(), climbed.end(), objectNumber) != climbed.end()) return false;
+            climbed.push_back(objectNumber);
+            return true;
+        }
+        if (climbedMany.empty()) climbedMany.insert(climbed.begin(), climbed.end());
+        return climbedMany.insert(objectNumber).second;
+    };
+    MarqenPDFObject ancestor;
+    const MarqenPDFDictionary *node = &dictionary;
+    while (node) {
+        for (size_t i = 0; i < names.size(); ++i) {
+            if (values[i]) continue;
+            if (const MarqenPDFObject *value = node->objectForKey(names[i])) {
+                values[i] = *value;
+                --missing;
             }
         }
-        node = resolveIndirectReference(*parent, fromOriginalPDF);
+        if (missing == 0) return;
+        const MarqenPDFObject *parent = node->objectForKey("Parent");
+        if (!parent) return;
+        if (const MarqenPDFIndirectReference *reference = parent->asReference()) {
+            if (!firstClimb(reference->objectNumber)) {
+                marqenPDFWarn("MarqenPDF: Parent chain contains a loop at object " +
+                              std::to_string(reference->objectNumber));
+                return;
+            }
+        }
+        ancestor = resolveIndirectReference(*parent, fromOriginalPDF);
+        node = ancestor.asDictionary();
     }
-    return std::nullopt;
 }
 
 }  // namespace marqen
