@@ -1,4 +1,5 @@
 // marqen pdf-info: what the library's own PDF reader sees in a file.
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <iostream>
@@ -136,6 +137,11 @@ int run(const std::vector<std::string> &args) {
     // Each page's boxes are written out as the walk meets the page, so that neither the pages nor a
     // JSON value of them are held. Nothing is printed before the whole file was read.
     std::string pageLines;
+    // About what the pages will take, as the page tree counts them; no more than the file's length, whatever
+    // a damaged count says.
+    constexpr uint64_t kBytesPerPage = 240;
+    const uint64_t countedPages = pdf->numberOfPagesInOriginalPDF();
+    pageLines.reserve(size_t(std::min(countedPages, pdf->pdfLength() / kBytesPerPage) * kBytesPerPage));
     uint64_t pageCount = 0;
     bool complete = pdf->visitPages(true, [&](const MarqenPDFIndirectReference &page,
                                               const MarqenPDFDictionary &dictionary) {
@@ -149,7 +155,7 @@ int run(const std::vector<std::string> &args) {
     failIfReadFailed(*pdf, path);
     if (pageCount == 0) failure(path + " has no pages that can be read");
     nlohmann::ordered_json info;
-    info["pages"] = pdf->numberOfPagesInOriginalPDF();
+    info["pages"] = countedPages;
     info["xref"] = pdf->objectXrefStreamInfo() ? "stream" : "table";
     info["rich"] = pdf->isRichPDF();
     info["originalSize"] = pdf->originalPDFLength();

@@ -169,14 +169,16 @@ bool MarqenPDFFileReader::readAt(char *into, size_t length, uint64_t offset) {
     return true;
 }
 
-std::shared_ptr<const std::string> MarqenPDFFileReader::block(uint64_t index) {
+std::shared_ptr<const MarqenPDFFileReader::Block> MarqenPDFFileReader::block(uint64_t index) {
     if (auto found = blockIndex_.find(index); found != blockIndex_.end()) {
         blocks_.splice(blocks_.begin(), blocks_, found->second);
         return found->second->second;
     }
     const uint64_t start = index * blockLength_;
-    auto bytes = std::make_shared<std::string>(size_t(std::min<uint64_t>(blockLength_, size_ - start)), '\0');
-    if (!readAt(bytes->data(), bytes->size(), start)) return nullptr;
+    auto bytes = std::make_shared<Block>();
+    bytes->length = size_t(std::min<uint64_t>(blockLength_, size_ - start));
+    bytes->bytes = std::make_unique_for_overwrite<char[]>(bytes->length);
+    if (!readAt(bytes->bytes.get(), bytes->length, start)) return nullptr;
     blocks_.emplace_front(index, bytes);
     blockIndex_[index] = blocks_.begin();
     while (blocks_.size() > 1 && blocks_.size() * blockLength_ > kMaximumCachedBytes) {
@@ -192,20 +194,24 @@ std::optional<MarqenPDFWindow> MarqenPDFFileReader::window(uint64_t offset, size
     const uint64_t end = size_ - offset < std::max<uint64_t>(length, 1) ? size_ : offset + std::max<size_t>(length, 1);
     const uint64_t firstBlock = offset / blockLength_, lastBlock = (end - 1) / blockLength_;
     if (firstBlock == lastBlock) {
-        std::shared_ptr<const std::string> bytes = block(firstBlock);
+        std::shared_ptr<const Block> bytes = block(firstBlock);
         if (!bytes) return std::nullopt;
-        std::string_view view(*bytes);
+        std::string_view view = bytes->view();
         return MarqenPDFWindow{offset, view.substr(size_t(offset - firstBlock * blockLength_)), bytes};
     }
-    // Across blocks: a few are taken from the cache and joined, to the end of the last one; a long range
-    // is read in one call and not cached (it would push out the small pieces that are read again).
+    // Across blocks: a few are taken from the cache and the bytes asked for joined (only those: most
+    // looks need a few hundred bytes of a first window); a long range is read in one call and not cached
+    // (it would push out the small pieces that are read again).
     auto joined = std::make_shared<std::string>();
     if (lastBlock - firstBlock < kMaximumJoinedBlocks) {
+        joined->reserve(size_t(end - offset));
         for (uint64_t index = firstBlock; index <= lastBlock; ++index) {
-            std::shared_ptr<const std::string> bytes = block(index);
+            std::shared_ptr<const Block> bytes = block(index);
             if (!bytes) return std::nullopt;
-            size_t from = index == firstBlock ? size_t(offset - firstBlock * blockLength_) : 0;
-            joined->append(*bytes, from, std::string::npos);
+            const uint64_t blockStart = index * blockLength_;
+            size_t from = index == firstBlock ? size_t(offset - blockStart) : 0;
+            size_t to = index == lastBlock ? size_t(end - blockStart) : bytes->length;
+            joined->append(bytes->view().substr(from, to - from));
         }
     } else {
         joined->resize(size_t(end - offset));

@@ -116,7 +116,13 @@ private:
     MarqenPDFFileReader(int fd, std::string path, uint64_t size, int64_t seconds, int64_t nanoseconds,
                         size_t blockLength, size_t firstWindowLength);
     bool readAt(char *into, size_t length, uint64_t offset);
-    std::shared_ptr<const std::string> block(uint64_t index);
+    // A block's bytes, read straight into memory that is not cleared first.
+    struct Block {
+        std::unique_ptr<char[]> bytes;
+        size_t length = 0;
+        std::string_view view() const { return {bytes.get(), length}; }
+    };
+    std::shared_ptr<const Block> block(uint64_t index);
     bool fail(const std::string &message);
     bool unchangedSinceOpened(std::string *reason);
 
@@ -132,7 +138,7 @@ private:
     uint64_t bytesRead_ = 0;
     uint64_t readCalls_ = 0;
     // Least recently used last.
-    std::list<std::pair<uint64_t, std::shared_ptr<const std::string>>> blocks_;
+    std::list<std::pair<uint64_t, std::shared_ptr<const Block>>> blocks_;
     std::unordered_map<uint64_t, decltype(blocks_)::iterator> blockIndex_;
 };
 

@@ -144,19 +144,54 @@ bool MarqenPDFObject::isName(std::string_view text) const {
     return value && value->name() == text;
 }
 
+MarqenPDFDictionary::MarqenPDFDictionary(const MarqenPDFDictionary &other) : entries_(other.entries_) {
+    if (other.index_) index_ = std::make_unique<std::unordered_map<std::string, size_t>>(*other.index_);
+}
+
+MarqenPDFDictionary &MarqenPDFDictionary::operator=(const MarqenPDFDictionary &other) {
+    if (this != &other) *this = MarqenPDFDictionary(other);
+    return *this;
+}
+
+size_t MarqenPDFDictionary::position(std::string_view name) const {
+    if (index_) {
+        auto found = index_->find(std::string(name));
+        return found == index_->end() ? entries_.size() : found->second;
+    }
+    for (size_t i = 0; i < entries_.size(); ++i)
+        if (entries_[i].first.name() == name) return i;
+    return entries_.size();
+}
+
+void MarqenPDFDictionary::rebuildIndex() {
+    if (entries_.size() <= kIndexedAbove) {
+        index_.reset();
+        return;
+    }
+    if (!index_) index_ = std::make_unique<std::unordered_map<std::string, size_t>>();
+    index_->clear();
+    index_->reserve(entries_.size());
+    for (size_t i = 0; i < entries_.size(); ++i) index_->emplace(entries_[i].first.name(), i);
+}
+
 const MarqenPDFObject *MarqenPDFDictionary::objectForKey(std::string_view name) const {
-    auto found = index_.find(std::string(name));
-    return found == index_.end() ? nullptr : &entries_[found->second].second;
+    size_t found = position(name);
+    return found == entries_.size() ? nullptr : &entries_[found].second;
 }
 
 void MarqenPDFDictionary::setObject(MarqenPDFObject value, const MarqenPDFName &key) {
-    auto found = index_.find(key.name());
-    if (found != index_.end()) {
-        entries_[found->second].second = std::move(value);
+    setObject(std::move(value), MarqenPDFName(key));
+}
+
+void MarqenPDFDictionary::setObject(MarqenPDFObject value, MarqenPDFName &&key) {
+    size_t found = position(key.name());
+    if (found != entries_.size()) {
+        entries_[found].second = std::move(value);
         return;
     }
-    index_.emplace(key.name(), entries_.size());
-    entries_.emplace_back(key, std::move(value));
+    entries_.emplace_back(std::move(key), std::move(value));
+    if (index_) index_->emplace(entries_.back().first.name(), entries_.size() - 1);
+    else if (entries_.size() > kIndexedAbove) rebuildIndex();
 }
 
 void MarqenPDFDictionary::setObject(MarqenPDFObject value, std::string_view key) {
@@ -164,11 +199,10 @@ void MarqenPDFDictionary::setObject(MarqenPDFObject value, std::string_view key)
 }
 
 void MarqenPDFDictionary::removeObjectForKey(std::string_view name) {
-    auto found = index_.find(std::string(name));
-    if (found == index_.end()) return;
-    entries_.erase(entries_.begin() + std::ptrdiff_t(found->second));
-    index_.clear();
-    for (size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].first.name(), i);
+    size_t found = position(name);
+    if (found == entries_.size()) return;
+    entries_.erase(entries_.begin() + std::ptrdiff_t(found));
+    if (index_) rebuildIndex();
 }
 
 MarqenPDFStream::MarqenPDFStream(MarqenPDFDictionary streamInfo, std::shared_ptr<const void> storage,

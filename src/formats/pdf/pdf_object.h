@@ -121,23 +121,39 @@ private:
     Storage storage_;
 };
 
-// A dictionary keyed by name that keeps its entries in the order they were set.
+// A dictionary keyed by name that keeps its entries in the order they were set. Most dictionaries hold a
+// handful of entries and are looked through in order; a large one gets an index by name.
 class MarqenPDFDictionary {
 public:
     using Entry = std::pair<MarqenPDFName, MarqenPDFObject>;
+    // Dictionaries with more entries than this are indexed.
+    static constexpr size_t kIndexedAbove = 12;
+
+    MarqenPDFDictionary() = default;
+    MarqenPDFDictionary(const MarqenPDFDictionary &other);
+    MarqenPDFDictionary &operator=(const MarqenPDFDictionary &other);
+    MarqenPDFDictionary(MarqenPDFDictionary &&) noexcept = default;
+    MarqenPDFDictionary &operator=(MarqenPDFDictionary &&) noexcept = default;
 
     const MarqenPDFObject *objectForKey(std::string_view name) const;
     // Replaces an existing entry in place (keeping its position) or appends a new one.
     void setObject(MarqenPDFObject value, const MarqenPDFName &key);
+    void setObject(MarqenPDFObject value, MarqenPDFName &&key);
     void setObject(MarqenPDFObject value, std::string_view key);
     void removeObjectForKey(std::string_view name);
+    // Room for this many entries in all, so that a dictionary read from a file takes one allocation.
+    void reserve(size_t count) { entries_.reserve(count); }
     size_t count() const { return entries_.size(); }
     std::vector<Entry>::const_iterator begin() const { return entries_.begin(); }
     std::vector<Entry>::const_iterator end() const { return entries_.end(); }
 
 private:
+    // The position of the entry named, or count() when there is none.
+    size_t position(std::string_view name) const;
+    void rebuildIndex();
+
     std::vector<Entry> entries_;
-    std::unordered_map<std::string, size_t> index_;
+    std::unique_ptr<std::unordered_map<std::string, size_t>> index_;  // only above kIndexedAbove entries
 };
 
 // What the streams of one file may still decode to, together. Shared by every stream the file's reader
