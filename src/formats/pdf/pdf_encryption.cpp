@@ -23,6 +23,21 @@ MarqenPDFString hexString(const std::string &bytes) {
 
 // Walks a value and rebuilds it with every string (and every stream's bytes) passed through the given
 // functions; nothing when one of them fails.
+// Whether a value holds a string or a stream anywhere: only those are changed by a transform, and a
+// value without them is kept as it is instead of being copied.
+bool holdsStringsOrStreams(const MarqenPDFObject &value, int depth) {
+    if (value.asString() || value.asStream()) return true;
+    if (depth > 256) return false;
+    if (const MarqenPDFArray *array = value.asArray()) {
+        for (const MarqenPDFObject &element : *array)
+            if (holdsStringsOrStreams(element, depth + 1)) return true;
+    } else if (const MarqenPDFDictionary *dictionary = value.asDictionary()) {
+        for (const auto &entry : *dictionary)
+            if (holdsStringsOrStreams(entry.second, depth + 1)) return true;
+    }
+    return false;
+}
+
 struct ValueTransform {
     std::function<std::optional<std::string>(const std::string &)> string;
     bool hexadecimal = false;  // how changed strings are written
@@ -42,6 +57,7 @@ struct ValueTransform {
             if (!changed) return std::nullopt;
             return MarqenPDFObject(hexadecimal ? hexString(*changed) : MarqenPDFString::stringWithString(*changed));
         }
+        if ((value.asArray() || value.asDictionary()) && !holdsStringsOrStreams(value, depth)) return value;
         if (const MarqenPDFArray *array = value.asArray()) {
             MarqenPDFArray copy;
             copy.reserve(array->size());
