@@ -656,5 +656,83 @@ TEST(PDFPageTree, AKidsArrayRepeatingOnePageIsWalkedOnce) {
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
 }
 
+TEST(PDFPageTree, VisitingPagesMeetsEachInOrderWithTheItemsItInherits) {
+    const std::string file = nestedTreeFile(4, 7);
+    auto visiting = open(file), listing = open(file);
+    ASSERT_TRUE(visiting && listing);
+    auto text = [](const std::optional<MarqenPDFObject> &value) {
+        return value ? MarqenPDF::encodedObject(*value) : std::string("(none)");
+    };
+    const std::vector<std::string_view> names = {"MediaBox", "CropBox", "Rotate"};
+    std::vector<MarqenPDFIndirectReference> visited;
+    std::vector<std::string> items;
+    EXPECT_TRUE(visiting->visitPages(true, [&](const MarqenPDFIndirectReference &page,
+                                               const MarqenPDFDictionary &dictionary) {
+        EXPECT_TRUE(dictionary.objectForKey("Type") && dictionary.objectForKey("Type")->isName("Page"));
+        visited.push_back(page);
+        std::optional<MarqenPDFObject> values[3];
+        visiting->inheritedItemsOfPage(dictionary, page, names, values, true);
+        for (const auto &value : values) items.push_back(text(value));
+    }));
+    bool complete = false;
+    std::vector<MarqenPDFIndirectReference> pages = listing->allPageReferences(true, &complete);
+    ASSERT_TRUE(complete);
+    ASSERT_EQ(visited, pages);
+    ASSERT_EQ(items.size(), 3 * pages.size());
+    for (size_t i = 0; i < pages.size(); ++i)
+        for (size_t k = 0; k < names.size(); ++k)
+            EXPECT_EQ(items[3 * i + k], text(listing->inheritedItemOfPage(names[k], pages[i], true)))
+                << names[k] << " of page " << i + 1;
+    // A visited page still resolves to the same dictionary afterwards.
+    MarqenPDFObject again = visiting->resolveIndirectReference(MarqenPDFObject(pages[1]), true);
+    ASSERT_TRUE(again.asDictionary());
+    EXPECT_EQ(text(*again.asDictionary()->objectForKey("Rotate")), "90");
+}
+
+TEST(PDFPageTree, VisitingARepeatedAndARepairedPageReportsTheRepairOnce) {
+    PDFBuilder builder;
+    builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.object(2, "<< /Type /Pages /Kids [3 0 R 4 0 R 3 0 R 4 0 R 3 0 R] /Count 5 /MediaBox [0 0 10 10] >>");
+    builder.object(3, "<< /Type /Page /Parent 2 0 R /Rotate 90 >>");
+    builder.object(4, "<< /Type /Page /Parent 2 0 R /Bad ) /Rotate 180 >>");
+    auto pdf = open(builder.finishWithTable("/Root 1 0 R"));
+    ASSERT_TRUE(pdf);
+    std::vector<std::string> seen;
+    EXPECT_TRUE(pdf->visitPages(true, [&](const MarqenPDFIndirectReference &page,
+                                          const MarqenPDFDictionary &dictionary) {
+        const MarqenPDFObject *rotate = dictionary.objectForKey("Rotate");
+        seen.push_back(std::to_string(page.objectNumber) + ":" +
+                       (rotate ? std::to_string(rotate->integerValue()) : std::string("-")));
+    }));
+    EXPECT_EQ(seen, (std::vector<std::string>{"3:90", "4:180", "3:90", "4:180", "3:90"}));
+    EXPECT_EQ(std::count(pdf->warnings().begin(), pdf->warnings().end(),
+                         "MarqenPDF: Found invalid token in object area"),
+              1);
+}
+
+TEST(PDFPageTree, OneClimbFindsSeveralItemsAndReportsAParentLoopOnce) {
+    PDFBuilder builder;
+    builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    builder.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 /Parent 4 0 R /Rotate 270 >>");
+    builder.object(3, "<< /Type /Page /Parent 2 0 R /CropBox [1 1 5 5] >>");
+    builder.object(4, "<< /Type /Pages /Parent 2 0 R /MediaBox [0 0 8 9] /Rotate 90 >>");
+    auto pdf = open(builder.finishWithTable("/Root 1 0 R"));
+    ASSERT_TRUE(pdf);
+    MarqenPDFObject page = resolve(*pdf, 3);
+    ASSERT_TRUE(page.asDictionary());
+    std::optional<MarqenPDFObject> values[4];
+    pdf->inheritedItemsOfPage(*page.asDictionary(), MarqenPDFIndirectReference{3, 0},
+                              {"MediaBox", "CropBox", "Rotate", "Resources"}, values, true);
+    // The nearest holder wins: the rotation of node 2, not of node 4 above it.
+    ASSERT_TRUE(values[0] && values[1] && values[2]);
+    EXPECT_EQ(MarqenPDF::encodedObject(*values[0]), "[ 0 0 8 9 ]");
+    EXPECT_EQ(MarqenPDF::encodedObject(*values[1]), "[ 1 1 5 5 ]");
+    EXPECT_EQ(values[2]->integerValue(), 270);
+    EXPECT_FALSE(values[3]);
+    EXPECT_EQ(std::count(pdf->warnings().begin(), pdf->warnings().end(),
+                         "MarqenPDF: Parent chain contains a loop at object 2"),
+              1);
+}
+
 }  // namespace
 }  // namespace marqen

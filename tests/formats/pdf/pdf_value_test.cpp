@@ -173,5 +173,57 @@ TEST(PDFValue, FlateRoundTripAndCompressedStreamInfo) {
     EXPECT_EQ(*compressed->stream(), std::string(5000, 'x'));
 }
 
+TEST(PDFValue, DictionariesKeepOrderAndLookupsAcrossTheIndexedSize) {
+    const size_t many = MarqenPDFDictionary::kIndexedAbove + 8;
+    MarqenPDFDictionary dictionary;
+    for (size_t i = 0; i < many; ++i) dictionary.setObject(MarqenPDFObject(int64_t(i)), "K" + std::to_string(i));
+    auto keys = [](const MarqenPDFDictionary &d) {
+        std::string list;
+        for (const auto &[name, value] : d) list += name.name() + "=" + std::to_string(value.integerValue()) + " ";
+        return list;
+    };
+    ASSERT_EQ(dictionary.count(), many);
+    for (size_t i = 0; i < many; ++i) {
+        const MarqenPDFObject *value = dictionary.objectForKey("K" + std::to_string(i));
+        ASSERT_TRUE(value) << i;
+        EXPECT_EQ(value->integerValue(), int64_t(i));
+    }
+    EXPECT_FALSE(dictionary.objectForKey("K"));
+    // Replacing keeps the position, also when the name is given encoded another way ("#4B" is "K").
+    dictionary.setObject(MarqenPDFObject(100), MarqenPDFName::nameWithEncodedName("#4B15"));
+    EXPECT_EQ(dictionary.count(), many);
+    EXPECT_EQ(dictionary.objectForKey("K15")->integerValue(), 100);
+    MarqenPDFDictionary copy = dictionary;
+    // Removing down past the indexed size and adding again: every lookup still finds its entry.
+    for (size_t i = 0; i < many; i += 2) dictionary.removeObjectForKey("K" + std::to_string(i));
+    dictionary.setObject(MarqenPDFObject(7), "New");
+    std::string expected;
+    for (size_t i = 1; i < many; i += 2) expected += "K" + std::to_string(i) + "=" + (i == 15 ? "100" : std::to_string(i)) + " ";
+    EXPECT_EQ(keys(dictionary), expected + "New=7 ");
+    EXPECT_FALSE(dictionary.objectForKey("K0"));
+    EXPECT_EQ(dictionary.objectForKey("K17")->integerValue(), 17);
+    EXPECT_EQ(dictionary.objectForKey("New")->integerValue(), 7);
+    // The copy made before is untouched, and its own lookups work.
+    EXPECT_EQ(copy.count(), many);
+    EXPECT_EQ(copy.objectForKey("K0")->integerValue(), 0);
+    EXPECT_FALSE(copy.objectForKey("New"));
+    copy = dictionary;
+    EXPECT_EQ(keys(copy), keys(dictionary));
+    EXPECT_EQ(copy.objectForKey("New")->integerValue(), 7);
+}
+
+TEST(PDFValue, AParsedDictionaryWithManyAndRepeatedKeys) {
+    std::string text = "<<";
+    for (int i = 0; i < 40; ++i) text += " /N" + std::to_string(i) + " " + std::to_string(i);
+    text += " /N3 (again) >>";
+    auto value = MarqenPDFValueParser::makeObjectFromOffset(text, 0, nullptr);
+    ASSERT_TRUE(value && value->asDictionary());
+    const MarqenPDFDictionary &dictionary = *value->asDictionary();
+    EXPECT_EQ(dictionary.count(), 40u);
+    EXPECT_EQ(dictionary.objectForKey("N39")->integerValue(), 39);
+    ASSERT_TRUE(dictionary.objectForKey("N3")->asString());
+    EXPECT_EQ(std::next(dictionary.begin(), 3)->first.name(), "N3");
+}
+
 }  // namespace
 }  // namespace marqen
