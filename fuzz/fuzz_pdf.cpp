@@ -10,6 +10,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "formats/pdf/pdf_file_io.h"
 #include "formats/pdf/pdf_overlay.h"
@@ -18,6 +20,17 @@
 using namespace marqen;
 
 namespace {
+
+// Every page's boxes and rotation from the one walk that visits the pages, as pdf-info reads them.
+void visitEveryPage(MarqenPDF &pdf, bool original) {
+    static const std::vector<std::string_view> names = {"MediaBox", "CropBox", "Rotate"};
+    pdf.visitPages(original, [&](const MarqenPDFIndirectReference &page, const MarqenPDFDictionary &dictionary) {
+        std::optional<MarqenPDFObject> items[3];
+        pdf.inheritedItemsOfPage(dictionary, page, names, items, original);
+        for (const auto &item : items)
+            if (item) (void)pdf.resolveIndirectReference(*item, original);
+    });
+}
 
 void readInPieces(const uint8_t *data, size_t size, const MarqenPDFOptions &options) {
     int fd = ::memfd_create("fuzz_pdf", MFD_CLOEXEC);
@@ -40,6 +53,7 @@ void readInPieces(const uint8_t *data, size_t size, const MarqenPDFOptions &opti
         (void)MarqenPDF::encodedObject(value);
     }
     std::vector<MarqenPDFIndirectReference> pages = pdf->allPageReferences(true);
+    visitEveryPage(*pdf, true);
     for (uint64_t page : {uint64_t(1), uint64_t(2), uint64_t(pages.size())})
         if (page > 0 && page <= pdf->numberOfPagesInOriginalPDF()) pdf->pageReferenceForPageNumber(page, true);
     (void)pdf->originalXrefOffset();
@@ -75,6 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         // first pages, the last and one past it, so that a tree of many pages costs a few walks, not one
         // per page. A hostile /Count can be huge: lookups stay within what the tree really holds.
         for (const MarqenPDFIndirectReference &page : pages) pdf->inheritedItemOfPage("MediaBox", page, original);
+        visitEveryPage(*pdf, original);
         for (uint64_t page : {uint64_t(1), uint64_t(2), uint64_t(3), uint64_t(pages.size()), uint64_t(pages.size() + 1)}) {
             if (page == 0 || page > count) continue;
             pdf->pageReferenceForPageNumber(page, original);

@@ -137,11 +137,11 @@ int run(const std::vector<std::string> &args) {
     // Each page's boxes are written out as the walk meets the page, so that neither the pages nor a
     // JSON value of them are held. Nothing is printed before the whole file was read.
     std::string pageLines;
-    // About what the pages will take, as the page tree counts them; no more than the file's length, whatever
-    // a damaged count says.
-    constexpr uint64_t kBytesPerPage = 240;
+    // Room for about what the pages will take, as the page tree counts them; no more than the file's
+    // length, whatever a damaged count says.
+    const uint64_t bytesPerPage = json ? 240 : 80;
     const uint64_t countedPages = pdf->numberOfPagesInOriginalPDF();
-    pageLines.reserve(size_t(std::min(countedPages, pdf->pdfLength() / kBytesPerPage) * kBytesPerPage));
+    pageLines.reserve(size_t(std::min(countedPages, pdf->pdfLength() / bytesPerPage) * bytesPerPage));
     uint64_t pageCount = 0;
     bool complete = pdf->visitPages(true, [&](const MarqenPDFIndirectReference &page,
                                               const MarqenPDFDictionary &dictionary) {
@@ -165,12 +165,12 @@ int run(const std::vector<std::string> &args) {
     failIfReadFailed(*pdf, path);
 
     if (json) {
-        // The document's fields, then the page boxes in place of the empty list that closes it.
+        // The document's fields as the JSON library lays them out, then the page boxes in place of the
+        // empty list that closes them.
         info["pageBoxes"] = nlohmann::ordered_json::array();
         std::string head = info.dump(2);
         constexpr std::string_view kEmptyListEnd = "[]\n}";
-        if (head.size() < kEmptyListEnd.size() || head.compare(head.size() - kEmptyListEnd.size(), kEmptyListEnd.size(), kEmptyListEnd) != 0)
-            failure("internal error: unexpected JSON layout");
+        if (!std::string_view(head).ends_with(kEmptyListEnd)) failure("internal error: unexpected JSON layout");
         head.resize(head.size() - kEmptyListEnd.size());
         std::cout << head << "[\n" << pageLines << "\n  ]\n}\n";
         return kExitSuccess;

@@ -202,22 +202,24 @@ std::optional<MarqenPDFWindow> MarqenPDFFileReader::window(uint64_t offset, size
     // Across blocks: a few are taken from the cache and the bytes asked for joined (only those: most
     // looks need a few hundred bytes of a first window); a long range is read in one call and not cached
     // (it would push out the small pieces that are read again).
-    auto joined = std::make_shared<std::string>();
+    auto joined = std::make_shared<Block>();
+    joined->length = size_t(end - offset);
+    joined->bytes = std::make_unique_for_overwrite<char[]>(joined->length);
     if (lastBlock - firstBlock < kMaximumJoinedBlocks) {
-        joined->reserve(size_t(end - offset));
+        char *into = joined->bytes.get();
         for (uint64_t index = firstBlock; index <= lastBlock; ++index) {
             std::shared_ptr<const Block> bytes = block(index);
             if (!bytes) return std::nullopt;
             const uint64_t blockStart = index * blockLength_;
             size_t from = index == firstBlock ? size_t(offset - blockStart) : 0;
             size_t to = index == lastBlock ? size_t(end - blockStart) : bytes->length;
-            joined->append(bytes->view().substr(from, to - from));
+            std::memcpy(into, bytes->bytes.get() + from, to - from);
+            into += to - from;
         }
-    } else {
-        joined->resize(size_t(end - offset));
-        if (!readAt(joined->data(), joined->size(), offset)) return std::nullopt;
+    } else if (!readAt(joined->bytes.get(), joined->length, offset)) {
+        return std::nullopt;
     }
-    return MarqenPDFWindow{offset, std::string_view(*joined), joined};
+    return MarqenPDFWindow{offset, joined->view(), joined};
 }
 
 std::shared_ptr<const std::string> MarqenPDFFileReader::wholeFile() {
