@@ -6,6 +6,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "platform/pixel_over.h"
@@ -106,9 +107,11 @@ struct InkedBlocks {
 struct Scratch {
     std::vector<uint8_t> mask;
     InkMap groupInk, shadowInk;
+    std::vector<std::pair<const uint32_t *, const uint32_t *>> runs;  // the first and last target pixel of each run
     void trim() {
         constexpr size_t kKeep = size_t(4) << 20;
         if (mask.capacity() > kKeep) std::vector<uint8_t>().swap(mask);
+        if (runs.capacity() * sizeof(runs[0]) > kKeep) decltype(runs)().swap(runs);
     }
 };
 
@@ -340,21 +343,26 @@ ShadowCompositing compositeShadowedRasterGroup(cairo_t *context, cairo_pattern_t
         // Before compositing, every run's target lines are asked for at once, so that they arrive
         // together instead of one row's after another's. Each target row lies on pages of its own,
         // and a prefetch into a page the processor has not mapped lately comes to nothing: the first
-        // line of a run (and its last, past a page boundary) is loaded, the others prefetched.
+        // line of a run (and its last, past a page boundary) is loaded, the others prefetched. The
+        // runs are listed first, so that the loop asking for them is short and many loads are in
+        // flight at once.
         cairo_surface_flush(targetSurface);
+        auto &runs = scratch.runs;
+        runs.clear();
         for (long long y = firstRow; y < endRow; ++y) {
             const uint32_t *row = targetRow(y) + target.offsetX;
-            forEachRun(y, [&](long long x0, long long x1, bool, bool) {
-                constexpr uintptr_t kPage = 4096;
-                uint32_t first = row[x0];
-                asm volatile("" : : "r"(first));
-                if ((reinterpret_cast<uintptr_t>(row + x0) ^ reinterpret_cast<uintptr_t>(row + x1 - 1)) >= kPage) {
-                    uint32_t last = row[x1 - 1];
-                    asm volatile("" : : "r"(last));
-                }
-                for (long long x = x0 + kBlock; x < x1; x += kBlock) __builtin_prefetch(row + x, 1, 3);
-                __builtin_prefetch(row + x1 - 1, 1, 3);
-            });
+            forEachRun(y, [&](long long x0, long long x1, bool, bool) { runs.emplace_back(row + x0, row + x1 - 1); });
+        }
+        for (const auto &[first, last] : runs) {
+            constexpr uintptr_t kPage = 4096;
+            uint32_t value = *first;
+            asm volatile("" : : "r"(value));
+            if ((reinterpret_cast<uintptr_t>(first) ^ reinterpret_cast<uintptr_t>(last)) >= kPage) {
+                value = *last;
+                asm volatile("" : : "r"(value));
+            }
+            for (const uint32_t *line = first + kBlock; line < last; line += kBlock) __builtin_prefetch(line, 1, 3);
+            __builtin_prefetch(last, 1, 3);
         }
         for (long long y = firstRow; y < endRow; ++y) {
             uint32_t *row = targetRow(y);
