@@ -11,7 +11,20 @@ namespace {
 
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
 
+// The algorithms, looked up in the library's providers once: a lookup per use costs more than hashing
+// the few bytes a use hashes, and a password check of a 256-bit handler makes hundreds of uses. They stay
+// loaded for the life of the process.
+enum class Algorithm { MD5, SHA256, SHA384, SHA512 };
+
+const EVP_MD *digestType(Algorithm algorithm) {
+    static EVP_MD *const types[] = {EVP_MD_fetch(nullptr, "MD5", nullptr), EVP_MD_fetch(nullptr, "SHA2-256", nullptr),
+                                    EVP_MD_fetch(nullptr, "SHA2-384", nullptr),
+                                    EVP_MD_fetch(nullptr, "SHA2-512", nullptr)};
+    return types[int(algorithm)];
+}
+
 std::string digest(const EVP_MD *type, std::string_view data) {
+    if (!type) return {};
     unsigned char out[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
     if (!EVP_Digest(data.data(), data.size(), out, &length, type, nullptr)) return {};
@@ -19,7 +32,9 @@ std::string digest(const EVP_MD *type, std::string_view data) {
 }
 
 const EVP_CIPHER *aesCipher(size_t keyLength) {
-    return keyLength == 32 ? EVP_aes_256_cbc() : keyLength == 16 ? EVP_aes_128_cbc() : nullptr;
+    static EVP_CIPHER *const aes128 = EVP_CIPHER_fetch(nullptr, "AES-128-CBC", nullptr);
+    static EVP_CIPHER *const aes256 = EVP_CIPHER_fetch(nullptr, "AES-256-CBC", nullptr);
+    return keyLength == 32 ? aes256 : keyLength == 16 ? aes128 : nullptr;
 }
 
 std::optional<std::string> runCipher(std::string_view key, std::string_view iv, std::string_view data, bool encrypt,
@@ -66,10 +81,11 @@ std::string rc4(std::string_view key, std::string_view data) {
     return out;
 }
 
-std::string md5(std::string_view data) { return digest(EVP_md5(), data); }
+std::string md5(std::string_view data) { return digest(digestType(Algorithm::MD5), data); }
 
 std::string sha2(std::string_view data, int bits) {
-    return digest(bits == 512 ? EVP_sha512() : bits == 384 ? EVP_sha384() : EVP_sha256(), data);
+    return digest(digestType(bits == 512 ? Algorithm::SHA512 : bits == 384 ? Algorithm::SHA384 : Algorithm::SHA256),
+                  data);
 }
 
 std::optional<std::string> aesDecryptWithIV(std::string_view key, std::string_view data) {
