@@ -1,6 +1,9 @@
 #include "formats/pdf/pdf_value_parser.h"
 
+#include <iterator>
 #include <limits>
+#include <memory>
+#include <vector>
 
 #include "formats/pdf/pdf_lexer.h"
 #include "formats/pdf/pdf_warnings.h"
@@ -20,11 +23,48 @@ int hexDigit(unsigned char c) {
 
 bool isOctal(unsigned char c) { return c >= '0' && c <= '7'; }
 
+// The elements and entries of the containers being read, as stacks: a container pushes its values above
+// those of the containers around it and, once closed, moves them out into a value of exactly their
+// number. Kept between parses on a thread, so that a container costs one allocation, not one per doubling.
+struct PendingValues {
+    // Stacks grown past this many values are given back once the parse that grew them ends.
+    static constexpr size_t kKeptCapacity = 1024;
+
+    std::vector<MarqenPDFObject> elements;
+    std::vector<MarqenPDFDictionary::Entry> entries;
+    bool inUse = false;
+};
+
+thread_local PendingValues threadPendingValues;
+
 // One parse over one buffer. Every look at a position checks it against the end through has(), which
 // notes when the parse ran into the end of the buffer.
 struct Parse {
     std::string_view buffer;
     bool reachedEnd = false;
+    PendingValues *pending = nullptr;
+
+    explicit Parse(std::string_view text) : buffer(text) {
+        // A parse started while another runs on this thread (from a log callback, say) keeps its own.
+        if (!threadPendingValues.inUse) {
+            pending = &threadPendingValues;
+            pending->inUse = true;
+        } else {
+            ownPending = std::make_unique<PendingValues>();
+            pending = ownPending.get();
+        }
+    }
+    ~Parse() {
+        if (ownPending) return;
+        pending->elements.clear();
+        pending->entries.clear();
+        if (pending->elements.capacity() > PendingValues::kKeptCapacity) pending->elements = {};
+        if (pending->entries.capacity() > PendingValues::kKeptCapacity) pending->entries = {};
+        pending->inUse = false;
+    }
+    Parse(const Parse &) = delete;
+    Parse &operator=(const Parse &) = delete;
+    std::unique_ptr<PendingValues> ownPending;
 
     bool has(size_t position) {
         if (position < buffer.size()) return true;
@@ -217,7 +257,15 @@ struct Parse {
     }
 
     std::optional<MarqenPDFObject> array(size_t offset, size_t *next, int depth) {
-        MarqenPDFArray elements;
+        std::vector<MarqenPDFObject> &stack = pending->elements;
+        const size_t base = stack.size();
+        struct Unwind {  // the values of an array left unfinished are dropped from the stack
+            std::vector<MarqenPDFObject> &stack;
+            size_t base;
+            ~Unwind() {
+                if (stack.size() > base) stack.resize(base);
+            }
+        } unwind{stack, base};
         for (;;) {
             offset = skipComments(offset);
             if (!has(offset)) {
@@ -227,12 +275,14 @@ struct Parse {
             }
             if (buffer[offset] == ']') {
                 *next = offset + 1;
+                MarqenPDFArray elements(std::make_move_iterator(stack.begin() + std::ptrdiff_t(base)),
+                                        std::make_move_iterator(stack.end()));
                 return MarqenPDFObject(std::move(elements));
             }
             size_t after = offset;
             auto element = parseValue(offset, &after, depth);
             if (element) {
-                elements.push_back(std::move(*element));
+                stack.push_back(std::move(*element));
             } else {
                 marqenPDFWarn("MarqenPDF: Could not add nil element to array");
             }
@@ -241,7 +291,15 @@ struct Parse {
     }
 
     std::optional<MarqenPDFObject> dictionary(size_t offset, size_t *next, int depth) {
-        MarqenPDFDictionary entries;
+        std::vector<MarqenPDFDictionary::Entry> &stack = pending->entries;
+        const size_t base = stack.size();
+        struct Unwind {  // the entries of a dictionary left unfinished are dropped from the stack
+            std::vector<MarqenPDFDictionary::Entry> &stack;
+            size_t base;
+            ~Unwind() {
+                if (stack.size() > base) stack.resize(base);
+            }
+        } unwind{stack, base};
         auto atEnd = [&](size_t position) {
             return !has(position) || buffer[position] == '>';
         };
@@ -259,6 +317,11 @@ struct Parse {
                     *next = offset + 1;
                     marqenPDFWarn("MarqenPDF: Invalid termination of a dictionary");
                 }
+                // A key given again replaces the earlier value in its place.
+                MarqenPDFDictionary entries;
+                entries.reserve(stack.size() - base);
+                for (size_t i = base; i < stack.size(); ++i)
+                    entries.setObject(std::move(stack[i].second), std::move(stack[i].first));
                 return MarqenPDFObject(std::move(entries));
             }
             size_t after = offset;
@@ -277,7 +340,7 @@ struct Parse {
             } else if (!value) {
                 marqenPDFWarn("MarqenPDF: Could not use nil dictionary value");
             } else {
-                entries.setObject(std::move(*value), *key->asName());
+                stack.emplace_back(*key->asName(), std::move(*value));
             }
         }
     }
@@ -287,14 +350,14 @@ struct Parse {
 
 std::optional<MarqenPDFObject> MarqenPDFValueParser::makeObjectFromOffset(std::string_view buffer, size_t offset,
                                                                          size_t *next, int depth) {
-    Parse parse{buffer};
+    Parse parse(buffer);
     return parse.parseValue(offset, next, depth);
 }
 
 std::optional<MarqenPDFObject> MarqenPDFValueParser::makeObjectFromPartOfBuffer(std::string_view buffer,
                                                                                size_t offset, size_t *next,
                                                                                bool *reachedEnd) {
-    Parse parse{buffer};
+    Parse parse(buffer);
     std::optional<MarqenPDFObject> result = parse.parseValue(offset, next, 0);
     *reachedEnd = parse.reachedEnd;
     return result;

@@ -225,5 +225,27 @@ TEST(PDFValue, AParsedDictionaryWithManyAndRepeatedKeys) {
     EXPECT_EQ(std::next(dictionary.begin(), 3)->first.name(), "N3");
 }
 
+TEST(PDFValue, NestedContainersAndUnfinishedOnesLeaveNothingForTheNextParse) {
+    auto encoded = [](std::string_view text) {
+        auto value = MarqenPDFValueParser::makeObjectFromOffset(text, 0, nullptr);
+        return value ? MarqenPDF::encodedObject(*value) : std::string("(nothing)");
+    };
+    EXPECT_EQ(encoded("[1 [2 3] << /A [4 5] /B << /C 6 >> /A 9 >> 7 []]"),
+              "[ 1 [ 2 3 ] << /A 9 /B << /C 6 >> >> 7 [ ] ]");
+    // Unfinished containers at several depths: their values are dropped, and the next parse starts clean.
+    EXPECT_EQ(encoded("[1 [2 << /D [3"), "(nothing)");
+    EXPECT_EQ(encoded("<< /E << /F [4 5 >> >>"), "(nothing)");
+    EXPECT_EQ(encoded("[8 << /G 9 >>]"), "[ 8 << /G 9 >> ]");
+    // A container larger than what the parser keeps between parses, then small ones again.
+    std::string many = "[";
+    for (int i = 0; i < 5000; ++i) many += " " + std::to_string(i);
+    many += " ]";
+    auto value = MarqenPDFValueParser::makeObjectFromOffset(many, 0, nullptr);
+    ASSERT_TRUE(value && value->asArray());
+    ASSERT_EQ(value->asArray()->size(), 5000u);
+    EXPECT_EQ((*value->asArray())[4999].integerValue(), 4999);
+    EXPECT_EQ(encoded("<< /H [1] >>"), "<< /H [ 1 ] >>");
+}
+
 }  // namespace
 }  // namespace marqen
