@@ -69,7 +69,6 @@ private:
 
     const float *pts_ = nullptr;
     int iStart_ = 0, iEnd_ = -1;
-    double coordinateMagnitude_ = 0;
     // levels_[0]: the blocks; each further level merges kFanOut nodes of the one below. Only the first
     // levelCount_ levels belong to the prepared points.
     std::vector<std::vector<Box>> levels_;
