@@ -220,10 +220,8 @@ void MarqenDOMArrow::initWithDictionary(const MarqenJSON &dictionary) {
     if (!marqen_objectForKey(dictionary, "style")) setStyle(defaultStyle());
 }
 
-MarqenJSON MarqenDOMArrow::dictionaryRepresentation() const {
-    MarqenJSON dictionary = dictionaryWithEndPoints("Arrow");
-    if (!dictionary.is_null()) dictionary["extension"]["toolArrowSize"] = toolArrowSize_;
-    return dictionary;
+void MarqenDOMArrow::writeExtensionMembers(MarqenJSONWriter &writer) const {
+    writer.numberMember("toolArrowSize", toolArrowSize_);
 }
 
 void MarqenDOMArrow::copyStateTo(MarqenDOMNode &target) const {

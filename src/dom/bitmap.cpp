@@ -475,15 +475,20 @@ void MarqenDOMBitmap::initWithDictionary(const MarqenJSON &dictionary) {
         imageProfile_ = static_cast<unsigned long>(*profile);
 }
 
-MarqenJSON MarqenDOMBitmap::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
-    if (!CGRectIsEmpty(frame_)) dictionary["frame"] = NSDictionaryFromCGRect(frame_);
-    if (!CGRectIsEmpty(cropRect_)) dictionary["cropRect"] = NSDictionaryFromCGRect(cropRect_);
-    if (contentMode_ != 0) dictionary["contentMode"] = contentMode_;
+void MarqenDOMBitmap::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMElement::writeMembers(writer);
+    if (!CGRectIsEmpty(frame_)) {
+        writer.key("frame");
+        MarqenWriteCGRect(writer, frame_);
+    }
+    if (!CGRectIsEmpty(cropRect_)) {
+        writer.key("cropRect");
+        MarqenWriteCGRect(writer, cropRect_);
+    }
+    if (contentMode_ != 0) writer.unsignedMember("contentMode", contentMode_);
     std::string uri = this->uri();
-    if (!uri.empty()) dictionary["uri"] = uri;
-    dictionary["imageProfile"] = imageProfile_;
-    return dictionary;
+    if (!uri.empty()) writer.stringMember("uri", uri);
+    writer.unsignedMember("imageProfile", imageProfile_);
 }
 
 void MarqenDOMBitmap::copyStateTo(MarqenDOMNode &target) const {

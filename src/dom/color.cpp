@@ -26,11 +26,19 @@ MarqenDOMColor MarqenDOMColor::colorWithMarqenColor(double red, double green, do
     return {red * 255, green * 255, blue * 255, alpha};
 }
 
+void MarqenDOMColor::writeJSON(MarqenJSONWriter &writer) const {
+    writer.beginObject();
+    writer.unsignedMember("red", writtenComponent(red_));
+    writer.unsignedMember("green", writtenComponent(green_));
+    writer.unsignedMember("blue", writtenComponent(blue_));
+    writer.numberMember("alpha", std::isfinite(alpha_) ? alpha_ : 0.0);
+    writer.endObject();
+}
+
 MarqenJSON MarqenDOMColor::dictionaryRepresentation() const {
-    return {{"red", writtenComponent(red_)},
-            {"green", writtenComponent(green_)},
-            {"blue", writtenComponent(blue_)},
-            {"alpha", std::isfinite(alpha_) ? alpha_ : 0.0}};
+    MarqenJSONBuilder builder;
+    writeJSON(builder);
+    return builder.take();
 }
 
 MarqenDOMColor MarqenDOMColor::fromDictionary(const MarqenJSON &dictionary) {

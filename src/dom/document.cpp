@@ -199,17 +199,17 @@ void MarqenDOMDocument::adoptTitle(const MarqenJSON &dictionary) {
     MarqenDOMNode::setMetadata(adopted);
 }
 
-MarqenJSON MarqenDOMDocument::dictionaryRepresentation() const {
+void MarqenDOMDocument::writeMembers(MarqenJSONWriter &writer) const {
     if (coordinateSystem_ != 1)
         throw MarqenGenericException("Unsupported coordinateSystem: " + std::to_string(coordinateSystem_));
-    MarqenJSON dictionary = MarqenDOMNode::dictionaryRepresentation();
-    dictionary["frame"] = NSDictionaryFromCGRect(frame_);
-    dictionary["deviceScale"] = deviceScale_;
-    if (auto title = this->title()) dictionary["title"] = *title;
+    MarqenDOMNode::writeMembers(writer);
+    writer.key("frame");
+    MarqenWriteCGRect(writer, frame_);
+    writer.numberMember("deviceScale", deviceScale_);
+    if (auto title = this->title()) writer.stringMember("title", *title);
     if (contentScaleFactor_ && !(std::isinf(*contentScaleFactor_) && *contentScaleFactor_ > 0))
-        dictionary["contentScaleFactor"] = *contentScaleFactor_;
-    if (pageNumber_) dictionary["pageNumber"] = *pageNumber_;
-    return dictionary;
+        writer.numberMember("contentScaleFactor", *contentScaleFactor_);
+    if (pageNumber_) writer.numberMember("pageNumber", *pageNumber_);
 }
 
 MarqenDOMNodePtr MarqenDOMDocument::copy() const { return copyDocument(); }

@@ -33,11 +33,14 @@ void MarqenDOMElement::initWithDictionary(const MarqenJSON &dictionary) {
     style_ = MarqenDOMStyle::fromDictionary(merged);
 }
 
-MarqenJSON MarqenDOMElement::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMNode::dictionaryRepresentation();
-    MarqenJSON style = style_->dictionaryRepresentation();
-    if (!style.empty()) dictionary["style"] = std::move(style);
-    return dictionary;
+void MarqenDOMElement::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMNode::writeMembers(writer);
+    if (style_->writesMembers()) {
+        writer.key("style");
+        writer.beginObject();
+        style_->writeMembers(writer);
+        writer.endObject();
+    }
 }
 
 void MarqenDOMElement::copyStateTo(MarqenDOMNode &target) const {

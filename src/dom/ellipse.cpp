@@ -148,16 +148,22 @@ void MarqenDOMEllipse::initWithDictionary(const MarqenJSON &dictionary) {
     if (auto angle = marqen_numberForKey(*extension, "theta")) setTheta(*angle);
 }
 
-MarqenJSON MarqenDOMEllipse::dictionaryRepresentation() const {
+bool MarqenDOMEllipse::writesRepresentation() const {
     CGRect bounds = contentBounds();
-    if (bounds.size.width == 0 && bounds.size.height == 0) return nullptr;
-    MarqenJSON dictionary = MarqenDOMVector::dictionaryRepresentation();
-    dictionary["extension"] = MarqenJSON{{"type", "Ellipse"},
-                                         {"center", NSDictionaryFromCGPoint(center_)},
-                                         {"xradius", xradius_},
-                                         {"yradius", yradius_},
-                                         {"theta", theta_}};
-    return dictionary;
+    return !(bounds.size.width == 0 && bounds.size.height == 0);
+}
+
+void MarqenDOMEllipse::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMVector::writeMembers(writer);
+    writer.key("extension");
+    writer.beginObject();
+    writer.stringMember("type", "Ellipse");
+    writer.key("center");
+    MarqenWriteCGPoint(writer, center_);
+    writer.numberMember("xradius", xradius_);
+    writer.numberMember("yradius", yradius_);
+    writer.numberMember("theta", theta_);
+    writer.endObject();
 }
 
 void MarqenDOMEllipse::copyStateTo(MarqenDOMNode &target) const {

@@ -6,7 +6,18 @@
 
 namespace marqen {
 
-MarqenJSON MarqenDOMFont::dictionaryRepresentation() const { return {{"name", name_}, {"size", size_}}; }
+void MarqenDOMFont::writeJSON(MarqenJSONWriter &writer) const {
+    writer.beginObject();
+    writer.stringMember("name", name_);
+    writer.numberMember("size", size_);
+    writer.endObject();
+}
+
+MarqenJSON MarqenDOMFont::dictionaryRepresentation() const {
+    MarqenJSONBuilder builder;
+    writeJSON(builder);
+    return builder.take();
+}
 
 MarqenDOMFont MarqenDOMFont::fromDictionary(const MarqenJSON &dictionary) {
     auto name = marqen_stringForKey(dictionary, "name");

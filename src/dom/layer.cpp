@@ -72,10 +72,9 @@ void MarqenDOMLayer::initWithDictionary(const MarqenJSON &dictionary) {
     if (metadata().contains(MarqenDOMLayerIdMetadataKey)) setMetadataObject(nullptr, MarqenDOMLayerIdMetadataKey);
 }
 
-MarqenJSON MarqenDOMLayer::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
-    if (!layerId_.empty()) dictionary["layerId"] = layerId_;
-    return dictionary;
+void MarqenDOMLayer::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMElement::writeMembers(writer);
+    if (!layerId_.empty()) writer.stringMember("layerId", layerId_);
 }
 
 void MarqenDOMLayer::copyStateTo(MarqenDOMNode &target) const {

@@ -79,6 +79,4 @@ void MarqenDOMLine::initWithDictionary(const MarqenJSON &dictionary) {
     readEndPoints(dictionary);
 }
 
-MarqenJSON MarqenDOMLine::dictionaryRepresentation() const { return dictionaryWithEndPoints("Line"); }
-
 }  // namespace marqen

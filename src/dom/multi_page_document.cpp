@@ -39,9 +39,20 @@ std::shared_ptr<MarqenDOMMultiPageDocument> MarqenDOMMultiPageDocument::fromDict
 }
 
 MarqenJSON MarqenDOMMultiPageDocument::dictionaryRepresentation() const {
-    MarqenJSON children = MarqenJSON::array();
-    for (const auto &page : pages_) children.push_back(page->dictionaryRepresentation());
-    return {{"type", "MultiPageDocument"}, {"children", std::move(children)}};
+    MarqenJSONBuilder builder;
+    writeJSON(builder);
+    return builder.take();
+}
+
+void MarqenDOMMultiPageDocument::writeJSON(MarqenJSONWriter &writer) const {
+    writer.beginObject();
+    writer.stringMember("type", "MultiPageDocument");
+    writer.key("children");
+    writer.beginArray();
+    for (const auto &page : pages_)
+        if (!page->writeJSON(writer)) writer.value(nullptr);
+    writer.endArray();
+    writer.endObject();
 }
 
 void MarqenDOMMultiPageDocument::setPages(std::vector<std::shared_ptr<MarqenDOMDocument>> pages) {

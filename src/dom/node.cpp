@@ -25,8 +25,6 @@ void post(const char *name, const MarqenDOMNode *node, NotificationUserInfo user
 
 bool anyoneObserves() { return NotificationCenter::defaultCenter().hasAnyObservers(); }
 
-// More members than any node kind writes.
-constexpr size_t kRoomForMembersAfterChildren = 32;
 
 }  // namespace
 
@@ -80,31 +78,37 @@ void MarqenDOMNode::initWithDictionary(const MarqenJSON &dictionary) {
 }
 
 MarqenJSON MarqenDOMNode::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenJSON::object();
-    dictionary["type"] = jsonType();
-    dictionary["guid"] = guid_;
-    if (nodeRepresentationLeavesOutChildren()) {
-        // The writer puts the children in this member's place itself.
-        bool written = std::any_of(children_.begin(), children_.end(), [](const auto &child) { return !child->isAdjustment(); });
-        if (written) dictionary["children"] = childrenPlaceholder();
-    } else {
-        MarqenJSON children = MarqenJSON::array();
-        for (const auto &child : children_) {
-            if (child->isAdjustment()) continue;
-            MarqenJSON childDictionary = child->dictionaryRepresentation();
-            if (!childDictionary.is_null()) children.push_back(std::move(childDictionary));
-        }
-        if (!children.empty()) {
-            // Members added after this one (here and by subclasses) must not make the object grow: its keys
-            // are const, so growing copies every member, the whole subtree with them.
-            dictionary.get_ref<MarqenJSON::object_t &>().reserve(kRoomForMembersAfterChildren);
-            dictionary["children"] = std::move(children);
-        }
+    MarqenJSONBuilder builder;
+    if (!writeJSON(builder)) return nullptr;
+    return builder.take();
+}
+
+bool MarqenDOMNode::writeJSON(MarqenJSONWriter &writer) const {
+    if (!writesRepresentation()) return false;
+    writer.beginObject();
+    writeMembers(writer);
+    writer.endObject();
+    return true;
+}
+
+void MarqenDOMNode::writeMembers(MarqenJSONWriter &writer) const {
+    writer.stringMember("type", jsonType());
+    writer.stringMember("guid", guid_);
+    // Adjustments and children that write nothing are left out, and the member with them when none is left.
+    auto written = [](const MarqenDOMNodePtr &child) { return !child->isAdjustment() && child->writesRepresentation(); };
+    if (std::any_of(children_.begin(), children_.end(), written)) {
+        writer.key("children");
+        writer.beginArray();
+        for (const auto &child : children_)
+            if (!child->isAdjustment()) child->writeJSON(writer);
+        writer.endArray();
     }
-    if (!metadata_.empty()) dictionary["metadata"] = metadata_;
-    if (!CGAffineTransformIsIdentity(transform_)) dictionary["transform"] = NSDictionaryFromCGAffineTransform(transform_);
-    if (labelGUID_) dictionary["labelGuid"] = *labelGUID_;
-    return dictionary;
+    if (!metadata_.empty()) writer.valueMember("metadata", metadata_);
+    if (!CGAffineTransformIsIdentity(transform_)) {
+        writer.key("transform");
+        MarqenWriteCGAffineTransform(writer, transform_);
+    }
+    if (labelGUID_) writer.stringMember("labelGuid", *labelGUID_);
 }
 
 MarqenDOMNodePtr MarqenDOMNode::copy() const {

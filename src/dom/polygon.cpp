@@ -58,12 +58,17 @@ void MarqenDOMPolygon::initWithDictionary(const MarqenJSON &dictionary) {
     setVertices(points);
 }
 
-MarqenJSON MarqenDOMPolygon::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMVector::dictionaryRepresentation();
-    MarqenJSON vertices = MarqenJSON::array();
-    for (CGPoint vertex : vertices_) vertices.push_back(NSDictionaryFromCGPoint(vertex));
-    dictionary["extension"] = MarqenJSON{{"type", "Polygon"}, {"vertices", std::move(vertices)}};
-    return dictionary;
+void MarqenDOMPolygon::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMVector::writeMembers(writer);
+    writer.key("extension");
+    writer.beginObject();
+    writer.stringMember("type", "Polygon");
+    writer.key("vertices");
+    writer.beginArray();
+    for (CGPoint vertex : vertices_) MarqenWriteCGPoint(writer, vertex);
+    writer.endArray();
+    writeExtensionMembers(writer);
+    writer.endObject();
 }
 
 void MarqenDOMPolygon::copyStateTo(MarqenDOMNode &target) const {

@@ -165,12 +165,12 @@ void MarqenDOMRectangle::initWithDictionary(const MarqenJSON &dictionary) {
     if (radius && marqen_isNumber(*radius)) setCornerRadius(CGFloatFromNumber(*radius));
 }
 
-MarqenJSON MarqenDOMRectangle::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMPolygon::dictionaryRepresentation();
-    MarqenJSON extension{{"type", "Rectangle"}};
-    if (cornerRadius_ != 0) extension["cornerRadius"] = cornerRadius_;
-    dictionary["extension"]["extension"] = std::move(extension);
-    return dictionary;
+void MarqenDOMRectangle::writeExtensionMembers(MarqenJSONWriter &writer) const {
+    writer.key("extension");
+    writer.beginObject();
+    writer.stringMember("type", "Rectangle");
+    if (cornerRadius_ != 0) writer.numberMember("cornerRadius", cornerRadius_);
+    writer.endObject();
 }
 
 void MarqenDOMRectangle::copyStateTo(MarqenDOMNode &target) const {

@@ -329,12 +329,14 @@ void MarqenDOMStamp::initWithDictionary(const MarqenJSON &dictionary) {
     }
 }
 
-MarqenJSON MarqenDOMStamp::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
-    if (!CGRectIsEmpty(frame_)) dictionary["frame"] = NSDictionaryFromCGRect(frame_);
-    if (stampName_) dictionary["stampName"] = *stampName_;
-    if (tailAngleInDegrees_) dictionary["tailAngleInDegrees"] = *tailAngleInDegrees_;
-    return dictionary;
+void MarqenDOMStamp::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMElement::writeMembers(writer);
+    if (!CGRectIsEmpty(frame_)) {
+        writer.key("frame");
+        MarqenWriteCGRect(writer, frame_);
+    }
+    if (stampName_) writer.stringMember("stampName", *stampName_);
+    if (tailAngleInDegrees_) writer.integerMember("tailAngleInDegrees", *tailAngleInDegrees_);
 }
 
 void MarqenDOMStamp::copyStateTo(MarqenDOMNode &target) const {

@@ -4,13 +4,31 @@
 
 namespace marqen {
 
+void MarqenDOMStyle::writeMembers(MarqenJSONWriter &writer) const {
+    if (shadowColor_ && shadowColor_->alpha() != 0) {
+        writer.key("shadowColor");
+        shadowColor_->writeJSON(writer);
+    }
+    if (!(shadowOffset_ == CGSizeZero)) {
+        writer.key("shadowOffset");
+        MarqenWriteCGSize(writer, shadowOffset_);
+    }
+    if (shadowOpacity_ != 0) writer.numberMember("shadowOpacity", shadowOpacity_);
+    if (shadowRadius_ != 0) writer.numberMember("shadowRadius", shadowRadius_);
+}
+
+bool MarqenDOMStyle::writesMembers() const {
+    MarqenJSONMemberCounter counter;
+    writeMembers(counter);
+    return counter.members() > 0;
+}
+
 MarqenJSON MarqenDOMStyle::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenJSON::object();
-    if (shadowColor_ && shadowColor_->alpha() != 0) dictionary["shadowColor"] = shadowColor_->dictionaryRepresentation();
-    if (!(shadowOffset_ == CGSizeZero)) dictionary["shadowOffset"] = NSDictionaryFromCGSize(shadowOffset_);
-    if (shadowOpacity_ != 0) dictionary["shadowOpacity"] = shadowOpacity_;
-    if (shadowRadius_ != 0) dictionary["shadowRadius"] = shadowRadius_;
-    return dictionary;
+    MarqenJSONBuilder builder;
+    builder.beginObject();
+    writeMembers(builder);
+    builder.endObject();
+    return builder.take();
 }
 
 std::shared_ptr<MarqenDOMStyle> MarqenDOMStyle::fromDictionary(const MarqenJSON &dictionary) {

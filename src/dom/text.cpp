@@ -43,8 +43,6 @@ CGFloat toolFontSizeStep(CGFloat relative) {
     return 48;
 }
 
-MarqenJSON colorJSON(const std::optional<MarqenDOMColor> &color) { return color->dictionaryRepresentation(); }
-
 }  // namespace
 
 const MarqenDOMNodeClass &MarqenDOMText::classDescriptor() {
@@ -472,20 +470,31 @@ void MarqenDOMText::initWithDictionary(const MarqenJSON &dictionary) {
     invalidateLayout();
 }
 
-MarqenJSON MarqenDOMText::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
-    if (text_) dictionary["text"] = *text_;
-    if (!(origin_ == CGPointZero)) dictionary["origin"] = NSDictionaryFromCGPoint(origin_);
-    if (wrapWidth_ > 0) dictionary["wrapWidth"] = wrapWidth_;
-    if (font_) dictionary["font"] = font_->dictionaryRepresentation();
-    if (strokeColor_) dictionary["strokeColor"] = colorJSON(strokeColor_);
-    if (fillColor_) dictionary["fillColor"] = colorJSON(fillColor_);
-    dictionary["lineWidth"] = lineWidth_;
-    dictionary["alignment"] = NSStringFromMarqenDOMTextAlignment(alignment_);
-    dictionary["direction"] = NSStringFromMarqenDOMTextDirection(direction_);
-    dictionary["textStyle"] = NSStringFromMarqenDOMTextBlockStyle(textBlockStyle_);
-    if (labelParentGUID_) dictionary["labelParent"] = *labelParentGUID_;
-    return dictionary;
+void MarqenDOMText::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMElement::writeMembers(writer);
+    if (text_) writer.stringMember("text", *text_);
+    if (!(origin_ == CGPointZero)) {
+        writer.key("origin");
+        MarqenWriteCGPoint(writer, origin_);
+    }
+    if (wrapWidth_ > 0) writer.numberMember("wrapWidth", wrapWidth_);
+    if (font_) {
+        writer.key("font");
+        font_->writeJSON(writer);
+    }
+    if (strokeColor_) {
+        writer.key("strokeColor");
+        strokeColor_->writeJSON(writer);
+    }
+    if (fillColor_) {
+        writer.key("fillColor");
+        fillColor_->writeJSON(writer);
+    }
+    writer.numberMember("lineWidth", lineWidth_);
+    writer.stringMember("alignment", NSStringFromMarqenDOMTextAlignment(alignment_));
+    writer.stringMember("direction", NSStringFromMarqenDOMTextDirection(direction_));
+    writer.stringMember("textStyle", NSStringFromMarqenDOMTextBlockStyle(textBlockStyle_));
+    if (labelParentGUID_) writer.stringMember("labelParent", *labelParentGUID_);
 }
 
 void MarqenDOMText::copyStateTo(MarqenDOMNode &target) const {

@@ -97,13 +97,19 @@ void MarqenDOMTwoPointVector::readEndPoints(const MarqenJSON &dictionary) {
         setEndPoint(CGPointFromNSDictionary(*end));
 }
 
-MarqenJSON MarqenDOMTwoPointVector::dictionaryWithEndPoints(const char *extensionType) const {
-    if (startPoint_ == endPoint_) return nullptr;
-    MarqenJSON dictionary = MarqenDOMVector::dictionaryRepresentation();
-    dictionary["extension"] = MarqenJSON{{"type", extensionType},
-                                         {"startPoint", NSDictionaryFromCGPoint(startPoint_)},
-                                         {"endPoint", NSDictionaryFromCGPoint(endPoint_)}};
-    return dictionary;
+bool MarqenDOMTwoPointVector::writesRepresentation() const { return !(startPoint_ == endPoint_); }
+
+void MarqenDOMTwoPointVector::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMVector::writeMembers(writer);
+    writer.key("extension");
+    writer.beginObject();
+    writer.stringMember("type", extensionType());
+    writer.key("startPoint");
+    MarqenWriteCGPoint(writer, startPoint_);
+    writer.key("endPoint");
+    MarqenWriteCGPoint(writer, endPoint_);
+    writeExtensionMembers(writer);
+    writer.endObject();
 }
 
 void MarqenDOMTwoPointVector::copyStateTo(MarqenDOMNode &target) const {

@@ -287,14 +287,19 @@ void MarqenDOMVector::initWithDictionary(const MarqenJSON &dictionary) {
         lineWidth_ = CGFloatFromNumber(*older);
 }
 
-MarqenJSON MarqenDOMVector::dictionaryRepresentation() const {
-    MarqenJSON dictionary = MarqenDOMElement::dictionaryRepresentation();
-    if (!bezierPath_) return dictionary;
-    dictionary["path"] = BezierToSvg::pathDataFromCGPath(*bezierPath_);
-    if (strokeColor_) dictionary["strokeColor"] = strokeColor_->dictionaryRepresentation();
-    if (fillColor_) dictionary["fillColor"] = fillColor_->dictionaryRepresentation();
-    dictionary["lineWidth"] = lineWidth_;
-    return dictionary;
+void MarqenDOMVector::writeMembers(MarqenJSONWriter &writer) const {
+    MarqenDOMElement::writeMembers(writer);
+    if (!bezierPath_) return;
+    writer.stringMember("path", BezierToSvg::pathDataFromCGPath(*bezierPath_));
+    if (strokeColor_) {
+        writer.key("strokeColor");
+        strokeColor_->writeJSON(writer);
+    }
+    if (fillColor_) {
+        writer.key("fillColor");
+        fillColor_->writeJSON(writer);
+    }
+    writer.numberMember("lineWidth", lineWidth_);
 }
 
 void MarqenDOMVector::copyStateTo(MarqenDOMNode &target) const {

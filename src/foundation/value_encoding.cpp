@@ -64,20 +64,53 @@ CGPoint pointFromString(std::string_view text) {
 
 }  // namespace
 
-MarqenJSON NSDictionaryFromCGPoint(CGPoint point) { return {{"x", point.x}, {"y", point.y}}; }
-
-MarqenJSON NSDictionaryFromCGSize(CGSize size) { return {{"width", size.width}, {"height", size.height}}; }
-
-MarqenJSON NSDictionaryFromCGRect(CGRect rect) {
-    return {{"x", CGRectGetMinX(rect)},
-            {"y", CGRectGetMinY(rect)},
-            {"width", CGRectGetWidth(rect)},
-            {"height", CGRectGetHeight(rect)}};
+void MarqenWriteCGPoint(MarqenJSONWriter &writer, CGPoint point) {
+    writer.beginObject();
+    writer.numberMember("x", point.x);
+    writer.numberMember("y", point.y);
+    writer.endObject();
 }
 
-MarqenJSON NSDictionaryFromCGAffineTransform(CGAffineTransform t) {
-    return {{"a", t.a}, {"b", t.b}, {"c", t.c}, {"d", t.d}, {"e", t.tx}, {"f", t.ty}};
+void MarqenWriteCGSize(MarqenJSONWriter &writer, CGSize size) {
+    writer.beginObject();
+    writer.numberMember("width", size.width);
+    writer.numberMember("height", size.height);
+    writer.endObject();
 }
+
+void MarqenWriteCGRect(MarqenJSONWriter &writer, CGRect rect) {
+    writer.beginObject();
+    writer.numberMember("x", CGRectGetMinX(rect));
+    writer.numberMember("y", CGRectGetMinY(rect));
+    writer.numberMember("width", CGRectGetWidth(rect));
+    writer.numberMember("height", CGRectGetHeight(rect));
+    writer.endObject();
+}
+
+void MarqenWriteCGAffineTransform(MarqenJSONWriter &writer, CGAffineTransform t) {
+    writer.beginObject();
+    writer.numberMember("a", t.a);
+    writer.numberMember("b", t.b);
+    writer.numberMember("c", t.c);
+    writer.numberMember("d", t.d);
+    writer.numberMember("e", t.tx);
+    writer.numberMember("f", t.ty);
+    writer.endObject();
+}
+
+namespace {
+template <typename Value>
+MarqenJSON built(void (*write)(MarqenJSONWriter &, Value), Value value) {
+    MarqenJSONBuilder builder;
+    write(builder, value);
+    return builder.take();
+}
+}  // namespace
+
+MarqenJSON NSDictionaryFromCGPoint(CGPoint point) { return built(MarqenWriteCGPoint, point); }
+MarqenJSON NSDictionaryFromCGSize(CGSize size) { return built(MarqenWriteCGSize, size); }
+MarqenJSON NSDictionaryFromCGRect(CGRect rect) { return built(MarqenWriteCGRect, rect); }
+MarqenJSON NSDictionaryFromCGAffineTransform(CGAffineTransform t) { return built(MarqenWriteCGAffineTransform, t); }
 
 CGPoint CGPointFromNSDictionary(const MarqenJSON &value) {
     if (value.is_string()) return pointFromString(value.get_ref<const std::string &>());

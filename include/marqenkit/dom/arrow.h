@@ -78,10 +78,10 @@ public:
     void setElementGeometry(const std::any &geometry) override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    // Nothing (null) when the start equals the end: such an arrow is not saved.
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    const char *extensionType() const override { return "Arrow"; }
+    void writeExtensionMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMArrow() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
     void updateBezierPath() override;

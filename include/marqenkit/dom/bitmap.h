@@ -115,7 +115,6 @@ public:
 
     void setDocument(const std::shared_ptr<MarqenDOMDocument> &document) override;
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
     // The part of the frame that shows: the frame cut to the crop rectangle (the whole frame when there
     // is no crop, or when the crop misses the frame).
@@ -124,6 +123,7 @@ public:
     CGRect visiblePixelRect() const;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMBitmap();
     void copyStateTo(MarqenDOMNode &target) const override;
 

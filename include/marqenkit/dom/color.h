@@ -6,6 +6,7 @@
 
 #include "../export.h"
 #include "../foundation/json.h"
+#include "../foundation/json_writer.h"
 
 namespace marqen {
 
@@ -31,6 +32,8 @@ public:
 
     // Red, green and blue are written as unsigned integers truncated toward zero; alpha as a double.
     MarqenJSON dictionaryRepresentation() const;
+    // The same object written through a JSON writer.
+    void writeJSON(MarqenJSONWriter &writer) const;
     // Every missing component reads as 0, so a dictionary without "alpha" is transparent.
     static MarqenDOMColor fromDictionary(const MarqenJSON &dictionary);
 

@@ -46,7 +46,6 @@ public:
 
     std::shared_ptr<MarqenDOMDocument> document() const override;
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
     MarqenDOMNodePtr copy() const override;
     std::shared_ptr<MarqenDOMDocument> copyDocument() const;
 
@@ -182,6 +181,7 @@ public:
 
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMDocument();
     void copyStateTo(MarqenDOMNode &target) const override;
 

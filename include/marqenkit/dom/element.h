@@ -31,9 +31,9 @@ public:
     virtual void setElementGeometry(const std::any &) {}
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMElement() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
 

@@ -71,10 +71,11 @@ public:
     void setElementGeometry(const std::any &geometry) override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    // Nothing (null) while the content bounds have zero size: such an ellipse is not saved.
-    MarqenJSON dictionaryRepresentation() const override;
+    // Nothing written while the content bounds have zero size: such an ellipse is not saved.
+    bool writesRepresentation() const override;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMEllipse() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
     void updateBezierPath() override;

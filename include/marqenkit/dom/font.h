@@ -7,6 +7,7 @@
 
 #include "../export.h"
 #include "../foundation/json.h"
+#include "../foundation/json_writer.h"
 
 namespace marqen {
 
@@ -21,7 +22,9 @@ public:
     const std::string &name() const { return name_; }
     double size() const { return size_; }
 
-    MarqenJSON dictionaryRepresentation() const;
+    MarqenJSON dictionaryRepresentation() const;  // "name", "size"
+    // The same object written through a JSON writer.
+    void writeJSON(MarqenJSONWriter &writer) const;
     // A missing name reads as the default font; a missing or non-positive size as 36.
     static MarqenDOMFont fromDictionary(const MarqenJSON &dictionary);
 

@@ -41,9 +41,9 @@ public:
     bool applyAdjustments(MarqenError *error = nullptr);
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMLayer() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
 

@@ -34,10 +34,9 @@ public:
     void setElementGeometry(const std::any &geometry) override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    // Nothing (null) when the start equals the end: such a line is not saved.
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    const char *extensionType() const override { return "Line"; }
     MarqenDOMLine() = default;
     void updateBezierPath() override;
     // Moving an end marks the document; a finished drag is at least 1 unit long.

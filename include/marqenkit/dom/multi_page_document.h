@@ -20,7 +20,10 @@ public:
 
     // Fails (nothing returned, the reason logged) on the first entry that is not a readable page.
     static std::shared_ptr<MarqenDOMMultiPageDocument> fromDictionary(const MarqenJSON &dictionary);
+    // {"type": "MultiPageDocument", "children": [each page's form]}.
     MarqenJSON dictionaryRepresentation() const;
+    // The same form written through a JSON writer.
+    void writeJSON(MarqenJSONWriter &writer) const;
 
     const std::vector<std::shared_ptr<MarqenDOMDocument>> &pages() const { return pages_; }
     void setPages(std::vector<std::shared_ptr<MarqenDOMDocument>> pages);

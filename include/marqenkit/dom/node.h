@@ -16,6 +16,7 @@
 #include "../foundation/error.h"
 #include "../foundation/geometry.h"
 #include "../foundation/json.h"
+#include "../foundation/json_writer.h"
 
 namespace marqen {
 
@@ -54,7 +55,13 @@ public:
     static MarqenDOMNodePtr nodeWithDictionary(const MarqenJSON &dictionary);
     // Reads this node's keys (the node part, then each subclass's own keys).
     virtual void initWithDictionary(const MarqenJSON &dictionary);
-    virtual MarqenJSON dictionaryRepresentation() const;
+    // The node's JSON form as a value: null for a node that writes nothing.
+    MarqenJSON dictionaryRepresentation() const;
+    // The same form written through a JSON writer, its children in place: false, and nothing written, for
+    // a node that writes nothing.
+    bool writeJSON(MarqenJSONWriter &writer) const;
+    // False for a node with nothing to write (a shape of no size); its parent then leaves it out.
+    virtual bool writesRepresentation() const { return true; }
 
     // A node of the same class with the same guid, metadata, adjustment flag and label guid.
     virtual MarqenDOMNodePtr copy() const;
@@ -164,6 +171,10 @@ protected:
     // The change protocol every setter runs (src/dom/change_protocol.h).
     friend class MarqenDOMChangeProtocol;
     MarqenDOMNode();
+    // The members of the node's JSON form in their written order: the node's own ("type", "guid", "children",
+    // "metadata", "transform", "labelGuid"), then each subclass's after its superclass's. The one definition
+    // of the form, behind dictionaryRepresentation() and the document writers alike.
+    virtual void writeMembers(MarqenJSONWriter &writer) const;
     // Copies this node's state into a fresh node of the same class (the chain behind copy()).
     virtual void copyStateTo(MarqenDOMNode &target) const;
     // Posts the content-bounds change record, with the bounds captured before the change.

@@ -26,9 +26,11 @@ public:
     void applyTransform(const CGAffineTransform &t) override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
+    // Members a kind of polygon adds to the "extension" after its type and vertices.
+    virtual void writeExtensionMembers(MarqenJSONWriter &) const {}
     MarqenDOMPolygon() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
     // Move to vertex 0, a line to every vertex (the first one deliberately of zero length), close.

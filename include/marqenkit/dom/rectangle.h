@@ -63,13 +63,13 @@ public:
     void setElementGeometry(const std::any &geometry) override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
     // The rounded outline of four vertices with the effective radius, and its pixel-aligned twin.
     static MarqenBezierPath roundedRectanglePath(const std::vector<CGPoint> &vertices, CGFloat cornerRadius,
                                                  bool aligned);
 
 protected:
+    void writeExtensionMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMRectangle() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
     void updateBezierPath() override;

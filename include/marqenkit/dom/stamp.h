@@ -110,9 +110,9 @@ public:
     void setElementGeometry(const std::any &geometry) override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMStamp() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
 

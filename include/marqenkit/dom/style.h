@@ -10,6 +10,7 @@
 #include "color.h"
 #include "../foundation/geometry.h"
 #include "../foundation/json.h"
+#include "../foundation/json_writer.h"
 
 namespace marqen {
 
@@ -27,6 +28,9 @@ public:
     void setShadowOffset(CGSize value) { shadowOffset_ = value; }
 
     MarqenJSON dictionaryRepresentation() const;
+    // The members of that dictionary, written into the object being written; none for a default style.
+    void writeMembers(MarqenJSONWriter &writer) const;
+    bool writesMembers() const;
     static std::shared_ptr<MarqenDOMStyle> fromDictionary(const MarqenJSON &dictionary);
     std::shared_ptr<MarqenDOMStyle> copy() const { return std::make_shared<MarqenDOMStyle>(*this); }
 

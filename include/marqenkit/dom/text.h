@@ -135,9 +135,9 @@ public:
     void upgradeParagraphTextToRespectColorAndFont() override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMText();
     void copyStateTo(MarqenDOMNode &target) const override;
 

@@ -42,6 +42,9 @@ public:
     void endAtPoint(CGPoint point, CGPoint velocity, MarqenVectorDrawingOptions options,
                     const CGAffineTransform &viewModelTransform) override;
 
+    // Nothing written when the start equals the end: such a shape is not saved.
+    bool writesRepresentation() const override;
+
 protected:
     MarqenDOMTwoPointVector() = default;
     void copyStateTo(MarqenDOMNode &target) const override;
@@ -74,9 +77,11 @@ protected:
                                                   const char *olderKey);
     // Sets the start, then the end point that the dictionary holds.
     void readEndPoints(const MarqenJSON &dictionary);
-    // Nothing (null) when the start equals the end; else the vector's dictionary with an "extension" of the
-    // type and the two points.
-    MarqenJSON dictionaryWithEndPoints(const char *extensionType) const;
+    // The vector's members, then an "extension" of extensionType(), the two points and the kind's own
+    // extension members.
+    void writeMembers(MarqenJSONWriter &writer) const override;
+    virtual const char *extensionType() const = 0;
+    virtual void writeExtensionMembers(MarqenJSONWriter &) const {}
 
     // Sets a flag for the length of a scope and restores it after.
     class FlagScope {

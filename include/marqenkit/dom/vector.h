@@ -98,9 +98,9 @@ public:
     void setElementGeometry(const std::any &geometry) override;
 
     void initWithDictionary(const MarqenJSON &dictionary) override;
-    MarqenJSON dictionaryRepresentation() const override;
 
 protected:
+    void writeMembers(MarqenJSONWriter &writer) const override;
     MarqenDOMVector();
     void copyStateTo(MarqenDOMNode &target) const override;
     // Shapes rebuild their outline from their parameters; the freehand stroke has none.

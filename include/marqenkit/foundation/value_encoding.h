@@ -8,6 +8,7 @@
 #include "../export.h"
 #include "geometry.h"
 #include "json.h"
+#include "json_writer.h"
 
 namespace marqen {
 
@@ -15,6 +16,11 @@ MARQEN_EXPORT MarqenJSON NSDictionaryFromCGPoint(CGPoint point);  // "x", "y"
 MARQEN_EXPORT MarqenJSON NSDictionaryFromCGSize(CGSize size);     // "width", "height"
 MARQEN_EXPORT MarqenJSON NSDictionaryFromCGRect(CGRect rect);     // "x", "y", "width", "height" of the normalised rectangle
 MARQEN_EXPORT MarqenJSON NSDictionaryFromCGAffineTransform(CGAffineTransform t);  // "a" … "d", "e" = tx, "f" = ty
+// The same objects written through a JSON writer (the encodings above are built from these).
+MARQEN_EXPORT void MarqenWriteCGPoint(MarqenJSONWriter &writer, CGPoint point);
+MARQEN_EXPORT void MarqenWriteCGSize(MarqenJSONWriter &writer, CGSize size);
+MARQEN_EXPORT void MarqenWriteCGRect(MarqenJSONWriter &writer, CGRect rect);
+MARQEN_EXPORT void MarqenWriteCGAffineTransform(MarqenJSONWriter &writer, CGAffineTransform t);
 
 // Also accepts a string such as "{12, 3.5}" (the last unsigned pair found; no match gives the zero point).
 // A dictionary's missing key reads as 0.
