@@ -294,10 +294,11 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
         bool fromMoments = moments_.covers(pts, s, e) && moments_.fitCurve(pts, e, sums.data(), t1.x, t1.y, t2.x, t2.y, &bez);
         if (!fromMoments) {
             if (!prune) u.resize(static_cast<size_t>(e - s + 1));
-            const PathFitterLeastSquaresSums leastSquares = pathFitterFirstParametersAndSums(
+            const PathFitterQuickSums leastSquares = pathFitterFirstParametersAndSums(
                 pts, s, e, sums.data(), total, prune ? nullptr : u.data(), t1.x, t1.y, t2.x, t2.y);
             haveParameters = !prune;
-            bez = pathFitterCurveFromSums(pts, s, e, leastSquares, t1.x, t1.y, t2.x, t2.y);
+            bez = pathFitterNextCurve(pts, s, e, leastSquares, prune ? nullptr : u.data(), sums.data(), total, t1.x,
+                                      t1.y, t2.x, t2.y);
         }
         float err = 0;
         if (!(prune || fromMoments) || !worstPoint_.find(pts, s, e, bez, sums.data(), total, &err, &split)) {
@@ -309,7 +310,7 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
         // round 0 being measured already). The last round's parameters would never be used, so round 9 is
         // only measured.
         bool fitted = false;
-        PathFitterLeastSquaresSums nextSums;
+        PathFitterQuickSums nextSums;
         for (int round = 0;; ++round) {
             if (round > 0) {
                 if (round < 9) {
@@ -330,7 +331,7 @@ void MarqenPathFitter::recrFit(std::vector<OstwickPathFitterBezier> &curves, con
                 pathFitterMeasureAndImprove(pts, s, e, bez, u.data(), false, &split, t1.x, t1.y, t2.x, t2.y,
                                             &nextSums);
             }
-            bez = pathFitterCurveFromSums(pts, s, e, nextSums, t1.x, t1.y, t2.x, t2.y);
+            bez = pathFitterNextCurve(pts, s, e, nextSums, u.data(), nullptr, 0, t1.x, t1.y, t2.x, t2.y);
         }
         if (fitted) continue;
         // When no point could be measured (errors that are not numbers) the worst index is a count, not

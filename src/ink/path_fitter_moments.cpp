@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 
+#include "ink/path_fitter_sum_ranges.h"
 #include "ink/path_fitter_wide_vectors.h"
 
 namespace marqen {
@@ -13,52 +12,15 @@ namespace marqen {
 namespace {
 
 using Wide = long double;
+using Range = PathFitterRange;
 
 const double kInfinity = std::numeric_limits<double>::infinity();
 
-double below(double value) { return std::nextafter(value, -kInfinity); }
-double above(double value) { return std::nextafter(value, kInfinity); }
-
-// A closed range holding a value that generateBezier computes. Each operation widens its result by one
-// unit in the last place on both sides, so the range holds the exact result of any operands inside the
-// ranges and therefore also its rounded value (rounding is monotone).
-struct Range {
-    double lo, hi;
-};
-
+// A range holding value ± error, and also the rounding of those ends to double.
 Range around(Wide value, Wide error) {
     error *= 2;  // also covers the rounding of value ± error
-    return {below(static_cast<double>(value - error)), above(static_cast<double>(value + error))};
-}
-
-Range operator-(Range a, Range b) { return {below(a.lo - b.hi), above(a.hi - b.lo)}; }
-
-Range operator*(Range a, Range b) {
-    const double p[4] = {a.lo * b.lo, a.lo * b.hi, a.hi * b.lo, a.hi * b.hi};
-    return {below(*std::min_element(p, p + 4)), above(*std::max_element(p, p + 4))};
-}
-
-// b must not hold zero.
-Range operator/(Range a, Range b) {
-    const double q[4] = {a.lo / b.lo, a.lo / b.hi, a.hi / b.lo, a.hi / b.hi};
-    return {below(*std::min_element(q, q + 4)), above(*std::max_element(q, q + 4))};
-}
-
-bool finite(Range r) { return std::isfinite(r.lo) && std::isfinite(r.hi); }
-
-// A control-point coordinate as generateBezier stores it: monotone in alpha, so over a range of alphas
-// it takes one value exactly when both ends give it.
-uint32_t controlCoordinate(double base, double alpha, double direction) {
-    const float value = static_cast<float>(base + alpha * direction);
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-
-float fromBits(uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
+    return {std::nextafter(static_cast<double>(value - error), -kInfinity),
+            std::nextafter(static_cast<double>(value + error), kInfinity)};
 }
 
 }  // namespace
@@ -253,34 +215,7 @@ bool PathFitterMoments::fitCurve(const float *pts, int e, const double *sums, do
     const Wide residualsUp = std::max<Wide>(0, residuals + ours * residualsMass * 1.01L);
     const Range rX0 = range(X0, X0mass, std::sqrt(n1 * std::max<Wide>(0, B1squares) * residualsUp) * 1.01L, xTerm);
     const Range rX1 = range(X1, X1mass, std::sqrt(n2 * std::max<Wide>(0, B2squares) * residualsUp) * 1.01L, xTerm);
-    if (!finite(C00) || !finite(C01) || !finite(C11) || !finite(rX0) || !finite(rX1)) return false;
-
-    const Range det = C00 * C11 - C01 * C01;
-    // generateBezier's near-singular branch is left to it.
-    if (!finite(det) || !(det.lo >= 1e-6 || det.hi <= -1e-6)) return false;
-    const Range alphaL = (rX0 * C11 - C01 * rX1) / det;
-    const Range alphaR = (C00 * rX1 - C01 * rX0) / det;
-    if (!finite(alphaL) || !finite(alphaR)) return false;
-
-    double aL[2], aR[2];
-    if (alphaL.lo >= 1e-6 && alphaR.lo >= 1e-6) {
-        aL[0] = alphaL.lo, aL[1] = alphaL.hi, aR[0] = alphaR.lo, aR[1] = alphaR.hi;
-    } else if (alphaL.hi < 1e-6 || alphaR.hi < 1e-6) {
-        // Certainly the fallback to a third of the chord, computed as generateBezier does.
-        const float cx = pts[2 * e] - pts[2 * s], cy = pts[2 * e + 1] - pts[2 * s + 1];
-        const double vx = cx, vy = cy;
-        aL[0] = aL[1] = aR[0] = aR[1] = std::sqrt(vx * vx + vy * vy) / 3;
-    } else {
-        return false;
-    }
-    const uint32_t c1x = controlCoordinate(xs, aL[0], t1x), c1y = controlCoordinate(ys, aL[0], t1y);
-    const uint32_t c2x = controlCoordinate(xe, aR[0], t2x), c2y = controlCoordinate(ye, aR[0], t2y);
-    if (c1x != controlCoordinate(xs, aL[1], t1x) || c1y != controlCoordinate(ys, aL[1], t1y) ||
-        c2x != controlCoordinate(xe, aR[1], t2x) || c2y != controlCoordinate(ye, aR[1], t2y))
-        return false;
-    *curve = OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], fromBits(c1x), fromBits(c1y), fromBits(c2x),
-                                     fromBits(c2y), pts[2 * e], pts[2 * e + 1]);
-    return true;
+    return pathFitterCurveFromSumRanges(pts, s, e, C00, C01, C11, rX0, rX1, t1x, t1y, t2x, t2y, curve);
 }
 
 }  // namespace marqen

@@ -1,11 +1,15 @@
 #include "ink/path_fitter_rounds.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #if defined(__SSE2__)
 #include <immintrin.h>
 #endif
 
+#include "ink/path_fitter_sum_ranges.h"
 #include "ink/path_fitter_wide_vectors.h"
 #include "ink/path_fitter_worst_point.h"
 
@@ -62,6 +66,24 @@ struct Terms {
             A2x * rx + A2y * ry};
 }
 
+// Eight doubles, one per lane of the quick sums: each lane adds every eighth term in order.
+typedef double Lanes __attribute__((vector_size(64)));
+typedef int64_t LaneBits __attribute__((vector_size(64)));
+
+// Adds the eight values at `values` to `lanes`, and their magnitudes to `magnitudes` unless it is null.
+[[gnu::always_inline]] inline void addLanes(Lanes &lanes, const double *values, Lanes *magnitudes = nullptr) {
+    Lanes added;
+    std::memcpy(&added, values, sizeof added);
+    lanes += added;
+    // Clearing the sign bits (a vector cast keeps the bits).
+    if (magnitudes) *magnitudes += (Lanes)((LaneBits)added & INT64_MAX);
+}
+
+// The quick sums being gathered, lane by lane, with the magnitudes of the terms that can be negative.
+struct LaneSums {
+    Lanes c00{}, c01{}, c11{}, x0{}, x1{}, m01{}, mx0{}, mx1{};
+};
+
 // A block's terms, one array per sum, so that they are computed several points at once.
 struct TermBlock {
     double c00[kBlock], c01[kBlock], c11[kBlock], x0[kBlock], x1[kBlock];
@@ -79,16 +101,54 @@ struct TermBlock {
             sums.X1 += x1[k];
         }
     }
+    // Adds the first count terms to the lanes, eight at a time.
+    [[gnu::always_inline]] void addToLanes(int count, LaneSums &lanes) const {
+        int k = 0;
+        for (; k + 8 <= count; k += 8) {
+            addLanes(lanes.c00, c00 + k);
+            addLanes(lanes.c11, c11 + k);
+            addLanes(lanes.c01, c01 + k, &lanes.m01);
+            addLanes(lanes.x0, x0 + k, &lanes.mx0);
+            addLanes(lanes.x1, x1 + k, &lanes.mx1);
+        }
+        for (int j = 0; k < count; ++k, ++j) {
+            lanes.c00[j] += c00[k], lanes.c11[j] += c11[k];
+            lanes.c01[j] += c01[k], lanes.x0[j] += x0[k], lanes.x1[j] += x1[k];
+            lanes.m01[j] += std::fabs(c01[k]), lanes.mx0[j] += std::fabs(x0[k]), lanes.mx1[j] += std::fabs(x1[k]);
+        }
+    }
+};
+
+// Adds a pass's terms in index order.
+struct InOrder {
+    PathFitterLeastSquaresSums sums;
+    [[gnu::always_inline]] void add(const TermBlock &block, int count) { block.addInOrder(count, sums); }
+};
+
+// Adds a pass's terms in lanes.
+struct InLanes {
+    LaneSums lanes;
+    [[gnu::always_inline]] void add(const TermBlock &block, int count) { block.addToLanes(count, lanes); }
+    PathFitterQuickSums result(int terms) const {
+        PathFitterQuickSums quick;
+        for (int j = 0; j < 8; ++j) {
+            quick.sums.C00 += lanes.c00[j], quick.sums.C01 += lanes.c01[j], quick.sums.C11 += lanes.c11[j];
+            quick.sums.X0 += lanes.x0[j], quick.sums.X1 += lanes.x1[j];
+            quick.mass01 += lanes.m01[j], quick.massX0 += lanes.mx0[j], quick.massX1 += lanes.mx1[j];
+        }
+        quick.terms = terms;
+        return quick;
+    }
 };
 
 // The sums of generateBezier over the points s..e; the parameter of point s + k is u[k], or, when
 // runningSums is given, runningSums[k] / total (0 for k = 0), which is then written into filled[k]
 // unless filled is null.
-[[gnu::always_inline]] inline PathFitterLeastSquaresSums leastSquaresSums(const float *pts, int s, int e, const double *u, double *filled,
-                                                   const double *runningSums, double total, double t1x, double t1y,
-                                                   double t2x, double t2y) {
+template <typename Accumulator>
+[[gnu::always_inline]] inline void leastSquaresSums(const float *pts, int s, int e, const double *u, double *filled,
+                                                    const double *runningSums, double total, double t1x, double t1y,
+                                                    double t2x, double t2y, Accumulator &sums) {
     const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
-    PathFitterLeastSquaresSums sums;
     TermBlock block;
     for (int first = s; first <= e; first += kBlock) {
         const int count = std::min(kBlock, e - first + 1);
@@ -109,9 +169,8 @@ struct TermBlock {
                 leastSquaresTerms(uu[k], pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
             block.put(k, terms);
         }
-        block.addInOrder(count, sums);
+        sums.add(block, count);
     }
-    return sums;
 }
 
 }  // namespace
@@ -119,7 +178,9 @@ struct TermBlock {
 MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums pathFitterLeastSquaresSums(const float *pts, int s, int e,
                                                                           const double *u, double t1x, double t1y,
                                                                           double t2x, double t2y) {
-    return leastSquaresSums(pts, s, e, u, nullptr, nullptr, 1, t1x, t1y, t2x, t2y);
+    InOrder sums;
+    leastSquaresSums(pts, s, e, u, nullptr, nullptr, 1, t1x, t1y, t2x, t2y, sums);
+    return sums.sums;
 }
 
 MARQEN_WIDE_VECTORS void pathFitterRunningSums(const float *pts, int s, int e, double *runningSums) {
@@ -145,21 +206,33 @@ MARQEN_WIDE_VECTORS void pathFitterFirstParameters(const double *runningSums, in
 
 namespace {
 
-MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums firstParametersAndSumsWide(const float *pts, int s, int e,
-                                                                         const double *runningSums, double total,
-                                                                         double *u, double t1x, double t1y,
-                                                                         double t2x, double t2y) {
-    return leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y);
+MARQEN_WIDE_VECTORS PathFitterQuickSums firstParametersAndSumsWide(const float *pts, int s, int e,
+                                                                  const double *runningSums, double total, double *u,
+                                                                  double t1x, double t1y, double t2x, double t2y) {
+    InLanes sums;
+    leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
+    return sums.result(e - s + 1);
 }
 
 #if defined(MARQEN_AVX512_COPIES)
-MARQEN_TARGET_AVX512 PathFitterLeastSquaresSums firstParametersAndSumsAvx512(const float *pts, int s, int e,
-                                                                            const double *runningSums, double total,
-                                                                            double *u, double t1x, double t1y,
-                                                                            double t2x, double t2y) {
-    return leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y);
+MARQEN_TARGET_AVX512 PathFitterQuickSums firstParametersAndSumsAvx512(const float *pts, int s, int e,
+                                                                     const double *runningSums, double total,
+                                                                     double *u, double t1x, double t1y, double t2x,
+                                                                     double t2y) {
+    InLanes sums;
+    leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
+    return sums.result(e - s + 1);
 }
 #endif
+
+// The first round's sums in index order, for when the quick ones leave the curve in doubt.
+MARQEN_WIDE_VECTORS PathFitterLeastSquaresSums firstSumsInOrder(const float *pts, int s, int e,
+                                                                const double *runningSums, double total, double t1x,
+                                                                double t1y, double t2x, double t2y) {
+    InOrder sums;
+    leastSquaresSums(pts, s, e, nullptr, nullptr, runningSums, total, t1x, t1y, t2x, t2y, sums);
+    return sums.sums;
+}
 
 // calcMaxError's pass; see pathFitterMaxError.
 [[gnu::always_inline]] inline float maxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez,
@@ -193,9 +266,9 @@ MARQEN_TARGET_AVX512 float maxErrorAvx512(const float *pts, int iStart, int iEnd
 
 }  // namespace
 
-PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
-                                                            double total, double *u, double t1x, double t1y,
-                                                            double t2x, double t2y) {
+PathFitterQuickSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
+                                                     double total, double *u, double t1x, double t1y, double t2x,
+                                                     double t2y) {
 #if defined(MARQEN_AVX512_COPIES)
     if (pathFitterPassUsesAvx512(s, e))
         return firstParametersAndSumsAvx512(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
@@ -245,7 +318,7 @@ namespace {
 // The joined pass, copied into each vector width below.
 [[gnu::always_inline]] inline float measureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                       double *u, bool measure, int *maxIndex, double t1x, double t1y,
-                                                      double t2x, double t2y, PathFitterLeastSquaresSums *next) {
+                                                      double t2x, double t2y, PathFitterQuickSums *next) {
     const PathFitterDerivatives d(bez);
     const int m = e - s;
     const float *points = pts + 2 * s;
@@ -256,7 +329,7 @@ namespace {
     const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
     if (measure) *maxIndex = (m + 1) / 2;
     float largest = 0;
-    PathFitterLeastSquaresSums sums;
+    InLanes sums;
     float squares[kBlock];
     TermBlock block;
     for (int first = 0; first <= m; first += kBlock) {
@@ -304,22 +377,22 @@ namespace {
             const int lo = std::max(first, 1), hi = std::min(first + count - 1, m - 1);
             if (lo <= hi) noteLargest(squares + (lo - first), hi - lo + 1, s + lo, largest, maxIndex);
         }
-        block.addInOrder(count, sums);
+        sums.add(block, count);
     }
-    *next = sums;
+    *next = sums.result(m + 1);
     return measure ? static_cast<float>(std::sqrt(static_cast<double>(largest))) : 0.0f;
 }
 
 MARQEN_WIDE_VECTORS float measureAndImproveWide(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                 double *u, bool measure, int *maxIndex, double t1x, double t1y,
-                                                double t2x, double t2y, PathFitterLeastSquaresSums *next) {
+                                                double t2x, double t2y, PathFitterQuickSums *next) {
     return measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 }
 
 #if defined(MARQEN_AVX512_COPIES)
 MARQEN_TARGET_AVX512 float measureAndImproveAvx512(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                    double *u, bool measure, int *maxIndex, double t1x, double t1y,
-                                                   double t2x, double t2y, PathFitterLeastSquaresSums *next) {
+                                                   double t2x, double t2y, PathFitterQuickSums *next) {
     return measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 }
 #endif
@@ -328,12 +401,42 @@ MARQEN_TARGET_AVX512 float measureAndImproveAvx512(const float *pts, int s, int 
 
 float pathFitterMeasureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez, double *u,
                                   bool measure, int *maxIndex, double t1x, double t1y, double t2x, double t2y,
-                                  PathFitterLeastSquaresSums *next) {
+                                  PathFitterQuickSums *next) {
 #if defined(MARQEN_AVX512_COPIES)
     if (pathFitterPassUsesAvx512(s, e))
         return measureAndImproveAvx512(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 #endif
     return measureAndImproveWide(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+}
+
+// Why the ranges hold. The quick sums and the in-order sums add the same computed terms x_1 .. x_n, only
+// in other orders; any order of adding n terms errs by at most γ(n)·Σ|x_i| from their exact sum S, so
+// the two lie within 2γ(n)·Σ|x_i| of each other. The lanes' sum M of the magnitudes (of the terms
+// themselves for C00 and C11, whose terms are never negative) is at least (1 − γ(n))·Σ|x_i|, so
+// 2γ(n)·M / (1 − γ(n)) bounds the distance; the factor 1 + 1e-9 covers the rounding of that bound's own
+// arithmetic, and the range is widened outwards by one unit in the last place on each side. A sum or a
+// mass that is not finite gives a range that is not, which is refused.
+bool pathFitterCurveFromQuickSums(const float *pts, int s, int e, const PathFitterQuickSums &quick, double t1x,
+                                  double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve) {
+    const double unit = DBL_EPSILON / 2, n = quick.terms;
+    const double gamma = n * unit / (1 - n * unit);
+    auto range = [gamma](double value, double mass) {
+        return pathFitterRangeAround(value, 2 * gamma * mass / (1 - gamma) * (1 + 1e-9));
+    };
+    const PathFitterLeastSquaresSums &sums = quick.sums;
+    return pathFitterCurveFromSumRanges(pts, s, e, range(sums.C00, sums.C00), range(sums.C01, quick.mass01),
+                                        range(sums.C11, sums.C11), range(sums.X0, quick.massX0),
+                                        range(sums.X1, quick.massX1), t1x, t1y, t2x, t2y, curve);
+}
+
+OstwickPathFitterBezier pathFitterNextCurve(const float *pts, int s, int e, const PathFitterQuickSums &quick,
+                                            const double *u, const double *runningSums, double total, double t1x,
+                                            double t1y, double t2x, double t2y) {
+    OstwickPathFitterBezier curve;
+    if (pathFitterCurveFromQuickSums(pts, s, e, quick, t1x, t1y, t2x, t2y, &curve)) return curve;
+    const PathFitterLeastSquaresSums inOrder = u ? pathFitterLeastSquaresSums(pts, s, e, u, t1x, t1y, t2x, t2y)
+                                                 : firstSumsInOrder(pts, s, e, runningSums, total, t1x, t1y, t2x, t2y);
+    return pathFitterCurveFromSums(pts, s, e, inOrder, t1x, t1y, t2x, t2y);
 }
 
 }  // namespace marqen

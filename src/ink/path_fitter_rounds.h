@@ -3,8 +3,11 @@
 // (generateBezier, calcMaxError, improveParameters) and by the joined pass that a round of a long piece
 // makes over its points: one pass measures the round's curve, moves every parameter by a Newton step and
 // gathers the least-squares sums of the next round's curve. Every point's values are computed by the
-// same operations in the same order as the single steps compute them, and sums are added point by point
-// in index order, so the joined pass gives the single steps' results bit for bit.
+// same operations in the same order as the single steps compute them, so errors and parameters are the
+// single steps' bit for bit. The passes add the sums' terms in eight lanes rather than in index order
+// (one after another, they would take most of the pass's time) and keep a bound of how far the in-order
+// sums can lie from them; the next curve is then taken from them only when that bound leaves no doubt
+// of it, and otherwise from the sums added again in index order (PathFitterQuickSums).
 //
 // Threads: plain functions of their arguments; safe on any thread.
 #include "ink/path_fitter_bezier.h"
@@ -14,6 +17,16 @@ namespace marqen {
 // The five least-squares sums of generateBezier over a piece's points.
 struct PathFitterLeastSquaresSums {
     double C00 = 0, C01 = 0, C11 = 0, X0 = 0, X1 = 0;
+};
+
+// The least-squares sums of a piece's points added in some other order than the index order, with the
+// sums of the absolute values of the terms that can be negative (C00's and C11's never are) and the
+// number of terms. Both ways of adding the same terms lie within γ(n)·Σ|term| of the exact sum (n the
+// number of terms, γ(n) = n·u / (1 − n·u), u the unit roundoff of double), whatever the order.
+struct PathFitterQuickSums {
+    PathFitterLeastSquaresSums sums;
+    double mass01 = 0, massX0 = 0, massX1 = 0;
+    int terms = 0;
 };
 
 // The first and second derivatives' control polygons of a curve, as improveParameters takes them:
@@ -65,9 +78,9 @@ void pathFitterRunningSums(const float *pts, int s, int e, double *runningSums);
 // The first round's parameters of the points s..e: u[0] = 0 and u[k] = runningSums[k] / total.
 void pathFitterFirstParameters(const double *runningSums, int count, double total, double *u);
 
-// pathFitterFirstParameters (writing u[0 .. e-s], unless u is null) and then pathFitterLeastSquaresSums
-// of those parameters, in one pass.
-PathFitterLeastSquaresSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
+// pathFitterFirstParameters (writing u[0 .. e-s], unless u is null) and then the least-squares sums of
+// those parameters, in one pass.
+PathFitterQuickSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
                                                             double total, double *u, double t1x, double t1y,
                                                             double t2x, double t2y);
 
@@ -89,6 +102,18 @@ OstwickPathFitterBezier pathFitterCurveFromSums(const float *pts, int s, int e, 
 // pathFitterLeastSquaresSums).
 float pathFitterMeasureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez, double *u,
                                   bool measure, int *maxIndex, double t1x, double t1y, double t2x, double t2y,
-                                  PathFitterLeastSquaresSums *next);
+                                  PathFitterQuickSums *next);
+
+// generateBezier's curve of the points s..e from quick sums, when their bound makes it certain: true and
+// the curve, or false.
+bool pathFitterCurveFromQuickSums(const float *pts, int s, int e, const PathFitterQuickSums &quick, double t1x,
+                                  double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve);
+
+// generateBezier's curve of the points s..e with the parameters the quick sums were gathered for: from
+// the quick sums when certain, otherwise from the sums added again in index order, of u[0 .. e-s], or,
+// with u null, of runningSums[k] / total (0 for k = 0) as pathFitterFirstParametersAndSums takes them.
+OstwickPathFitterBezier pathFitterNextCurve(const float *pts, int s, int e, const PathFitterQuickSums &quick,
+                                            const double *u, const double *runningSums, double total, double t1x,
+                                            double t1y, double t2x, double t2y);
 
 }  // namespace marqen

@@ -1,7 +1,9 @@
 // The joined pass of a fitting round (measure the curve, move every parameter, gather the next curve's
 // sums) and the first round's parameters-and-sums pass, against the single steps written out plainly
-// here, point by point and sum by sum in index order: every result must be the same bits, on random
-// strokes and curves, exact ties, points at the origin, repeated points and values that are not numbers.
+// here, point by point and sum by sum in index order: errors, parameters and next curves must be the
+// same bits, on random strokes and curves, exact ties, points at the origin, repeated points and values
+// that are not numbers. The passes' sums, added in lanes, must lie within their stated bound of the
+// in-order sums, and the curve taken from them must be the one every sum within that bound gives.
 // Pieces of fewer and of more than 32 points are drawn, so the joined pass's copies for four and for eight
 // lanes both run where the processor has them (sanitizer builds test the plain copy).
 #include <gtest/gtest.h>
@@ -166,6 +168,23 @@ Piece randomPiece(std::mt19937 &rng, int trial, int fewest, int most) {
     return piece;
 }
 
+// The distance that pathFitterCurveFromQuickSums allows between a quick sum and the in-order one.
+double allowance(const PathFitterQuickSums &quick, double mass) {
+    const double unit = std::numeric_limits<double>::epsilon() / 2, gamma = quick.terms * unit / (1 - quick.terms * unit);
+    return 2 * gamma * mass / (1 - gamma);
+}
+
+// Whether every quick sum lies within its allowance of the in-order sum (both not numbers counts too).
+bool withinAllowance(const PathFitterQuickSums &quick, const PathFitterLeastSquaresSums &inOrder) {
+    auto near = [&](double a, double b, double mass) {
+        if (std::isnan(a) || std::isnan(b) || std::isinf(a) || std::isinf(b)) return std::isnan(a) == std::isnan(b) || std::isinf(a) || std::isinf(b) || std::isnan(mass);
+        return std::abs(a - b) <= allowance(quick, mass);
+    };
+    return near(quick.sums.C00, inOrder.C00, quick.sums.C00) && near(quick.sums.C01, inOrder.C01, quick.mass01) &&
+           near(quick.sums.C11, inOrder.C11, quick.sums.C11) && near(quick.sums.X0, inOrder.X0, quick.massX0) &&
+           near(quick.sums.X1, inOrder.X1, quick.massX1);
+}
+
 MarqenPathFitterVector unitTowards(const std::vector<float> &pts, int from, int to) {
     MarqenPathFitterVector v{static_cast<double>(pts[2 * to] - pts[2 * from]), static_cast<double>(pts[2 * to + 1] - pts[2 * from + 1])};
     MarqenPathFitter::normalize(v);
@@ -176,7 +195,7 @@ MarqenPathFitterVector unitTowards(const std::vector<float> &pts, int from, int 
 
 TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
     std::mt19937 rng(15);
-    int generalNormalisations = 0;
+    int generalNormalisations = 0, quickCurves = 0, curves = 0;
     for (int trial = 0; trial < 300; ++trial) {
         auto [pts, count, s, e] = randomPiece(rng, trial, 3, 700);
         MarqenPathFitter fitter(pts.data(), count, 5);
@@ -196,14 +215,14 @@ TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
             std::vector<double> plainU = u, joinedU = u;
             if (plainImprove(pts, s, e, plainU, curve)) ++generalNormalisations;
             const PathFitterLeastSquaresSums expected = plainSums(pts, s, e, plainU, t1, t2);
-            PathFitterLeastSquaresSums next;
+            PathFitterQuickSums next;
             const float joinedError = pathFitterMeasureAndImprove(pts.data(), s, e, curve, joinedU.data(), true,
                                                                   &joinedIndex, t1.x, t1.y, t2.x, t2.y, &next);
             ASSERT_TRUE(same(joinedError, plainError)) << joinedError << " vs " << plainError;
             ASSERT_EQ(joinedIndex, plainIndex);
             for (size_t k = 0; k < u.size(); ++k) ASSERT_TRUE(same(joinedU[k], plainU[k])) << "parameter " << k;
-            ASSERT_TRUE(same(next.C00, expected.C00) && same(next.C01, expected.C01) && same(next.C11, expected.C11) &&
-                        same(next.X0, expected.X0) && same(next.X1, expected.X1));
+            ASSERT_EQ(next.terms, e - s + 1);
+            ASSERT_TRUE(withinAllowance(next, expected));
             // The fitter's own steps give the same too.
             int stepIndex = -1;
             std::vector<double> stepU = u;
@@ -215,21 +234,30 @@ TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
             // Without measuring: the index is left alone, the rest is the same.
             int untouched = -9;
             std::vector<double> quietU = u;
-            PathFitterLeastSquaresSums quiet;
+            PathFitterQuickSums quiet;
             EXPECT_EQ(pathFitterMeasureAndImprove(pts.data(), s, e, curve, quietU.data(), false, &untouched, t1.x,
                                                   t1.y, t2.x, t2.y, &quiet),
                       0.0f);
             EXPECT_EQ(untouched, -9);
-            ASSERT_TRUE(same(quiet.C00, next.C00) && same(quiet.X1, next.X1));
+            ASSERT_TRUE(same(quiet.sums.C00, next.sums.C00) && same(quiet.sums.X1, next.sums.X1));
 
             OstwickPathFitterBezier following = fitter.generateBezier(pts.data(), s, e, plainU, t1, t2);
-            ASSERT_TRUE(same(pathFitterCurveFromSums(pts.data(), s, e, next, t1.x, t1.y, t2.x, t2.y), following));
+            ASSERT_TRUE(same(pathFitterNextCurve(pts.data(), s, e, next, joinedU.data(), nullptr, 0, t1.x, t1.y, t2.x,
+                                                 t2.y),
+                             following));
+            OstwickPathFitterBezier quick;
+            ++curves;
+            if (pathFitterCurveFromQuickSums(pts.data(), s, e, next, t1.x, t1.y, t2.x, t2.y, &quick)) {
+                ++quickCurves;
+                ASSERT_TRUE(same(quick, following));
+            }
             u = plainU;
             curve = following;
         }
     }
-    // Both ways of re-normalising were taken.
+    // Both ways of re-normalising were taken, and the quick sums decided most curves.
     EXPECT_GT(generalNormalisations, 20);
+    EXPECT_GT(quickCurves, curves / 2);
 }
 
 TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
@@ -248,7 +276,7 @@ TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
 
         std::vector<double> expectedU = fitter.parameterizePoints(pts.data(), s, e);
         std::vector<double> u(expectedU.size(), -1.0), filled(expectedU.size(), -1.0);
-        const PathFitterLeastSquaresSums joined =
+        const PathFitterQuickSums joined =
             pathFitterFirstParametersAndSums(pts.data(), s, e, sums.data(), sums[e - s], u.data(), t1.x, t1.y, t2.x, t2.y);
         pathFitterFirstParameters(sums.data(), e - s, sums[e - s], filled.data());
         for (size_t k = 0; k < u.size(); ++k) {
@@ -256,16 +284,31 @@ TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
             ASSERT_TRUE(same(filled[k], expectedU[k])) << "parameter " << k;
         }
         const PathFitterLeastSquaresSums expected = plainSums(pts, s, e, expectedU, t1, t2);
-        ASSERT_TRUE(same(joined.C00, expected.C00) && same(joined.C01, expected.C01) && same(joined.C11, expected.C11) &&
-                    same(joined.X0, expected.X0) && same(joined.X1, expected.X1));
+        ASSERT_EQ(joined.terms, e - s + 1);
+        ASSERT_TRUE(withinAllowance(joined, expected));
         // Without a place for the parameters the sums are the same.
-        const PathFitterLeastSquaresSums unwritten =
+        const PathFitterQuickSums unwritten =
             pathFitterFirstParametersAndSums(pts.data(), s, e, sums.data(), sums[e - s], nullptr, t1.x, t1.y, t2.x, t2.y);
-        ASSERT_TRUE(same(unwritten.C00, expected.C00) && same(unwritten.C01, expected.C01) &&
-                    same(unwritten.C11, expected.C11) && same(unwritten.X0, expected.X0) &&
-                    same(unwritten.X1, expected.X1));
-        ASSERT_TRUE(same(pathFitterCurveFromSums(pts.data(), s, e, joined, t1.x, t1.y, t2.x, t2.y),
-                         fitter.generateBezier(pts.data(), s, e, expectedU, t1, t2)));
+        ASSERT_TRUE(same(unwritten.sums.C00, joined.sums.C00) && same(unwritten.sums.C01, joined.sums.C01) &&
+                    same(unwritten.sums.C11, joined.sums.C11) && same(unwritten.sums.X0, joined.sums.X0) &&
+                    same(unwritten.sums.X1, joined.sums.X1) && same(unwritten.massX1, joined.massX1));
+        const OstwickPathFitterBezier generated = fitter.generateBezier(pts.data(), s, e, expectedU, t1, t2);
+        ASSERT_TRUE(same(pathFitterNextCurve(pts.data(), s, e, joined, u.data(), nullptr, 0, t1.x, t1.y, t2.x, t2.y),
+                         generated));
+        ASSERT_TRUE(same(pathFitterNextCurve(pts.data(), s, e, unwritten, nullptr, sums.data(), sums[e - s], t1.x,
+                                             t1.y, t2.x, t2.y),
+                         generated));
+        // Quick sums that decide nothing (a mass that is not a number) fall back to the sums in index order,
+        // from the parameters or from the running sums.
+        PathFitterQuickSums undecided = joined;
+        undecided.mass01 = std::numeric_limits<double>::quiet_NaN();
+        OstwickPathFitterBezier unused;
+        ASSERT_FALSE(pathFitterCurveFromQuickSums(pts.data(), s, e, undecided, t1.x, t1.y, t2.x, t2.y, &unused));
+        ASSERT_TRUE(same(pathFitterNextCurve(pts.data(), s, e, undecided, u.data(), nullptr, 0, t1.x, t1.y, t2.x, t2.y),
+                         generated));
+        ASSERT_TRUE(same(pathFitterNextCurve(pts.data(), s, e, undecided, nullptr, sums.data(), sums[e - s], t1.x,
+                                             t1.y, t2.x, t2.y),
+                         generated));
     }
 }
 
@@ -295,7 +338,7 @@ TEST(PathFitterRounds, TiesGoToTheEarliestPointAndNoErrorGivesTheOffsetCount) {
     const std::vector<float> pts = {1, 0, 0, 1, -1, 0, 0, -1, 1, 0, 0, 1, -1, 0};
     const OstwickPathFitterBezier dot(0, 0, 0, 0, 0, 0, 0, 0);
     std::vector<double> u = {0, 0.1, 0.3, 0.5, 0.6, 0.8, 1};
-    PathFitterLeastSquaresSums next;
+    PathFitterQuickSums next;
     int index = -1;
     EXPECT_EQ(pathFitterMeasureAndImprove(pts.data(), 0, 6, dot, u.data(), true, &index, 1, 0, -1, 0, &next), 1.0f);
     EXPECT_EQ(index, 1);
@@ -309,4 +352,69 @@ TEST(PathFitterRounds, TiesGoToTheEarliestPointAndNoErrorGivesTheOffsetCount) {
     const std::vector<float> still(14, 0.0f);
     EXPECT_EQ(pathFitterMeasureAndImprove(still.data(), 2, 6, dot, u.data(), true, &index, 1, 0, -1, 0, &next), 0.0f);
     EXPECT_EQ(index, 2);
+}
+
+TEST(PathFitterRounds, QuickSumsGiveACurveOnlyWhenEverySumWithinTheirBoundGivesIt) {
+    // Random sums with masses from negligible to far larger than the sums: wherever a curve is given, the
+    // in-order sums may lie anywhere within the allowance, so the curve from every corner of that box of
+    // sums (and from its middle) must be the given one. Large masses make the box wide enough to reach the
+    // rounding points of the control points' floats and the branches' thresholds, so both answers occur.
+    std::mt19937 rng(17);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    const std::vector<float> pts = {10, 20, 110, 70};
+    int given = 0, refused = 0;
+    for (int trial = 0; trial < 4000; ++trial) {
+        SCOPED_TRACE(testing::Message() << "trial " << trial);
+        const double angle1 = M_PI * unit(rng), angle2 = M_PI * unit(rng);
+        const double t1x = std::cos(angle1), t1y = std::sin(angle1), t2x = std::cos(angle2), t2y = std::sin(angle2);
+        PathFitterQuickSums quick;
+        quick.terms = std::uniform_int_distribution<int>(2, 100000)(rng);
+        const double scale = std::pow(10.0, 4 * unit(rng));
+        // Near-singular systems and distances near the threshold come up among these too.
+        quick.sums.C00 = scale * (1 + unit(rng));
+        quick.sums.C11 = scale * (1 + unit(rng));
+        quick.sums.C01 = std::sqrt(quick.sums.C00 * quick.sums.C11) * unit(rng) * (trial % 7 == 0 ? 1 : 0.5);
+        quick.sums.X0 = scale * 60 * unit(rng);
+        quick.sums.X1 = scale * 60 * unit(rng);
+        const double spread = std::pow(10.0, 14 * (unit(rng) + 1) / 2);  // 1 .. 1e14 times the sums
+        quick.mass01 = std::abs(quick.sums.C01) * spread;
+        quick.massX0 = std::abs(quick.sums.X0) * spread;
+        quick.massX1 = std::abs(quick.sums.X1) * spread;
+        OstwickPathFitterBezier curve;
+        if (!pathFitterCurveFromQuickSums(pts.data(), 0, 1, quick, t1x, t1y, t2x, t2y, &curve)) {
+            ++refused;
+            continue;
+        }
+        ++given;
+        const double reach[5] = {allowance(quick, quick.sums.C00), allowance(quick, quick.mass01),
+                                 allowance(quick, quick.sums.C11), allowance(quick, quick.massX0),
+                                 allowance(quick, quick.massX1)};
+        const double middle[5] = {quick.sums.C00, quick.sums.C01, quick.sums.C11, quick.sums.X0, quick.sums.X1};
+        for (int corner = 0; corner <= 32; ++corner) {
+            double v[5];
+            for (int k = 0; k < 5; ++k) v[k] = corner == 32 ? middle[k] : middle[k] + ((corner >> k) & 1 ? reach[k] : -reach[k]);
+            const PathFitterLeastSquaresSums inOrder{v[0], v[1], v[2], v[3], v[4]};
+            ASSERT_TRUE(same(pathFitterCurveFromSums(pts.data(), 0, 1, inOrder, t1x, t1y, t2x, t2y), curve))
+                << "corner " << corner;
+        }
+    }
+    EXPECT_GT(given, 400);
+    EXPECT_GT(refused, 400);
+
+    // Sums that are not finite, and no terms at all with a near-singular system, decide nothing.
+    PathFitterQuickSums broken;
+    broken.terms = 10;
+    broken.sums = {1, 0, 1, std::numeric_limits<double>::infinity(), 1};
+    OstwickPathFitterBezier unused;
+    EXPECT_FALSE(pathFitterCurveFromQuickSums(pts.data(), 0, 1, broken, 1, 0, 0, -1, &unused));
+    broken.sums = {1e-4, 0, 1e-4, 1, 1};  // det = 1e-8: generateBezier's near-singular branch
+    broken.mass01 = broken.massX0 = broken.massX1 = 0;
+    EXPECT_FALSE(pathFitterCurveFromQuickSums(pts.data(), 0, 1, broken, 1, 0, 0, -1, &unused));
+    // A regular system with exact sums is decided: alphaL = 4, alphaR = 3 (worked in the test above).
+    PathFitterQuickSums exact;
+    exact.terms = 2;
+    exact.sums = {1, 0, 2, 4, 6};
+    ASSERT_TRUE(pathFitterCurveFromQuickSums(pts.data(), 0, 1, exact, 1, 0, 0, -1, &unused));
+    EXPECT_EQ(unused._tanFromX, 14.0f);
+    EXPECT_EQ(unused._tanToY, 67.0f);
 }

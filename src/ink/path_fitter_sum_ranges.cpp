@@ -1,0 +1,89 @@
+#include "ink/path_fitter_sum_ranges.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+namespace marqen {
+
+namespace {
+
+using Range = PathFitterRange;
+
+const double kInfinity = std::numeric_limits<double>::infinity();
+
+double below(double value) { return std::nextafter(value, -kInfinity); }
+double above(double value) { return std::nextafter(value, kInfinity); }
+
+Range operator-(Range a, Range b) { return {below(a.lo - b.hi), above(a.hi - b.lo)}; }
+
+Range operator*(Range a, Range b) {
+    const double p[4] = {a.lo * b.lo, a.lo * b.hi, a.hi * b.lo, a.hi * b.hi};
+    return {below(*std::min_element(p, p + 4)), above(*std::max_element(p, p + 4))};
+}
+
+// b must not hold zero.
+Range operator/(Range a, Range b) {
+    const double q[4] = {a.lo / b.lo, a.lo / b.hi, a.hi / b.lo, a.hi / b.hi};
+    return {below(*std::min_element(q, q + 4)), above(*std::max_element(q, q + 4))};
+}
+
+bool finite(Range r) { return std::isfinite(r.lo) && std::isfinite(r.hi); }
+
+// A control-point coordinate as generateBezier stores it: monotone in alpha, so over a range of alphas
+// it takes one value exactly when both ends give it.
+uint32_t controlCoordinate(double base, double alpha, double direction) {
+    const float value = static_cast<float>(base + alpha * direction);
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+float fromBits(uint32_t bits) {
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+}  // namespace
+
+PathFitterRange pathFitterRangeAround(double value, double error) {
+    return {below(value - error), above(value + error)};
+}
+
+bool pathFitterCurveFromSumRanges(const float *pts, int s, int e, Range C00, Range C01, Range C11, Range X0, Range X1,
+                                  double t1x, double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve) {
+    if (!finite(C00) || !finite(C01) || !finite(C11) || !finite(X0) || !finite(X1)) return false;
+    if (!std::isfinite(t1x) || !std::isfinite(t1y) || !std::isfinite(t2x) || !std::isfinite(t2y)) return false;
+    const Range det = C00 * C11 - C01 * C01;
+    // generateBezier's near-singular branch is left to the caller.
+    if (!finite(det) || !(det.lo >= 1e-6 || det.hi <= -1e-6)) return false;
+    const Range alphaL = (X0 * C11 - C01 * X1) / det;
+    const Range alphaR = (C00 * X1 - C01 * X0) / det;
+    if (!finite(alphaL) || !finite(alphaR)) return false;
+
+    double aL[2], aR[2];
+    if (alphaL.lo >= 1e-6 && alphaR.lo >= 1e-6) {
+        aL[0] = alphaL.lo, aL[1] = alphaL.hi, aR[0] = alphaR.lo, aR[1] = alphaR.hi;
+    } else if (alphaL.hi < 1e-6 || alphaR.hi < 1e-6) {
+        // Certainly the fallback to a third of the chord, computed as generateBezier does.
+        const float cx = pts[2 * e] - pts[2 * s], cy = pts[2 * e + 1] - pts[2 * s + 1];
+        const double vx = cx, vy = cy;
+        aL[0] = aL[1] = aR[0] = aR[1] = std::sqrt(vx * vx + vy * vy) / 3;
+    } else {
+        return false;
+    }
+    const double xs = pts[2 * s], ys = pts[2 * s + 1], xe = pts[2 * e], ye = pts[2 * e + 1];
+    const uint32_t c1x = controlCoordinate(xs, aL[0], t1x), c1y = controlCoordinate(ys, aL[0], t1y);
+    const uint32_t c2x = controlCoordinate(xe, aR[0], t2x), c2y = controlCoordinate(ye, aR[0], t2y);
+    if (c1x != controlCoordinate(xs, aL[1], t1x) || c1y != controlCoordinate(ys, aL[1], t1y) ||
+        c2x != controlCoordinate(xe, aR[1], t2x) || c2y != controlCoordinate(ye, aR[1], t2y))
+        return false;
+    *curve = OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], fromBits(c1x), fromBits(c1y), fromBits(c2x),
+                                     fromBits(c2y), pts[2 * e], pts[2 * e + 1]);
+    return true;
+}
+
+}  // namespace marqen
