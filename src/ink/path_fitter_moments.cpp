@@ -14,13 +14,10 @@ namespace {
 using Wide = long double;
 using Range = PathFitterRange;
 
-const double kInfinity = std::numeric_limits<double>::infinity();
-
 // A range holding value ± error, and also the rounding of those ends to double.
 Range around(Wide value, Wide error) {
     error *= 2;  // also covers the rounding of value ± error
-    return {std::nextafter(static_cast<double>(value - error), -kInfinity),
-            std::nextafter(static_cast<double>(value + error), kInfinity)};
+    return {pathFitterBelow(static_cast<double>(value - error)), pathFitterAbove(static_cast<double>(value + error))};
 }
 
 }  // namespace

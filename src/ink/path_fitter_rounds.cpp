@@ -9,7 +9,6 @@
 #include <immintrin.h>
 #endif
 
-#include "ink/path_fitter_sum_ranges.h"
 #include "ink/path_fitter_wide_vectors.h"
 #include "ink/path_fitter_worst_point.h"
 
@@ -123,6 +122,13 @@ struct TermBlock {
 struct InOrder {
     PathFitterLeastSquaresSums sums;
     [[gnu::always_inline]] void add(const TermBlock &block, int count) { block.addInOrder(count, sums); }
+    PathFitterQuickSums result(int terms) const {
+        PathFitterQuickSums quick;
+        quick.sums = sums;
+        quick.terms = terms;
+        quick.inIndexOrder = true;
+        return quick;
+    }
 };
 
 // Adds a pass's terms in lanes.
@@ -206,12 +212,26 @@ MARQEN_WIDE_VECTORS void pathFitterFirstParameters(const double *runningSums, in
 
 namespace {
 
+// Adds a pass's terms with the accumulator that suits the piece: in lanes when it is long enough for the
+// saving to outweigh the bound's check of the curve.
+template <typename Pass>
+[[gnu::always_inline]] inline PathFitterQuickSums withSums(int s, int e, Pass pass) {
+    if (pathFitterAddsInLanes(s, e)) {
+        InLanes sums;
+        pass(sums);
+        return sums.result(e - s + 1);
+    }
+    InOrder sums;
+    pass(sums);
+    return sums.result(e - s + 1);
+}
+
 MARQEN_WIDE_VECTORS PathFitterQuickSums firstParametersAndSumsWide(const float *pts, int s, int e,
                                                                   const double *runningSums, double total, double *u,
                                                                   double t1x, double t1y, double t2x, double t2y) {
-    InLanes sums;
-    leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
-    return sums.result(e - s + 1);
+    return withSums(s, e, [&](auto &sums) {
+        leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
+    });
 }
 
 #if defined(MARQEN_AVX512_COPIES)
@@ -219,9 +239,9 @@ MARQEN_TARGET_AVX512 PathFitterQuickSums firstParametersAndSumsAvx512(const floa
                                                                      const double *runningSums, double total,
                                                                      double *u, double t1x, double t1y, double t2x,
                                                                      double t2y) {
-    InLanes sums;
-    leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
-    return sums.result(e - s + 1);
+    return withSums(s, e, [&](auto &sums) {
+        leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
+    });
 }
 #endif
 
@@ -315,10 +335,11 @@ OstwickPathFitterBezier pathFitterCurveFromSums(const float *pts, int s, int e, 
 
 namespace {
 
-// The joined pass, copied into each vector width below.
+// The joined pass, copied into each vector width below, gathering the next sums with `sums`.
+template <typename Accumulator>
 [[gnu::always_inline]] inline float measureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                       double *u, bool measure, int *maxIndex, double t1x, double t1y,
-                                                      double t2x, double t2y, PathFitterQuickSums *next) {
+                                                      double t2x, double t2y, Accumulator &sums) {
     const PathFitterDerivatives d(bez);
     const int m = e - s;
     const float *points = pts + 2 * s;
@@ -329,7 +350,6 @@ namespace {
     const double startX = pts[2 * s], startY = pts[2 * s + 1], endX = pts[2 * e], endY = pts[2 * e + 1];
     if (measure) *maxIndex = (m + 1) / 2;
     float largest = 0;
-    InLanes sums;
     float squares[kBlock];
     TermBlock block;
     for (int first = 0; first <= m; first += kBlock) {
@@ -379,21 +399,28 @@ namespace {
         }
         sums.add(block, count);
     }
-    *next = sums.result(m + 1);
     return measure ? static_cast<float>(std::sqrt(static_cast<double>(largest))) : 0.0f;
 }
 
 MARQEN_WIDE_VECTORS float measureAndImproveWide(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                 double *u, bool measure, int *maxIndex, double t1x, double t1y,
                                                 double t2x, double t2y, PathFitterQuickSums *next) {
-    return measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+    float error = 0;
+    *next = withSums(s, e, [&](auto &sums) {
+        error = measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, sums);
+    });
+    return error;
 }
 
 #if defined(MARQEN_AVX512_COPIES)
 MARQEN_TARGET_AVX512 float measureAndImproveAvx512(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                    double *u, bool measure, int *maxIndex, double t1x, double t1y,
                                                    double t2x, double t2y, PathFitterQuickSums *next) {
-    return measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+    float error = 0;
+    *next = withSums(s, e, [&](auto &sums) {
+        error = measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, sums);
+    });
+    return error;
 }
 #endif
 
@@ -409,30 +436,90 @@ float pathFitterMeasureAndImprove(const float *pts, int s, int e, const OstwickP
     return measureAndImproveWide(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 }
 
-// Why the ranges hold. The quick sums and the in-order sums add the same computed terms x_1 .. x_n, only
-// in other orders; any order of adding n terms errs by at most γ(n)·Σ|x_i| from their exact sum S, so
-// the two lie within 2γ(n)·Σ|x_i| of each other. The lanes' sum M of the magnitudes (of the terms
-// themselves for C00 and C11, whose terms are never negative) is at least (1 − γ(n))·Σ|x_i|, so
-// 2γ(n)·M / (1 − γ(n)) bounds the distance; the factor 1 + 1e-9 covers the rounding of that bound's own
-// arithmetic, and the range is widened outwards by one unit in the last place on each side. A sum or a
-// mass that is not finite gives a range that is not, which is refused.
+// Why the curve is certain. The quick sums and the in-order sums add the same computed terms x_1 .. x_n,
+// only in other orders; any order of adding n terms errs by at most γ(n)·Σ|x_i| from their exact sum,
+// so the two lie within 2γ(n)·Σ|x_i| of each other. The lanes' sum M of the magnitudes (of the terms
+// themselves for C00 and C11, whose terms are never negative) is at least (1 − γ(n))·Σ|x_i|, so each
+// in-order sum lies within r = 2γ(n)·M / (1 − γ(n)) of the quick one.
+// generateBezier then computes, from the in-order sums, det = C00·C11 − C01·C01 and the numerators
+// NL = X0·C11 − C01·X1, NR = C00·X1 − C01·X0, each a difference of two rounded products, rounded. For
+// a·b − c·d with a within r_a of a quick value â (and so on), and A = |â| + r_a (and so on) bounding
+// the magnitudes, the exact values differ from those of the quick values by at most
+// r_a·B + A·r_b + r_c·D + C·r_d, and each of the two computations (theirs and ours) rounds by at most
+// 2.01u·(A·B + C·D) (u = 2^-53): together R = r_a·B + A·r_b + r_c·D + C·r_d + 4.02u·(A·B + C·D).
+// With |det| − R_det above zero, a quotient N / det of values within R_N and R_det of ours lies within
+// (R_N + |α|·R_det) / (|det| − R_det) of our quotient α, and each side's division rounds by u·|α| more.
+// Every bound is doubled, which covers the rounding of the bounds' own arithmetic and of the
+// comparisons below (each bound is at least 4u times the value it bounds), and a tiny absolute term
+// covers products that underflow. The curve is given only when generateBezier's branches are certain
+// (det outside (−1e-6, 1e-6), both distances at or above 1e-6 or one certainly below) and each control
+// point, monotone in its distance, is the same float at both ends of the distance's range; anything not
+// finite on the way is refused.
 bool pathFitterCurveFromQuickSums(const float *pts, int s, int e, const PathFitterQuickSums &quick, double t1x,
                                   double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve) {
+    if (quick.inIndexOrder) {
+        *curve = pathFitterCurveFromSums(pts, s, e, quick.sums, t1x, t1y, t2x, t2y);
+        return true;
+    }
     const double unit = DBL_EPSILON / 2, n = quick.terms;
     const double gamma = n * unit / (1 - n * unit);
-    auto range = [gamma](double value, double mass) {
-        return pathFitterRangeAround(value, 2 * gamma * mass / (1 - gamma) * (1 + 1e-9));
+    const double factor = 2 * gamma / (1 - gamma) * (1 + 1e-9);
+    const double tiny = 1e-290;
+    const double c00 = quick.sums.C00, c01 = quick.sums.C01, c11 = quick.sums.C11, x0 = quick.sums.X0,
+                 x1 = quick.sums.X1;
+    const double r00 = factor * c00, r01 = factor * quick.mass01, r11 = factor * c11, rx0 = factor * quick.massX0,
+                 rx1 = factor * quick.massX1;
+    const double a00 = std::fabs(c00) + r00, a01 = std::fabs(c01) + r01, a11 = std::fabs(c11) + r11,
+                 ax0 = std::fabs(x0) + rx0, ax1 = std::fabs(x1) + rx1;
+    const double rounding = 4.02 * unit;
+    auto spread = [rounding, tiny](double ra, double b, double a, double rb, double rc, double d, double c, double rd) {
+        return 2 * (ra * b + a * rb + rc * d + c * rd + rounding * (a * b + c * d)) + tiny;
     };
-    const PathFitterLeastSquaresSums &sums = quick.sums;
-    return pathFitterCurveFromSumRanges(pts, s, e, range(sums.C00, sums.C00), range(sums.C01, quick.mass01),
-                                        range(sums.C11, sums.C11), range(sums.X0, quick.massX0),
-                                        range(sums.X1, quick.massX1), t1x, t1y, t2x, t2y, curve);
+    const double det = c00 * c11 - c01 * c01;
+    const double rDet = spread(r00, a11, a00, r11, r01, a01, a01, r01);
+    const double numeratorL = x0 * c11 - c01 * x1;
+    const double rL = spread(rx0, a11, ax0, r11, r01, ax1, a01, rx1);
+    const double numeratorR = c00 * x1 - c01 * x0;
+    const double rR = spread(r00, ax1, a00, rx1, r01, ax0, a01, rx0);
+    const double alphaL = numeratorL / det, alphaR = numeratorR / det;
+    const double margin = std::fabs(det) - rDet;
+    const double rAlphaL = 2 * ((rL + std::fabs(alphaL) * rDet) / margin + 2.01 * unit * std::fabs(alphaL)) + tiny;
+    const double rAlphaR = 2 * ((rR + std::fabs(alphaR) * rDet) / margin + 2.01 * unit * std::fabs(alphaR)) + tiny;
+    // Any value that is not finite (inputs, bounds or results) makes this sum not finite.
+    if (!std::isfinite(det + rDet + alphaL + alphaR + rAlphaL + rAlphaR + margin)) return false;
+    // generateBezier's near-singular branch is left to the in-order sums.
+    if (!(margin >= 1e-6)) return false;
+    if (!std::isfinite(t1x) || !std::isfinite(t1y) || !std::isfinite(t2x) || !std::isfinite(t2y)) return false;
+    double aL[2], aR[2];
+    if (alphaL - rAlphaL >= 1e-6 && alphaR - rAlphaR >= 1e-6) {
+        aL[0] = alphaL - rAlphaL, aL[1] = alphaL + rAlphaL, aR[0] = alphaR - rAlphaR, aR[1] = alphaR + rAlphaR;
+    } else if (alphaL + rAlphaL < 1e-6 || alphaR + rAlphaR < 1e-6) {
+        // Certainly the fallback to a third of the chord, computed as generateBezier does.
+        const float cx = pts[2 * e] - pts[2 * s], cy = pts[2 * e + 1] - pts[2 * s + 1];
+        const double vx = cx, vy = cy;
+        aL[0] = aL[1] = aR[0] = aR[1] = std::sqrt(vx * vx + vy * vy) / 3;
+    } else {
+        return false;
+    }
+    const double xs = pts[2 * s], ys = pts[2 * s + 1], xe = pts[2 * e], ye = pts[2 * e + 1];
+    auto control = [](double base, double alpha, double direction) {
+        return static_cast<float>(base + alpha * direction);
+    };
+    auto sameBits = [](float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; };
+    const float c1x = control(xs, aL[0], t1x), c1y = control(ys, aL[0], t1y);
+    const float c2x = control(xe, aR[0], t2x), c2y = control(ye, aR[0], t2y);
+    if (!sameBits(c1x, control(xs, aL[1], t1x)) || !sameBits(c1y, control(ys, aL[1], t1y)) ||
+        !sameBits(c2x, control(xe, aR[1], t2x)) || !sameBits(c2y, control(ye, aR[1], t2y)))
+        return false;
+    *curve = OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], c1x, c1y, c2x, c2y, pts[2 * e], pts[2 * e + 1]);
+    return true;
 }
 
 OstwickPathFitterBezier pathFitterNextCurve(const float *pts, int s, int e, const PathFitterQuickSums &quick,
                                             const double *u, const double *runningSums, double total, double t1x,
                                             double t1y, double t2x, double t2y) {
     OstwickPathFitterBezier curve;
+    if (quick.inIndexOrder) return pathFitterCurveFromSums(pts, s, e, quick.sums, t1x, t1y, t2x, t2y);
     if (pathFitterCurveFromQuickSums(pts, s, e, quick, t1x, t1y, t2x, t2y, &curve)) return curve;
     const PathFitterLeastSquaresSums inOrder = u ? pathFitterLeastSquaresSums(pts, s, e, u, t1x, t1y, t2x, t2y)
                                                  : firstSumsInOrder(pts, s, e, runningSums, total, t1x, t1y, t2x, t2y);

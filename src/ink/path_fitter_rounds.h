@@ -23,11 +23,20 @@ struct PathFitterLeastSquaresSums {
 // sums of the absolute values of the terms that can be negative (C00's and C11's never are) and the
 // number of terms. Both ways of adding the same terms lie within γ(n)·Σ|term| of the exact sum (n the
 // number of terms, γ(n) = n·u / (1 − n·u), u the unit roundoff of double), whatever the order.
+// Short pieces' passes add in index order (the check of the bound would cost more than it saves); their
+// quick sums say so and are the in-order sums themselves.
 struct PathFitterQuickSums {
     PathFitterLeastSquaresSums sums;
     double mass01 = 0, massX0 = 0, massX1 = 0;
     int terms = 0;
+    bool inIndexOrder = false;
 };
+
+// Whether the passes over the points s..e add their sums in lanes.
+inline bool pathFitterAddsInLanes(int s, int e) {
+    constexpr int kLanesMinimum = 64;
+    return e - s + 1 >= kLanesMinimum;
+}
 
 // The first and second derivatives' control polygons of a curve, as improveParameters takes them:
 // differences in single precision, then scaled in double.

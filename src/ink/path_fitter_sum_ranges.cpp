@@ -12,25 +12,22 @@ namespace {
 
 using Range = PathFitterRange;
 
-const double kInfinity = std::numeric_limits<double>::infinity();
+[[gnu::always_inline]] inline double below(double value) { return pathFitterBelow(value); }
+[[gnu::always_inline]] inline double above(double value) { return pathFitterAbove(value); }
 
-double below(double value) { return std::nextafter(value, -kInfinity); }
-double above(double value) { return std::nextafter(value, kInfinity); }
+[[gnu::always_inline]] inline Range operator-(Range a, Range b) { return {below(a.lo - b.hi), above(a.hi - b.lo)}; }
 
-Range operator-(Range a, Range b) { return {below(a.lo - b.hi), above(a.hi - b.lo)}; }
-
-Range operator*(Range a, Range b) {
-    const double p[4] = {a.lo * b.lo, a.lo * b.hi, a.hi * b.lo, a.hi * b.hi};
-    return {below(*std::min_element(p, p + 4)), above(*std::max_element(p, p + 4))};
+[[gnu::always_inline]] inline Range operator*(Range a, Range b) {
+    const double p0 = a.lo * b.lo, p1 = a.lo * b.hi, p2 = a.hi * b.lo, p3 = a.hi * b.hi;
+    return {below(std::min(std::min(p0, p1), std::min(p2, p3))), above(std::max(std::max(p0, p1), std::max(p2, p3)))};
 }
 
-// b must not hold zero.
-Range operator/(Range a, Range b) {
-    const double q[4] = {a.lo / b.lo, a.lo / b.hi, a.hi / b.lo, a.hi / b.hi};
-    return {below(*std::min_element(q, q + 4)), above(*std::max_element(q, q + 4))};
-}
+// The reciprocals of the values of r, which must not hold zero: a range with double ends that holds every
+// exact result of an operation also holds its rounded result (rounding is monotone and keeps doubles),
+// so a quotient's range may be taken as a product with the divisor's reciprocal range.
+[[gnu::always_inline]] inline Range reciprocal(Range r) { return {below(1 / r.hi), above(1 / r.lo)}; }
 
-bool finite(Range r) { return std::isfinite(r.lo) && std::isfinite(r.hi); }
+[[gnu::always_inline]] inline bool finite(Range r) { return std::isfinite(r.lo) && std::isfinite(r.hi); }
 
 // A control-point coordinate as generateBezier stores it: monotone in alpha, so over a range of alphas
 // it takes one value exactly when both ends give it.
@@ -49,19 +46,20 @@ float fromBits(uint32_t bits) {
 
 }  // namespace
 
-PathFitterRange pathFitterRangeAround(double value, double error) {
-    return {below(value - error), above(value + error)};
-}
-
 bool pathFitterCurveFromSumRanges(const float *pts, int s, int e, Range C00, Range C01, Range C11, Range X0, Range X1,
                                   double t1x, double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve) {
     if (!finite(C00) || !finite(C01) || !finite(C11) || !finite(X0) || !finite(X1)) return false;
     if (!std::isfinite(t1x) || !std::isfinite(t1y) || !std::isfinite(t2x) || !std::isfinite(t2y)) return false;
-    const Range det = C00 * C11 - C01 * C01;
+    const Range product = C00 * C11, square = C01 * C01;
+    if (!finite(product) || !finite(square)) return false;
+    const Range det = product - square;
     // generateBezier's near-singular branch is left to the caller.
     if (!finite(det) || !(det.lo >= 1e-6 || det.hi <= -1e-6)) return false;
-    const Range alphaL = (X0 * C11 - C01 * X1) / det;
-    const Range alphaR = (C00 * X1 - C01 * X0) / det;
+    // Every range stays finite on the way (and so never holds a value that is not a number).
+    const Range numeratorL = X0 * C11 - C01 * X1, numeratorR = C00 * X1 - C01 * X0;
+    if (!finite(numeratorL) || !finite(numeratorR)) return false;
+    const Range inverse = reciprocal(det);
+    const Range alphaL = numeratorL * inverse, alphaR = numeratorR * inverse;
     if (!finite(alphaL) || !finite(alphaR)) return false;
 
     double aL[2], aR[2];

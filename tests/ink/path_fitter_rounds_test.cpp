@@ -15,6 +15,7 @@
 
 #include "ink/path_fitter.h"
 #include "ink/path_fitter_rounds.h"
+#include "ink/path_fitter_sum_ranges.h"
 
 using namespace marqen;
 
@@ -195,7 +196,7 @@ MarqenPathFitterVector unitTowards(const std::vector<float> &pts, int from, int 
 
 TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
     std::mt19937 rng(15);
-    int generalNormalisations = 0, quickCurves = 0, curves = 0;
+    int generalNormalisations = 0, quickCurves = 0, laneSums = 0;
     for (int trial = 0; trial < 300; ++trial) {
         auto [pts, count, s, e] = randomPiece(rng, trial, 3, 700);
         MarqenPathFitter fitter(pts.data(), count, 5);
@@ -245,10 +246,17 @@ TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
             ASSERT_TRUE(same(pathFitterNextCurve(pts.data(), s, e, next, joinedU.data(), nullptr, 0, t1.x, t1.y, t2.x,
                                                  t2.y),
                              following));
+            // Short pieces add in index order (their sums are then the in-order ones); longer ones in lanes.
+            ASSERT_EQ(next.inIndexOrder, !pathFitterAddsInLanes(s, e));
+            if (next.inIndexOrder) {
+                ASSERT_TRUE(same(next.sums.C00, expected.C00) && same(next.sums.C01, expected.C01) &&
+                            same(next.sums.C11, expected.C11) && same(next.sums.X0, expected.X0) &&
+                            same(next.sums.X1, expected.X1));
+            }
             OstwickPathFitterBezier quick;
-            ++curves;
+            laneSums += !next.inIndexOrder;
             if (pathFitterCurveFromQuickSums(pts.data(), s, e, next, t1.x, t1.y, t2.x, t2.y, &quick)) {
-                ++quickCurves;
+                quickCurves += !next.inIndexOrder;
                 ASSERT_TRUE(same(quick, following));
             }
             u = plainU;
@@ -257,7 +265,8 @@ TEST(PathFitterRounds, JoinedPassGivesTheSingleStepsResults) {
     }
     // Both ways of re-normalising were taken, and the quick sums decided most curves.
     EXPECT_GT(generalNormalisations, 20);
-    EXPECT_GT(quickCurves, curves / 2);
+    EXPECT_GT(laneSums, 100);
+    EXPECT_GT(quickCurves, laneSums / 2);
 }
 
 TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
@@ -302,6 +311,7 @@ TEST(PathFitterRounds, FirstParametersAndSumsMatchParameterizeAndGenerate) {
         // from the parameters or from the running sums.
         PathFitterQuickSums undecided = joined;
         undecided.mass01 = std::numeric_limits<double>::quiet_NaN();
+        undecided.inIndexOrder = false;
         OstwickPathFitterBezier unused;
         ASSERT_FALSE(pathFitterCurveFromQuickSums(pts.data(), s, e, undecided, t1.x, t1.y, t2.x, t2.y, &unused));
         ASSERT_TRUE(same(pathFitterNextCurve(pts.data(), s, e, undecided, u.data(), nullptr, 0, t1.x, t1.y, t2.x, t2.y),
@@ -417,4 +427,26 @@ TEST(PathFitterRounds, QuickSumsGiveACurveOnlyWhenEverySumWithinTheirBoundGivesI
     ASSERT_TRUE(pathFitterCurveFromQuickSums(pts.data(), 0, 1, exact, 1, 0, 0, -1, &unused));
     EXPECT_EQ(unused._tanFromX, 14.0f);
     EXPECT_EQ(unused._tanToY, 67.0f);
+}
+
+TEST(PathFitterRounds, BelowAndAboveStepAtLeastOneUnitOutwards) {
+    const double inf = std::numeric_limits<double>::infinity();
+    std::vector<double> values = {0.0, -0.0, 1.0, -1.0, 2.0, 0.5, 1e-6, -3.5e300, std::numeric_limits<double>::denorm_min(),
+                                  -std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::min(),
+                                  -std::numeric_limits<double>::min(), std::numeric_limits<double>::max() / 2};
+    std::mt19937 rng(18);
+    std::uniform_real_distribution<double> mantissa(1, 2);
+    std::uniform_int_distribution<int> exponent(-1074, 1020);
+    for (int k = 0; k < 2000; ++k) values.push_back((k % 2 ? -1 : 1) * std::ldexp(mantissa(rng), exponent(rng)));
+    for (double value : values) {
+        SCOPED_TRACE(testing::Message() << value);
+        EXPECT_LE(pathFitterBelow(value), std::nextafter(value, -inf));
+        EXPECT_GE(pathFitterAbove(value), std::nextafter(value, inf));
+        // Never more than a few units: ranges stay tight.
+        EXPECT_GE(pathFitterBelow(value), std::nextafter(std::nextafter(std::nextafter(value, -inf), -inf), -inf));
+    }
+    // Infinite or not a number: the result is refused as a range end (not finite).
+    EXPECT_FALSE(std::isfinite(pathFitterBelow(inf)));
+    EXPECT_FALSE(std::isfinite(pathFitterAbove(-inf)));
+    EXPECT_TRUE(std::isnan(pathFitterAbove(std::numeric_limits<double>::quiet_NaN())));
 }
