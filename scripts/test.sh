@@ -18,6 +18,7 @@ case "${1:-}" in
     export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$PWD/scripts/tsan.supp"
     ;;
 esac
-export ASAN_OPTIONS=detect_leaks=0:abort_on_error=1
+# Leaks are checked (CTest hands the test programs their suppressions).
+export ASAN_OPTIONS=abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 ctest --test-dir "$BUILD_DIR" --output-on-failure -j "$(nproc)" --timeout 600 "${SELECT[@]}"
