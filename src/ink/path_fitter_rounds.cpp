@@ -356,7 +356,8 @@ template <typename Accumulator>
         const int count = std::min(kBlock, m - first + 1);
         double *uu = u + first;
         const float *pp = points + 2 * first;
-        double moved[kBlock];
+        // The steps are written over the old parameters at once (each is read first); the re-normalisation,
+        // when one is needed, then rewrites them.
         for (int k = 0; k < count; ++k) {
             const double t = uu[k];
             const float px = pp[2 * k], py = pp[2 * k + 1];
@@ -364,12 +365,12 @@ template <typename Accumulator>
             // calcMaxError's squared error (pathFitterSquaredError) of the point at its old parameter.
             const float dx = static_cast<float>(q.x - px), dy = static_cast<float>(q.y - py);
             squares[k] = dx * dx + dy * dy;
-            moved[k] = pathFitterNewtonStep(d, q.x, q.y, px, py, t);
+            uu[k] = pathFitterNewtonStep(d, q.x, q.y, px, py, t);
         }
         if (first == 0) {
-            a = moved[0];
+            a = uu[0];
             if (m < kBlock) {
-                b = moved[m];
+                b = uu[m];
             } else {
                 const CGPoint q = bez.evaluatePoint(u[m]);
                 b = pathFitterNewtonStep(d, q.x, q.y, points[2 * m], points[2 * m + 1], u[m]);
@@ -379,19 +380,18 @@ template <typename Accumulator>
             // exact), so no division is needed.
             unchanged = a == 0 && !std::signbit(a) && b == 1;
         }
-        auto gather = [&](auto normalise) {
+        if (unchanged) {
+            for (int k = 0; k < count; ++k)
+                block.put(k, leastSquaresTerms(uu[k], pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y,
+                                               t2x, t2y));
+        } else {
             for (int k = 0; k < count; ++k) {
-                const double t = normalise(moved[k]);
+                const double t = (uu[k] - a) / (b - a);
                 uu[k] = t;
-                const Terms terms =
-                    leastSquaresTerms(t, pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x, t2y);
-                block.put(k, terms);
+                block.put(k, leastSquaresTerms(t, pp[2 * k], pp[2 * k + 1], startX, startY, endX, endY, t1x, t1y, t2x,
+                                               t2y));
             }
-        };
-        if (unchanged)
-            gather([](double v) { return v; });
-        else
-            gather([a, b](double v) { return (v - a) / (b - a); });
+        }
         if (measure) {
             // Interior points only; the earliest of equally bad points wins.
             const int lo = std::max(first, 1), hi = std::min(first + count - 1, m - 1);
