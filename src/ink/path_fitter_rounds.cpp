@@ -212,26 +212,29 @@ MARQEN_WIDE_VECTORS void pathFitterFirstParameters(const double *runningSums, in
 
 namespace {
 
-// Adds a pass's terms with the accumulator that suits the piece: in lanes when it is long enough for the
-// saving to outweigh the bound's check of the curve.
-template <typename Pass>
-[[gnu::always_inline]] inline PathFitterQuickSums withSums(int s, int e, Pass pass) {
-    if (pathFitterAddsInLanes(s, e)) {
-        InLanes sums;
-        pass(sums);
-        return sums.result(e - s + 1);
-    }
-    InOrder sums;
-    pass(sums);
+// The first round's pass with the given accumulator; each is copied into each vector width below, the
+// copies kept apart so that each is compiled for its own accumulator.
+template <typename Accumulator>
+[[gnu::always_inline]] inline PathFitterQuickSums firstParametersAndSums(const float *pts, int s, int e,
+                                                                         const double *runningSums, double total,
+                                                                         double *u, double t1x, double t1y,
+                                                                         double t2x, double t2y) {
+    Accumulator sums;
+    leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
     return sums.result(e - s + 1);
 }
 
 MARQEN_WIDE_VECTORS PathFitterQuickSums firstParametersAndSumsWide(const float *pts, int s, int e,
                                                                   const double *runningSums, double total, double *u,
                                                                   double t1x, double t1y, double t2x, double t2y) {
-    return withSums(s, e, [&](auto &sums) {
-        leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
-    });
+    return firstParametersAndSums<InOrder>(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
+}
+
+MARQEN_WIDE_VECTORS PathFitterQuickSums firstParametersAndSumsWideInLanes(const float *pts, int s, int e,
+                                                                         const double *runningSums, double total,
+                                                                         double *u, double t1x, double t1y,
+                                                                         double t2x, double t2y) {
+    return firstParametersAndSums<InLanes>(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
 }
 
 #if defined(MARQEN_AVX512_COPIES)
@@ -239,9 +242,14 @@ MARQEN_TARGET_AVX512 PathFitterQuickSums firstParametersAndSumsAvx512(const floa
                                                                      const double *runningSums, double total,
                                                                      double *u, double t1x, double t1y, double t2x,
                                                                      double t2y) {
-    return withSums(s, e, [&](auto &sums) {
-        leastSquaresSums(pts, s, e, nullptr, u, runningSums, total, t1x, t1y, t2x, t2y, sums);
-    });
+    return firstParametersAndSums<InOrder>(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
+}
+
+MARQEN_TARGET_AVX512 PathFitterQuickSums firstParametersAndSumsAvx512InLanes(const float *pts, int s, int e,
+                                                                            const double *runningSums, double total,
+                                                                            double *u, double t1x, double t1y,
+                                                                            double t2x, double t2y) {
+    return firstParametersAndSums<InLanes>(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
 }
 #endif
 
@@ -289,11 +297,14 @@ MARQEN_TARGET_AVX512 float maxErrorAvx512(const float *pts, int iStart, int iEnd
 PathFitterQuickSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
                                                      double total, double *u, double t1x, double t1y, double t2x,
                                                      double t2y) {
+    const bool lanes = pathFitterAddsInLanes(s, e);
 #if defined(MARQEN_AVX512_COPIES)
     if (pathFitterPassUsesAvx512(s, e))
-        return firstParametersAndSumsAvx512(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
+        return lanes ? firstParametersAndSumsAvx512InLanes(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y)
+                     : firstParametersAndSumsAvx512(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
 #endif
-    return firstParametersAndSumsWide(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
+    return lanes ? firstParametersAndSumsWideInLanes(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y)
+                 : firstParametersAndSumsWide(pts, s, e, runningSums, total, u, t1x, t1y, t2x, t2y);
 }
 
 float pathFitterMaxError(const float *pts, int iStart, int iEnd, const OstwickPathFitterBezier &bez, const double *u,
@@ -402,25 +413,42 @@ template <typename Accumulator>
     return measure ? static_cast<float>(std::sqrt(static_cast<double>(largest))) : 0.0f;
 }
 
+// The joined pass with the given accumulator, its sums written into *next.
+template <typename Accumulator>
+[[gnu::always_inline]] inline float joinedPass(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
+                                               double *u, bool measure, int *maxIndex, double t1x, double t1y,
+                                               double t2x, double t2y, PathFitterQuickSums *next) {
+    Accumulator sums;
+    const float error = measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, sums);
+    *next = sums.result(e - s + 1);
+    return error;
+}
+
 MARQEN_WIDE_VECTORS float measureAndImproveWide(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                 double *u, bool measure, int *maxIndex, double t1x, double t1y,
                                                 double t2x, double t2y, PathFitterQuickSums *next) {
-    float error = 0;
-    *next = withSums(s, e, [&](auto &sums) {
-        error = measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, sums);
-    });
-    return error;
+    return joinedPass<InOrder>(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+}
+
+MARQEN_WIDE_VECTORS float measureAndImproveWideInLanes(const float *pts, int s, int e,
+                                                       const OstwickPathFitterBezier &bez, double *u, bool measure,
+                                                       int *maxIndex, double t1x, double t1y, double t2x, double t2y,
+                                                       PathFitterQuickSums *next) {
+    return joinedPass<InLanes>(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 }
 
 #if defined(MARQEN_AVX512_COPIES)
 MARQEN_TARGET_AVX512 float measureAndImproveAvx512(const float *pts, int s, int e, const OstwickPathFitterBezier &bez,
                                                    double *u, bool measure, int *maxIndex, double t1x, double t1y,
                                                    double t2x, double t2y, PathFitterQuickSums *next) {
-    float error = 0;
-    *next = withSums(s, e, [&](auto &sums) {
-        error = measureAndImprove(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, sums);
-    });
-    return error;
+    return joinedPass<InOrder>(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+}
+
+MARQEN_TARGET_AVX512 float measureAndImproveAvx512InLanes(const float *pts, int s, int e,
+                                                          const OstwickPathFitterBezier &bez, double *u, bool measure,
+                                                          int *maxIndex, double t1x, double t1y, double t2x,
+                                                          double t2y, PathFitterQuickSums *next) {
+    return joinedPass<InLanes>(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 }
 #endif
 
@@ -429,11 +457,14 @@ MARQEN_TARGET_AVX512 float measureAndImproveAvx512(const float *pts, int s, int 
 float pathFitterMeasureAndImprove(const float *pts, int s, int e, const OstwickPathFitterBezier &bez, double *u,
                                   bool measure, int *maxIndex, double t1x, double t1y, double t2x, double t2y,
                                   PathFitterQuickSums *next) {
+    const bool lanes = pathFitterAddsInLanes(s, e);
 #if defined(MARQEN_AVX512_COPIES)
     if (pathFitterPassUsesAvx512(s, e))
-        return measureAndImproveAvx512(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+        return lanes ? measureAndImproveAvx512InLanes(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next)
+                     : measureAndImproveAvx512(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 #endif
-    return measureAndImproveWide(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
+    return lanes ? measureAndImproveWideInLanes(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next)
+                 : measureAndImproveWide(pts, s, e, bez, u, measure, maxIndex, t1x, t1y, t2x, t2y, next);
 }
 
 // Why the curve is certain. The quick sums and the in-order sums add the same computed terms x_1 .. x_n,
