@@ -26,10 +26,18 @@ void MarqenDOMElement::setToolColor(const std::optional<MarqenDOMColor> &color) 
 void MarqenDOMElement::initWithDictionary(const MarqenJSON &dictionary) {
     MarqenDOMNode::initWithDictionary(dictionary);
     // Older files call the style "inkStyle"; both are merged with "style" winning.
-    MarqenJSON merged = MarqenJSON::object();
-    for (const char *key : {"inkStyle", "style"})
-        if (const MarqenJSON *part = marqen_objectForKey(dictionary, key); part && part->is_object())
-            for (const auto &[name, value] : part->items()) merged[name] = value;
+    const MarqenJSON *older = marqen_objectForKey(dictionary, "inkStyle");
+    const MarqenJSON *style = marqen_objectForKey(dictionary, "style");
+    if (older && !older->is_object()) older = nullptr;
+    if (style && !style->is_object()) style = nullptr;
+    if (!older || !style) {
+        // One part or none: read as it is, with no merged copy.
+        static const MarqenJSON noStyle = MarqenJSON::object();
+        style_ = MarqenDOMStyle::fromDictionary(style ? *style : older ? *older : noStyle);
+        return;
+    }
+    MarqenJSON merged = *older;
+    for (const auto &[name, value] : style->items()) merged[name] = value;
     style_ = MarqenDOMStyle::fromDictionary(merged);
 }
 

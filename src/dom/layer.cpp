@@ -65,7 +65,7 @@ bool MarqenDOMLayer::applyAdjustments(MarqenError *error) {
 
 void MarqenDOMLayer::initWithDictionary(const MarqenJSON &dictionary) {
     MarqenDOMElement::initWithDictionary(dictionary);
-    if (auto layerId = marqen_stringForKey(dictionary, "layerId"))
+    if (const std::string *layerId = marqen_stringPointerForKey(dictionary, "layerId"))
         layerId_ = *layerId;
     else if (auto older = marqen_stringForKey(metadata(), MarqenDOMLayerIdMetadataKey))
         layerId_ = *older;

@@ -64,8 +64,8 @@ MarqenDOMNodePtr MarqenDOMNode::nodeWithDictionary(const MarqenJSON &dictionary)
 }
 
 void MarqenDOMNode::initWithDictionary(const MarqenJSON &dictionary) {
-    if (auto guid = marqen_stringForKey(dictionary, "guid")) guid_ = *guid;
-    if (auto labelGuid = marqen_stringForKey(dictionary, "labelGuid")) labelGUID_ = *labelGuid;
+    if (const std::string *guid = marqen_stringPointerForKey(dictionary, "guid")) guid_ = *guid;
+    if (const std::string *labelGuid = marqen_stringPointerForKey(dictionary, "labelGuid")) labelGUID_ = *labelGuid;
     const MarqenJSON *children = marqen_objectForKey(dictionary, "children");
     if (!children) children = marqen_objectForKey(dictionary, "elements");
     if (children && children->is_array())

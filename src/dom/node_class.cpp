@@ -49,7 +49,7 @@ const MarqenDOMNodeClass *MarqenDOMNodeResolveNodeClass(const MarqenJSON &dictio
     std::string path = parentPath ? *parentPath : "";
     bool hasParent = parentPath != nullptr;
     for (;;) {
-        auto type = marqen_stringForKey(*current, "type");
+        const std::string *type = marqen_stringPointerForKey(*current, "type");
         if (!type || type->empty()) return defaultClass;
         std::string key = hasParent ? path + "." + *type : *type;
         auto found = typeMap().find(key);

@@ -70,7 +70,8 @@ void MarqenDOMTwoPointVector::endAtPoint(CGPoint point, CGPoint velocity, Marqen
 bool MarqenDOMTwoPointVector::olderMetadataMarksEditorType(const MarqenJSON &dictionary, const char *editorType) {
     const MarqenJSON *metadata = marqen_objectForKey(dictionary, "metadata");
     if (!metadata) return false;
-    return marqen_stringForKey(*metadata, MarqenDOMEditorMetadataKey) == std::string(editorType);
+    const std::string *type = marqen_stringPointerForKey(*metadata, MarqenDOMEditorMetadataKey);
+    return type && *type == editorType;
 }
 
 void MarqenDOMTwoPointVector::startReading(std::initializer_list<const char *> ownKeys) {

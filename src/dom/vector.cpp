@@ -269,7 +269,8 @@ void MarqenDOMVector::setElementGeometry(const std::any &geometry) {
 
 void MarqenDOMVector::initWithDictionary(const MarqenJSON &dictionary) {
     MarqenDOMElement::initWithDictionary(dictionary);
-    if (auto path = marqen_stringForKey(dictionary, "path")) bezierPath_ = marqen_bezierPathWithSVGString(*path);
+    if (const std::string *path = marqen_stringPointerForKey(dictionary, "path"))
+        bezierPath_ = marqen_bezierPathWithSVGString(*path);
     const MarqenJSON *inkStyle = marqen_objectForKey(dictionary, "inkStyle");
     static const MarqenJSON noInkStyle = MarqenJSON::object();
     if (!inkStyle) inkStyle = &noInkStyle;

@@ -2,14 +2,15 @@
 
 namespace marqen {
 
-const MarqenJSON *marqen_objectForKey(const MarqenJSON &dictionary, const std::string &key) {
+const MarqenJSON *marqen_objectForKey(const MarqenJSON &dictionary, std::string_view key) {
     if (!dictionary.is_object()) return nullptr;
-    auto it = dictionary.find(key);
-    if (it == dictionary.end() || it->is_null()) return nullptr;
-    return &*it;
+    // Objects keep their members in written order and hold each key once: a scan finds it.
+    for (const auto &member : dictionary.get_ref<const MarqenJSON::object_t &>())
+        if (member.first == key) return member.second.is_null() ? nullptr : &member.second;
+    return nullptr;
 }
 
-const MarqenJSON *marqen_valueForKeyPath(const MarqenJSON &dictionary, const std::string &keyPath) {
+const MarqenJSON *marqen_valueForKeyPath(const MarqenJSON &dictionary, std::string_view keyPath) {
     const MarqenJSON *current = &dictionary;
     size_t start = 0;
     while (current) {
@@ -21,10 +22,15 @@ const MarqenJSON *marqen_valueForKeyPath(const MarqenJSON &dictionary, const std
     return current;
 }
 
-std::optional<std::string> marqen_stringForKey(const MarqenJSON &dictionary, const std::string &key) {
+const std::string *marqen_stringPointerForKey(const MarqenJSON &dictionary, std::string_view key) {
     const MarqenJSON *value = marqen_objectForKey(dictionary, key);
-    if (!value || !value->is_string()) return std::nullopt;
-    return value->get<std::string>();
+    if (!value || !value->is_string()) return nullptr;
+    return &value->get_ref<const std::string &>();
+}
+
+std::optional<std::string> marqen_stringForKey(const MarqenJSON &dictionary, std::string_view key) {
+    if (const std::string *text = marqen_stringPointerForKey(dictionary, key)) return *text;
+    return std::nullopt;
 }
 
 bool marqen_isNumber(const MarqenJSON &value) { return value.is_number(); }
@@ -36,13 +42,13 @@ double marqen_doubleValue(const MarqenJSON &value) {
     return 0;
 }
 
-std::optional<double> marqen_numberForKey(const MarqenJSON &dictionary, const std::string &key) {
+std::optional<double> marqen_numberForKey(const MarqenJSON &dictionary, std::string_view key) {
     const MarqenJSON *value = marqen_objectForKey(dictionary, key);
     if (!value || !value->is_number()) return std::nullopt;
     return marqen_doubleValue(*value);
 }
 
-std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, const std::string &key) {
+std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, std::string_view key) {
     const MarqenJSON *value = marqen_objectForKey(dictionary, key);
     if (!value) return std::nullopt;
     if (value->is_boolean()) return value->get<bool>();

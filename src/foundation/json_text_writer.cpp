@@ -3,8 +3,40 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 namespace marqen {
+
+namespace {
+
+constexpr uint64_t kEveryByte = 0x0101010101010101ULL;
+constexpr uint64_t kHighBits = 0x8080808080808080ULL;
+
+// Whether any of the eight bytes is zero (exact: no false answers either way).
+constexpr bool anyZeroByte(uint64_t word) { return ((word - kEveryByte) & ~word & kHighBits) != 0; }
+
+// True when every byte is ASCII at or above the space, other than '"' and '\\': such a string is written as it
+// is, between quotes, as the serializer writes it.
+// Eight bytes at a time, as most strings written (identifiers, path data) are long and plain.
+bool isPlain(std::string_view text) {
+    size_t i = 0;
+    for (; i + 8 <= text.size(); i += 8) {
+        uint64_t word;
+        std::memcpy(&word, text.data() + i, sizeof word);
+        bool belowSpace = ((word - kEveryByte * 0x20) & ~word & kHighBits) != 0;
+        if (belowSpace || (word & kHighBits) != 0 ||
+            anyZeroByte(word ^ (kEveryByte * '"')) || anyZeroByte(word ^ (kEveryByte * '\\')))
+            return false;
+    }
+    for (; i < text.size(); ++i) {
+        auto c = static_cast<unsigned char>(text[i]);
+        if (c < 0x20 || c >= 0x80 || c == '"' || c == '\\') return false;
+    }
+    return true;
+}
+
+}  // namespace
 
 MarqenJSONTextWriter::MarqenJSONTextWriter(std::string &out, int indent)
     : out_(out),
@@ -33,17 +65,13 @@ void MarqenJSONTextWriter::beforeValue() {
 }
 
 void MarqenJSONTextWriter::appendQuoted(std::string_view text) {
-    bool plain = true;
-    for (unsigned char c : text) {
-        if (c < 0x20 || c >= 0x7f || c == '"' || c == '\\') {
-            plain = false;
-            break;
-        }
-    }
-    if (plain) {
-        out_ += '"';
-        out_ += text;
-        out_ += '"';
+    if (isPlain(text)) {
+        size_t at = out_.size();
+        out_.resize(at + text.size() + 2);
+        char *cursor = out_.data() + at;
+        *cursor++ = '"';
+        if (!text.empty()) std::memcpy(cursor, text.data(), text.size());
+        cursor[text.size()] = '"';
         return;
     }
     // Escapes and bytes beyond ASCII (checked as UTF-8) are the serializer's.

@@ -114,3 +114,30 @@ TEST(MarqenJSONWriter, MemberCounterCountsOnlyTheOuterMembers) {
     counter.endObject();
     EXPECT_EQ(counter.members(), 2u);
 }
+
+TEST(MarqenJSONWriter, EveryByteThatNeedsEscapingIsFoundWhereverItStands) {
+    // Neighbours of the bytes that need care stay plain; each of those bytes is tried at every place of a
+    // string longer than two words, so that both the word-wise scan and the tail see it.
+    const std::string plainBytes = " !#[]~\x7f" "09azAZ";
+    const std::string specialBytes = std::string("\x01\x1f\"\\\x80\xff", 6) + std::string(1, '\0');
+    for (size_t length : {1u, 7u, 8u, 9u, 17u, 23u}) {
+        std::string base(length, 'x');
+        for (size_t at = 0; at < length; ++at) {
+            for (char plain : plainBytes) {
+                std::string text = base;
+                text[at] = plain;
+                std::string out;
+                MarqenJSONTextWriter(out, -1).string(text);
+                EXPECT_EQ(out, "\"" + text + "\"");
+            }
+            for (char special : specialBytes) {
+                std::string text = base;
+                text[at] = special;
+                std::string out;
+                MarqenJSONTextWriter(out, -1).string(text);
+                EXPECT_EQ(out, dumped(MarqenJSON(text), -1)) << "byte " << int(static_cast<unsigned char>(special)) << " at " << at;
+                EXPECT_NE(out, "\"" + text + "\"");
+            }
+        }
+    }
+}

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "../export.h"
 
@@ -15,14 +16,16 @@ namespace marqen {
 using MarqenJSON = nlohmann::ordered_json;
 
 // The value for key, or null when the argument is not an object, the key is missing or its value is null.
-MARQEN_EXPORT const MarqenJSON *marqen_objectForKey(const MarqenJSON &dictionary, const std::string &key);
+MARQEN_EXPORT const MarqenJSON *marqen_objectForKey(const MarqenJSON &dictionary, std::string_view key);
 // A dotted key path ("metadata.version"): each step through marqen_objectForKey.
-MARQEN_EXPORT const MarqenJSON *marqen_valueForKeyPath(const MarqenJSON &dictionary, const std::string &keyPath);
+MARQEN_EXPORT const MarqenJSON *marqen_valueForKeyPath(const MarqenJSON &dictionary, std::string_view keyPath);
 
 // Typed lookups that read a wrong kind of value as absent.
-MARQEN_EXPORT std::optional<std::string> marqen_stringForKey(const MarqenJSON &dictionary, const std::string &key);
-MARQEN_EXPORT std::optional<double> marqen_numberForKey(const MarqenJSON &dictionary, const std::string &key);
-MARQEN_EXPORT std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, const std::string &key);
+MARQEN_EXPORT std::optional<std::string> marqen_stringForKey(const MarqenJSON &dictionary, std::string_view key);
+MARQEN_EXPORT std::optional<double> marqen_numberForKey(const MarqenJSON &dictionary, std::string_view key);
+MARQEN_EXPORT std::optional<bool> marqen_boolForKey(const MarqenJSON &dictionary, std::string_view key);
+// The string for key without a copy; null where marqen_stringForKey gives nothing.
+MARQEN_EXPORT const std::string *marqen_stringPointerForKey(const MarqenJSON &dictionary, std::string_view key);
 
 // A number read as a double; false when the value is not a number (booleans are not numbers).
 // Compact JSON text of a value. Strings that are not valid UTF-8 (read from a damaged file) are written with
