@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <iterator>
 #include <limits>
 
 namespace marqen {
@@ -50,13 +51,34 @@ int PathFitterWorstPointSearch::nodePoints(int level) const {
     return points;
 }
 
-void PathFitterWorstPointSearch::pushNode(int level, int index, int lo, int hi) {
+bool PathFitterWorstPointSearch::nodeCandidate(int level, int index, int lo, int hi, Candidate *candidate) const {
     const int size = nodePoints(level);
     const int first = std::max(lo, iStart_ + index * size);
     const int last = std::min(hi, iStart_ + (index + 1) * size - 1);
-    if (first > last) return;
-    heap_.push_back({boundOver(levels_[static_cast<size_t>(level)][static_cast<size_t>(index)], first, last), first,
-                     last, level, index});
+    if (first > last) return false;
+    *candidate = {boundOver(levels_[static_cast<size_t>(level)][static_cast<size_t>(index)], first, last), first, last,
+                  level, index};
+    return true;
+}
+
+void PathFitterWorstPointSearch::pushNodes(int level, int from, int to, int lo, int hi) {
+    // The bounds first, then the pushes: the bounds do not depend on one another, so they are computed
+    // side by side rather than each waiting for the heap's comparisons of the one before.
+    Candidate made[2 * kFanOut + 2];
+    int count = 0;
+    const int nodes = static_cast<int>(levels_[static_cast<size_t>(level)].size());
+    for (int n = from; n <= std::min(to, nodes - 1); ++n) {
+        if (count == static_cast<int>(std::size(made))) {
+            for (int k = 0; k < count; ++k) push(made[k]);
+            count = 0;
+        }
+        if (nodeCandidate(level, n, lo, hi, &made[count])) ++count;
+    }
+    for (int k = 0; k < count; ++k) push(made[k]);
+}
+
+void PathFitterWorstPointSearch::push(const Candidate &candidate) {
+    heap_.push_back(candidate);
     std::push_heap(heap_.begin(), heap_.end(), LowerPriority{});
 }
 
@@ -138,8 +160,7 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
     while (level + 1 < levelCount_ &&
            (hi - iStart_) / nodePoints(level) - (lo - iStart_) / nodePoints(level) >= 2 * kFanOut)
         ++level;
-    for (int n = (lo - iStart_) / nodePoints(level); n <= (hi - iStart_) / nodePoints(level); ++n)
-        pushNode(level, n, lo, hi);
+    pushNodes(level, (lo - iStart_) / nodePoints(level), (hi - iStart_) / nodePoints(level), lo, hi);
 
     // Invariant: bestF and bestIndex are the largest squared error above zero among the points measured
     // so far and the earliest point that has it (bestIndex < 0 while none is above zero). A run is left
@@ -155,10 +176,7 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
         if (run.bound < bestF) break;
         if (run.bound == bestF && (bestIndex < 0 || run.first > bestIndex)) continue;
         if (run.level > 0) {
-            for (int n = run.index * kFanOut; n < (run.index + 1) * kFanOut; ++n) {
-                if (n >= static_cast<int>(levels_[static_cast<size_t>(run.level - 1)].size())) break;
-                pushNode(run.level - 1, n, run.first, run.last);
-            }
+            pushNodes(run.level - 1, run.index * kFanOut, (run.index + 1) * kFanOut - 1, run.first, run.last);
             continue;
         }
         // The block's squared errors first (several at once), then the comparisons in order.

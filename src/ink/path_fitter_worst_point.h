@@ -63,8 +63,12 @@ private:
 
     void buildLevels();
     double boundOver(const Box &box, int first, int last) const;
-    // Pushes node `index` of `level` clamped to the points lo..hi, unless none of its points lie there.
-    void pushNode(int level, int index, int lo, int hi);
+    // Node `index` of `level` clamped to the points lo..hi, with its bound; false when none of its points
+    // lie there.
+    bool nodeCandidate(int level, int index, int lo, int hi, Candidate *candidate) const;
+    // Pushes the nodes from..to of `level` (those that exist) clamped to lo..hi.
+    void pushNodes(int level, int from, int to, int lo, int hi);
+    void push(const Candidate &candidate);
     int nodePoints(int level) const;
 
     const float *pts_ = nullptr;
