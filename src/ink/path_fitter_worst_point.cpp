@@ -43,6 +43,12 @@ struct LowerPriority {
     }
 };
 
+// Whether no point of a run with this bound, starting at `first`, can become the answer once the worst
+// point so far has the squared error bestF at bestIndex (bestIndex < 0 while no error is above zero).
+bool cannotWin(double bound, int first, float bestF, int bestIndex) {
+    return bound < bestF || (bound == bestF && (bestIndex < 0 || first > bestIndex));
+}
+
 }  // namespace
 
 int PathFitterWorstPointSearch::nodePoints(int level) const {
@@ -61,20 +67,23 @@ bool PathFitterWorstPointSearch::nodeCandidate(int level, int index, int lo, int
     return true;
 }
 
-void PathFitterWorstPointSearch::pushNodes(int level, int from, int to, int lo, int hi) {
+void PathFitterWorstPointSearch::pushNodes(int level, int from, int to, int lo, int hi, float bestF, int bestIndex) {
     // The bounds first, then the pushes: the bounds do not depend on one another, so they are computed
-    // side by side rather than each waiting for the heap's comparisons of the one before.
+    // side by side rather than each waiting for the heap's comparisons of the one before. A run that
+    // cannot win already would only be popped and left out: it is not pushed.
     Candidate made[2 * kFanOut + 2];
     int count = 0;
     const int nodes = static_cast<int>(levels_[static_cast<size_t>(level)].size());
     for (int n = from; n <= std::min(to, nodes - 1); ++n) {
         if (count == static_cast<int>(std::size(made))) {
-            for (int k = 0; k < count; ++k) push(made[k]);
+            for (int k = 0; k < count; ++k)
+                if (!cannotWin(made[k].bound, made[k].first, bestF, bestIndex)) push(made[k]);
             count = 0;
         }
         if (nodeCandidate(level, n, lo, hi, &made[count])) ++count;
     }
-    for (int k = 0; k < count; ++k) push(made[k]);
+    for (int k = 0; k < count; ++k)
+        if (!cannotWin(made[k].bound, made[k].first, bestF, bestIndex)) push(made[k]);
 }
 
 void PathFitterWorstPointSearch::push(const Candidate &candidate) {
@@ -160,7 +169,7 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
     while (level + 1 < levelCount_ &&
            (hi - iStart_) / nodePoints(level) - (lo - iStart_) / nodePoints(level) >= 2 * kFanOut)
         ++level;
-    pushNodes(level, (lo - iStart_) / nodePoints(level), (hi - iStart_) / nodePoints(level), lo, hi);
+    pushNodes(level, (lo - iStart_) / nodePoints(level), (hi - iStart_) / nodePoints(level), lo, hi, 0, -1);
 
     // Invariant: bestF and bestIndex are the largest squared error above zero among the points measured
     // so far and the earliest point that has it (bestIndex < 0 while none is above zero). A run is left
@@ -174,9 +183,10 @@ bool PathFitterWorstPointSearch::find(const float *pts, int s, int e, const Ostw
         const Candidate run = heap_.back();
         heap_.pop_back();
         if (run.bound < bestF) break;
-        if (run.bound == bestF && (bestIndex < 0 || run.first > bestIndex)) continue;
+        if (cannotWin(run.bound, run.first, bestF, bestIndex)) continue;
         if (run.level > 0) {
-            pushNodes(run.level - 1, run.index * kFanOut, (run.index + 1) * kFanOut - 1, run.first, run.last);
+            pushNodes(run.level - 1, run.index * kFanOut, (run.index + 1) * kFanOut - 1, run.first, run.last, bestF,
+                      bestIndex);
             continue;
         }
         // The block's squared errors first (several at once), then the comparisons in order.

@@ -66,8 +66,9 @@ private:
     // Node `index` of `level` clamped to the points lo..hi, with its bound; false when none of its points
     // lie there.
     bool nodeCandidate(int level, int index, int lo, int hi, Candidate *candidate) const;
-    // Pushes the nodes from..to of `level` (those that exist) clamped to lo..hi.
-    void pushNodes(int level, int from, int to, int lo, int hi);
+    // Pushes the nodes from..to of `level` (those that exist) clamped to lo..hi, but not those that cannot
+    // beat the worst point so far (squared error bestF at bestIndex, or bestIndex < 0 for none).
+    void pushNodes(int level, int from, int to, int lo, int hi, float bestF, int bestIndex);
     void push(const Candidate &candidate);
     int nodePoints(int level) const;
 
