@@ -90,8 +90,8 @@ void pathFitterFirstParameters(const double *runningSums, int count, double tota
 // pathFitterFirstParameters (writing u[0 .. e-s], unless u is null) and then the least-squares sums of
 // those parameters, in one pass.
 PathFitterQuickSums pathFitterFirstParametersAndSums(const float *pts, int s, int e, const double *runningSums,
-                                                            double total, double *u, double t1x, double t1y,
-                                                            double t2x, double t2y);
+                                                     double total, double *u, double t1x, double t1y, double t2x,
+                                                     double t2y);
 
 // calcMaxError: the largest error of the interior points of s..e against bez at parameters u[0 .. e-s],
 // and in *maxIndex the worst point (the earliest of equal ones), or the offset count (e − s + 1) / 2 when
