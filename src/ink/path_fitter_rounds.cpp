@@ -9,6 +9,7 @@
 #include <immintrin.h>
 #endif
 
+#include "ink/path_fitter_sum_ranges.h"
 #include "ink/path_fitter_wide_vectors.h"
 #include "ink/path_fitter_worst_point.h"
 
@@ -520,30 +521,8 @@ bool pathFitterCurveFromQuickSums(const float *pts, int s, int e, const PathFitt
     if (!std::isfinite(det + rDet + alphaL + alphaR + rAlphaL + rAlphaR + margin)) return false;
     // generateBezier's near-singular branch is left to the in-order sums.
     if (!(margin >= 1e-6)) return false;
-    if (!std::isfinite(t1x) || !std::isfinite(t1y) || !std::isfinite(t2x) || !std::isfinite(t2y)) return false;
-    double aL[2], aR[2];
-    if (alphaL - rAlphaL >= 1e-6 && alphaR - rAlphaR >= 1e-6) {
-        aL[0] = alphaL - rAlphaL, aL[1] = alphaL + rAlphaL, aR[0] = alphaR - rAlphaR, aR[1] = alphaR + rAlphaR;
-    } else if (alphaL + rAlphaL < 1e-6 || alphaR + rAlphaR < 1e-6) {
-        // Certainly the fallback to a third of the chord, computed as generateBezier does.
-        const float cx = pts[2 * e] - pts[2 * s], cy = pts[2 * e + 1] - pts[2 * s + 1];
-        const double vx = cx, vy = cy;
-        aL[0] = aL[1] = aR[0] = aR[1] = std::sqrt(vx * vx + vy * vy) / 3;
-    } else {
-        return false;
-    }
-    const double xs = pts[2 * s], ys = pts[2 * s + 1], xe = pts[2 * e], ye = pts[2 * e + 1];
-    auto control = [](double base, double alpha, double direction) {
-        return static_cast<float>(base + alpha * direction);
-    };
-    auto sameBits = [](float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; };
-    const float c1x = control(xs, aL[0], t1x), c1y = control(ys, aL[0], t1y);
-    const float c2x = control(xe, aR[0], t2x), c2y = control(ye, aR[0], t2y);
-    if (!sameBits(c1x, control(xs, aL[1], t1x)) || !sameBits(c1y, control(ys, aL[1], t1y)) ||
-        !sameBits(c2x, control(xe, aR[1], t2x)) || !sameBits(c2y, control(ye, aR[1], t2y)))
-        return false;
-    *curve = OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], c1x, c1y, c2x, c2y, pts[2 * e], pts[2 * e + 1]);
-    return true;
+    return pathFitterCurveFromDistanceRanges(pts, s, e, {alphaL - rAlphaL, alphaL + rAlphaL},
+                                             {alphaR - rAlphaR, alphaR + rAlphaR}, t1x, t1y, t2x, t2y, curve);
 }
 
 OstwickPathFitterBezier pathFitterNextCurve(const float *pts, int s, int e, const PathFitterQuickSums &quick,

@@ -46,22 +46,10 @@ float fromBits(uint32_t bits) {
 
 }  // namespace
 
-bool pathFitterCurveFromSumRanges(const float *pts, int s, int e, Range C00, Range C01, Range C11, Range X0, Range X1,
-                                  double t1x, double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve) {
-    if (!finite(C00) || !finite(C01) || !finite(C11) || !finite(X0) || !finite(X1)) return false;
-    if (!std::isfinite(t1x) || !std::isfinite(t1y) || !std::isfinite(t2x) || !std::isfinite(t2y)) return false;
-    const Range product = C00 * C11, square = C01 * C01;
-    if (!finite(product) || !finite(square)) return false;
-    const Range det = product - square;
-    // generateBezier's near-singular branch is left to the caller.
-    if (!finite(det) || !(det.lo >= 1e-6 || det.hi <= -1e-6)) return false;
-    // Every range stays finite on the way (and so never holds a value that is not a number).
-    const Range numeratorL = X0 * C11 - C01 * X1, numeratorR = C00 * X1 - C01 * X0;
-    if (!finite(numeratorL) || !finite(numeratorR)) return false;
-    const Range inverse = reciprocal(det);
-    const Range alphaL = numeratorL * inverse, alphaR = numeratorR * inverse;
+bool pathFitterCurveFromDistanceRanges(const float *pts, int s, int e, Range alphaL, Range alphaR, double t1x,
+                                       double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve) {
     if (!finite(alphaL) || !finite(alphaR)) return false;
-
+    if (!std::isfinite(t1x) || !std::isfinite(t1y) || !std::isfinite(t2x) || !std::isfinite(t2y)) return false;
     double aL[2], aR[2];
     if (alphaL.lo >= 1e-6 && alphaR.lo >= 1e-6) {
         aL[0] = alphaL.lo, aL[1] = alphaL.hi, aR[0] = alphaR.lo, aR[1] = alphaR.hi;
@@ -82,6 +70,22 @@ bool pathFitterCurveFromSumRanges(const float *pts, int s, int e, Range C00, Ran
     *curve = OstwickPathFitterBezier(pts[2 * s], pts[2 * s + 1], fromBits(c1x), fromBits(c1y), fromBits(c2x),
                                      fromBits(c2y), pts[2 * e], pts[2 * e + 1]);
     return true;
+}
+
+bool pathFitterCurveFromSumRanges(const float *pts, int s, int e, Range C00, Range C01, Range C11, Range X0, Range X1,
+                                  double t1x, double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve) {
+    if (!finite(C00) || !finite(C01) || !finite(C11) || !finite(X0) || !finite(X1)) return false;
+    const Range product = C00 * C11, square = C01 * C01;
+    if (!finite(product) || !finite(square)) return false;
+    const Range det = product - square;
+    // generateBezier's near-singular branch is left to the caller.
+    if (!finite(det) || !(det.lo >= 1e-6 || det.hi <= -1e-6)) return false;
+    // Every range stays finite on the way (and so never holds a value that is not a number).
+    const Range numeratorL = X0 * C11 - C01 * X1, numeratorR = C00 * X1 - C01 * X0;
+    if (!finite(numeratorL) || !finite(numeratorR)) return false;
+    const Range inverse = reciprocal(det);
+    const Range alphaL = numeratorL * inverse, alphaR = numeratorR * inverse;
+    return pathFitterCurveFromDistanceRanges(pts, s, e, alphaL, alphaR, t1x, t1y, t2x, t2y, curve);
 }
 
 }  // namespace marqen

@@ -31,6 +31,13 @@ inline PathFitterRange pathFitterRangeAround(double value, double error) {
     return {pathFitterBelow(value - error), pathFitterAbove(value + error)};
 }
 
+// generateBezier's curve for the piece s..e of pts from its two control-point distances, known to lie in
+// alphaL and alphaR: true and the curve when the fallback to a third of the chord is certainly taken or
+// certainly not, and each control point (monotone in its distance) is the same float at both ends of its
+// range; false otherwise, also for ranges or tangents that are not finite.
+bool pathFitterCurveFromDistanceRanges(const float *pts, int s, int e, PathFitterRange alphaL, PathFitterRange alphaR,
+                                       double t1x, double t1y, double t2x, double t2y, OstwickPathFitterBezier *curve);
+
 // generateBezier's curve for the piece s..e of pts with tangents (t1x, t1y), (t2x, t2y), when its five
 // sums lie in the given ranges: true and the curve when that curve is certain, false otherwise (also for
 // ranges that are not finite, and for the near-singular branch, which is left to the caller).
