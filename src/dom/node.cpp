@@ -172,7 +172,8 @@ void MarqenDOMNode::addChildAt(const MarqenDOMNodePtr &child, std::optional<size
         post(MarqenDOMNodeDidAddChild, this, std::move(info));
     }
     postDidChange();
-    registerUndoAction([child](MarqenDOMNode &node) { node.removeChild(child); });
+    // Nodes being built are not in a document yet: no undo step, and no action made only to be dropped.
+    if (undoManager()) registerUndoAction([child](MarqenDOMNode &node) { node.removeChild(child); });
 }
 
 void MarqenDOMNode::removeChild(const MarqenDOMNodePtr &child) {

@@ -48,7 +48,8 @@ void NotificationCenter::post(const std::string &name, const void *object, Notif
     post(Notification{name, object, std::move(userInfo)});
 }
 
-bool NotificationCenter::hasObservers(const std::string &name, const void *object) {
+bool NotificationCenter::hasObservers(std::string_view name, const void *object) {
+    if (!hasAnyObservers()) return false;
     std::lock_guard lock(mutex_);
     for (const auto &entry : entries_)
         if ((entry->name.empty() || entry->name == name) && (!entry->object || entry->object == object)) return true;

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "../export.h"
@@ -67,7 +68,7 @@ public:
     void post(const std::string &name, const void *object, NotificationUserInfo userInfo = {});
     // True when a post of this name from this sender would reach an observer, so that senders can skip
     // building costly user info nobody reads.
-    bool hasObservers(const std::string &name, const void *object);
+    bool hasObservers(std::string_view name, const void *object);
     // False when nobody observes anything here: senders then skip building the notification at all (a
     // document being read posts for every node it builds, with nobody listening yet).
     bool hasAnyObservers() const noexcept { return observerCount_.load(std::memory_order_relaxed) != 0; }
