@@ -478,18 +478,9 @@ void MarqenDOMText::writeMembers(MarqenJSONWriter &writer) const {
         MarqenWriteCGPoint(writer, origin_);
     }
     if (wrapWidth_ > 0) writer.numberMember("wrapWidth", wrapWidth_);
-    if (font_) {
-        writer.key("font");
-        font_->writeJSON(writer);
-    }
-    if (strokeColor_) {
-        writer.key("strokeColor");
-        strokeColor_->writeJSON(writer);
-    }
-    if (fillColor_) {
-        writer.key("fillColor");
-        fillColor_->writeJSON(writer);
-    }
+    writer.partMember("font", font_);
+    writer.partMember("strokeColor", strokeColor_);
+    writer.partMember("fillColor", fillColor_);
     writer.numberMember("lineWidth", lineWidth_);
     writer.stringMember("alignment", NSStringFromMarqenDOMTextAlignment(alignment_));
     writer.stringMember("direction", NSStringFromMarqenDOMTextDirection(direction_));

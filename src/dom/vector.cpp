@@ -292,14 +292,8 @@ void MarqenDOMVector::writeMembers(MarqenJSONWriter &writer) const {
     MarqenDOMElement::writeMembers(writer);
     if (!bezierPath_) return;
     writer.stringMember("path", BezierToSvg::pathDataFromCGPath(*bezierPath_));
-    if (strokeColor_) {
-        writer.key("strokeColor");
-        strokeColor_->writeJSON(writer);
-    }
-    if (fillColor_) {
-        writer.key("fillColor");
-        fillColor_->writeJSON(writer);
-    }
+    writer.partMember("strokeColor", strokeColor_);
+    writer.partMember("fillColor", fillColor_);
     writer.numberMember("lineWidth", lineWidth_);
 }
 

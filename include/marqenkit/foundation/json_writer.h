@@ -55,6 +55,13 @@ public:
         key(name);
         value(json);
     }
+    // The member that `part` (a pointer to an object with writeJSON) writes of itself; none when it is null.
+    template <typename Part>
+    void partMember(std::string_view name, const Part &part) {
+        if (!part) return;
+        key(name);
+        part->writeJSON(*this);
+    }
 };
 
 // Builds the value the events describe. A key given twice in one object keeps its first place and takes
